@@ -84,7 +84,7 @@ build() {
 # run_tests PRESET [CTEST ARGUMENT...]: runs the tests of a build, prints what did not pass as it
 # happens, and last the total. Every test has files and ports of its own, so they run side by side.
 run_tests() {
-    local preset=$1 status=0 total skipped
+    local preset=$1 status=0
     local log="$root/build/$preset/test.log"
     shift
     say "running the tests of build/$preset"
@@ -94,13 +94,14 @@ run_tests() {
 
     # What is left is the output of the tests that failed and the list of their names.
     ((status == 0)) || grep -vE '^ *Start +[0-9]+:| Passed +[0-9.]+ sec$|^$' "$log" || true
-    total=$(sed -nE 's/.* ([0-9]+) tests? failed out of ([0-9]+)$/\1 of \2 tests failed/p' "$log")
+    local failed total skipped
+    read -r failed total < <(sed -nE \
+        's/.* ([0-9]+) tests? failed out of ([0-9]+)$/\1 \2/p' "$log") || fail "no test was run" "$log"
     skipped=$(grep -cE '\*\*\*(Skipped|Not Run)' "$log" || true)
-    ((skipped == 0)) || total+=", $skipped were not run"
-    [[ $total ]] || fail "no test was run" "$log"
+    total="$((total - failed - skipped)) passed, $failed failed, $skipped not run"
     if ((status != 0)); then
         say "FAILED: $total; the whole output is in ${log#"$root/"}"
         exit 1
     fi
-    say "passed: $total ($(sed -nE 's/^Total Test time .*= *//p' "$log"))"
+    say "$total ($(sed -nE 's/^Total Test time .*= *//p' "$log"))"
 }
