@@ -1,0 +1,64 @@
+#pragma once
+// A map from a key that many may share to the one of them that arrived first.
+//
+// Nearly every key has one owner, which costs one probe and one slot. Where several share a key
+// (all who have not logged in share the identifier 0), the later ones wait in order of arrival.
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <unordered_map>
+
+namespace vorrim {
+
+// No locks inside: the owner's lock guards it. T has arrival(), a number that only grows.
+template <class Key, class T, class Hash>
+class ArrivalMap final {
+public:
+    explicit ArrivalMap(Hash hash) : slots_(0, hash) {}
+
+    [[nodiscard]] T* find(const Key& key) const {
+        const auto found = slots_.find(key);
+        return found == slots_.end() ? nullptr : found->second.first;
+    }
+
+    void insert(const Key& key, T& item) {
+        Slot& slot = slots_[key];
+        if (slot.first == nullptr) {
+            slot.first = &item;
+            return;
+        }
+        if (!slot.later) slot.later = std::make_unique<Later>();
+        T* later = &item;
+        if (item.arrival() < slot.first->arrival()) std::swap(slot.first, later);
+        slot.later->emplace(later->arrival(), later);
+    }
+
+    void erase(const Key& key, const T& item) {
+        const auto found = slots_.find(key);
+        if (found == slots_.end()) return;
+        Slot& slot = found->second;
+        if (slot.first != &item) {
+            if (slot.later) slot.later->erase(item.arrival());
+        } else if (slot.later && !slot.later->empty()) {
+            slot.first = slot.later->begin()->second;
+            slot.later->erase(slot.later->begin());
+        } else {
+            slots_.erase(found);
+            return;
+        }
+        if (slot.later && slot.later->empty()) slot.later.reset();
+    }
+
+private:
+    using Later = std::map<std::uint64_t, T*>;
+    struct Slot {
+        T* first = nullptr;
+        std::unique_ptr<Later> later;
+    };
+
+    std::unordered_map<Key, Slot, Hash> slots_;
+};
+
+}  // namespace vorrim

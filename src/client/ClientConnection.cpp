@@ -1,0 +1,98 @@
+#include "client/ClientConnection.h"
+
+#include "base/file/primitives.h"
+#include "client/Room.h"
+#include "client/messages.h"
+#include "net/ReachabilityTest.h"
+
+namespace vorrim {
+
+ClientConnection::ClientConnection(std::unique_ptr<kx_net_socket> socket, socketPool& pool,
+                                   ClientService& service)
+    : Connection(std::move(socket), pool), service_(service) {
+    service_.clients.add(*this);
+}
+
+ClientConnection::~ClientConnection() {
+    if (test_ != nullptr) test_->abandon();
+    if (room_ != nullptr) room_->leave(*this);
+    service_.files.remove_client(id());
+    // Files of an earlier login have no connection of their own left that would withdraw them.
+    for (const ClientId former : former_ids_) {
+        if (!service_.clients.with_id(former, [](ClientConnection&) {})) {
+            service_.files.remove_client(former);
+        }
+    }
+    service_.clients.remove(*this);
+}
+
+std::uint32_t ClientConnection::peer() const {
+    const auto address = socket()->peer_address();
+    return address ? address->value() : 0;
+}
+
+void ClientConnection::send_callback(ClientId address, std::uint16_t port) {
+    Packet packet = begin_packet(Opcode::OP_CALLBACK, 7);
+    write_32(packet.body(), address.value());
+    write_16(packet.body(), port);
+    packet.finish();
+    send(packet);
+}
+
+Search& ClientConnection::last_search() {
+    if (!search_) search_ = std::make_unique<Search>();
+    return *search_;
+}
+
+void ClientConnection::sync_identifier() {
+    set_identifier(service_.clients.id_of(*this).value());
+}
+
+Connection::Verdict ClientConnection::handle_message(std::uint8_t opcode, kx_memory_file& payload) {
+    if (rejected_) return Verdict::close;
+    switch (static_cast<Opcode>(opcode)) {
+        case Opcode::OP_LOGIN:
+            return login(payload);
+        case Opcode::OP_GET_SERVER_LIST:
+            send_servers();
+            return Verdict::keep;
+        case Opcode::OP_OFFER_FILES:
+            return offer_files(payload);
+        case Opcode::OP_SEARCH_FILES:
+            return search_files(payload);
+        case Opcode::OP_DISCONNECT:
+            return Verdict::close;
+        case Opcode::OP_GET_SOURCES:
+            get_sources(payload);
+            return Verdict::keep;
+        case Opcode::OP_SEARCH_USERS:
+            search_users(payload);
+            return Verdict::keep;
+        case Opcode::OP_FIND_USER:
+            find_user(payload);
+            return Verdict::keep;
+        case Opcode::OP_CALLBACK_REQUEST:
+            request_callback(payload);
+            return Verdict::keep;
+        case Opcode::OP_GET_ROOMS:
+            send_rooms();
+            return Verdict::keep;
+        case Opcode::OP_ROOM_MESSAGE:
+            room_message(payload);
+            return Verdict::keep;
+        case Opcode::OP_JOIN_ROOM:
+            join_room(payload);
+            return Verdict::keep;
+        case Opcode::OP_CLIENT_TEXT:
+            static_cast<void>(read_32(payload));
+            static_cast<void>(read_string(payload));
+            return Verdict::keep;
+        case Opcode::OP_MORE_RESULTS:
+            more_results();
+            return Verdict::keep;
+        default:
+            return Connection::handle_message(opcode, payload);
+    }
+}
+
+}  // namespace vorrim

@@ -1,0 +1,82 @@
+#pragma once
+// One connected client: what it asks and what it is told.
+//
+//     packet ──► handle_message ──► login | publish | search | people | rooms ──► send(reply)
+//
+// The handlers are grouped by topic: ClientLogin.cpp, ClientFiles.cpp, ClientPeople.cpp and
+// ClientRooms.cpp.
+//
+// Threads: handlers run on the connection's worker. Other threads reach the connection through the
+// client table or a room, whose lock they hold while they use it.
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "client/ClientService.h"
+#include "client/ClientTable.h"
+#include "net/Connection.h"
+#include "search/Search.h"
+
+namespace vorrim {
+
+class ReachabilityTest;
+class Room;
+
+class ClientConnection final : public Connection, public TableEntry {
+public:
+    // Enters the client table.
+    ClientConnection(std::unique_ptr<kx_net_socket> socket, socketPool& pool,
+                     ClientService& service);
+    // Leaves its room, withdraws its files, leaves the table; in this order.
+    ~ClientConnection() override;
+
+    // The identifier; 0 until the first login. Own worker, or under a lock that holds the client.
+    [[nodiscard]] ClientId id() const noexcept { return ClientId(identifier()); }
+    // Queues a call-back request: somebody at this address wants to be connected to.
+    void send_callback(ClientId address, std::uint16_t port);
+    // The address at the other end, in identifier form; 0 when the connection has none any more.
+    [[nodiscard]] std::uint32_t peer() const;
+
+private:
+    [[nodiscard]] Verdict handle_message(std::uint8_t opcode, kx_memory_file& payload) override;
+
+    // Login (ClientLogin.cpp)
+    [[nodiscard]] Verdict login(kx_memory_file& payload);
+    void finish_login();
+    void reachability_known(bool reachable);
+    void take_low_id();
+    void gate_version();
+
+    // Files (ClientFiles.cpp)
+    [[nodiscard]] Verdict offer_files(kx_memory_file& payload);
+    void get_sources(kx_memory_file& payload);
+    [[nodiscard]] Verdict search_files(kx_memory_file& payload);
+    void more_results();
+    void send_file_batch();
+
+    // People (ClientPeople.cpp)
+    void send_servers();
+    void search_users(kx_memory_file& payload);
+    void find_user(kx_memory_file& payload);
+    void request_callback(kx_memory_file& payload);
+
+    // Rooms (ClientRooms.cpp)
+    void send_rooms();
+    void room_message(kx_memory_file& payload);
+    void join_room(kx_memory_file& payload);
+
+    [[nodiscard]] Search& last_search();
+    void sync_identifier();
+
+    ClientService& service_;
+    std::int32_t port_ = 0;             // as announced at login, sign-extended
+    std::unique_ptr<Search> search_;    // none until the first search
+    ReachabilityTest* test_ = nullptr;  // while the login waits for it
+    Room* room_ = nullptr;
+    std::vector<ClientId> former_ids_;  // of earlier logins that published something
+    bool published_ = false;            // something stands under the present identifier
+    bool rejected_ = false;             // the version gate refused it: the next packet ends it
+};
+
+}  // namespace vorrim

@@ -1,0 +1,62 @@
+// Publishing, sources and file searches over TCP.
+
+#include "base/file/primitives.h"
+#include "client/ClientConnection.h"
+#include "client/messages.h"
+#include "meta/FileHash.h"
+#include "meta/FrozenRecord.h"
+
+namespace vorrim {
+
+namespace {
+
+constexpr std::uint32_t kReplyEstimate = 512;
+constexpr std::uint32_t kBatchEstimate = 4096;
+
+}  // namespace
+
+Connection::Verdict ClientConnection::offer_files(kx_memory_file& payload) {
+    auto records = read_frozen_list(payload);
+    if (!records) return Verdict::close;
+    if (records->empty()) return Verdict::keep;
+    published_ = true;
+    service_.files.publish(std::move(*records), id(), static_cast<std::uint16_t>(port_));
+    return Verdict::keep;
+}
+
+void ClientConnection::get_sources(kx_memory_file& payload) {
+    const FileHash hash = FileHash::read(payload);
+    Packet packet = begin_packet(Opcode::OP_FOUND_SOURCES, kReplyEstimate);
+    if (!service_.files.write_sources(hash, packet.body())) return;
+    packet.finish();
+    send(packet);
+}
+
+Connection::Verdict ClientConnection::search_files(kx_memory_file& payload) {
+    if (!last_search().read(payload)) return Verdict::close;
+    send_file_batch();
+    return Verdict::keep;
+}
+
+void ClientConnection::more_results() {
+    if (search_ && search_->resume_position >= 0) send_file_batch();
+}
+
+void ClientConnection::send_file_batch() {
+    Search& search = last_search();
+    Packet packet = begin_packet(Opcode::OP_SEARCH_RESULTS, kBatchEstimate);
+    kx_memory_file& body = packet.body();
+    const std::uint32_t count_at = body.tell();
+    write_32(body, 0);
+    const std::uint32_t found =
+        service_.files.search(search, body, service_.settings.max_search_results, id());
+    const std::uint32_t end = body.tell();
+    body.seek(count_at);
+    write_32(body, found);
+    body.seek(end);
+    write_8(body, search.resume_position >= 0 ? 1 : 0);
+    packet.finish();
+    send(packet);
+}
+
+}  // namespace vorrim

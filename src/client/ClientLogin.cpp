@@ -1,0 +1,109 @@
+// How a client gets its identifier and is let in.
+//
+//     record ──► address free? ── yes ──► can it be called back? ── yes ──► high identifier ─┐
+//                     │                         │ no, or 8 seconds are over                  ├──►
+//                     gate └── no ───────────────────┴──► low identifier ───────────────────────--┘
+
+#include <chrono>
+
+#include "base/Output.h"
+#include "base/file/primitives.h"
+#include "client/ClientConnection.h"
+#include "client/Room.h"
+#include "client/messages.h"
+#include "meta/TagNames.h"
+#include "net/ReachabilityTest.h"
+
+namespace vorrim {
+
+namespace {
+
+constexpr std::chrono::milliseconds kReachabilityLimit{8000};
+
+constexpr std::string_view kOutOfDate =
+    "You have an out of date client please go to https://vorrim.example/ and upgrade.";
+
+// A login on a connection that has one already keeps the tags of the earlier record, in front.
+FrozenRecord with_earlier_tags(RecordView earlier, const FrozenRecord& latest) {
+    constexpr std::size_t kFixed = 22;         // hash, identifier, port
+    constexpr std::size_t kTags = kFixed + 4;  // and the tag count
+    const RecordView view = latest.view();
+    kx_memory_file joined(static_cast<std::uint32_t>(earlier.bytes().size()) + 64);
+    write_bytes(joined, view.bytes().first(kFixed));
+    write_32(joined, earlier.tag_count() + view.tag_count());
+    write_bytes(joined, earlier.bytes().subspan(kTags));
+    write_bytes(joined, view.bytes().subspan(kTags));
+    kx_memory_file stream = kx_memory_file::reading(joined.written());
+    return FrozenRecord::from_network(stream);
+}
+
+}  // namespace
+
+Connection::Verdict ClientConnection::login(kx_memory_file& payload) {
+    FrozenRecord record = FrozenRecord::from_network(payload);
+    if (record.empty()) return Verdict::close;
+    const RecordView earlier = service_.clients.record_of(*this);
+    if (earlier.tag_count() > 0) {
+        if (earlier.bytes().size() + record.view().bytes().size() > kMaxPayload) {
+            return Verdict::close;
+        }
+        record = with_earlier_tags(earlier, record);
+    }
+    if (published_ && id() != ClientId()) former_ids_.push_back(id());
+    published_ = false;
+    port_ = static_cast<std::int16_t>(record.view().port());
+    service_.clients.set_record(*this, std::move(record));
+    if (room_ != nullptr) room_->update_record(*this, service_.clients.record_of(*this));
+
+    const ClientId address(peer());
+    if (!service_.clients.claim(*this, address)) {
+        take_low_id();
+        return Verdict::keep;
+    }
+    sync_identifier();
+    pause();
+    ReachabilityTest::start(pool(), address.value(), static_cast<std::uint16_t>(port_),
+                            kReachabilityLimit, test_,
+                            [this](bool reachable) { reachability_known(reachable); });
+    return Verdict::keep;
+}
+
+void ClientConnection::reachability_known(bool reachable) {
+    if (reachable) {
+        finish_login();
+    } else {
+        take_low_id();
+    }
+    resume();
+}
+
+void ClientConnection::take_low_id() {
+    if (!service_.clients.assign_low_id(*this)) {
+        close();
+        return;
+    }
+    sync_identifier();
+    finish_login();
+}
+
+void ClientConnection::finish_login() {
+    service_.clients.stamp_record(*this);
+    if (room_ != nullptr) room_->update_record(*this, service_.clients.record_of(*this));
+    current_output().printVerbose("ID=%d \n", static_cast<int>(id().value()));
+    send(make_id_packet(Opcode::OP_ID_ASSIGNED, id()));
+    gate_version();
+}
+
+void ClientConnection::gate_version() {
+    const auto version = static_cast<std::int32_t>(
+        service_.clients.record_of(*this).int_tag(wire_name(TagId::Version)));
+    if (version < service_.settings.min_version || version > service_.settings.max_version) {
+        send(make_text_packet(Opcode::OP_SERVER_MESSAGE, kOutOfDate));
+        rejected_ = true;
+        return;
+    }
+    service_.welcome.for_each(
+        [this](std::string_view line) { send(make_text_packet(Opcode::OP_SERVER_MESSAGE, line)); });
+}
+
+}  // namespace vorrim

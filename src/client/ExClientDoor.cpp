@@ -1,0 +1,112 @@
+#include "client/ExClientDoor.h"
+
+#include "base/Output.h"
+#include "base/file/primitives.h"
+#include "client/ClientConnection.h"
+#include "meta/FileHash.h"
+#include "meta/Opcodes.h"
+#include "search/Search.h"
+
+namespace vorrim {
+
+void ExClientDoor::handle_datagram(kx_memory_file& in) {
+    if (read_8(in) != kDatagramMarker) return;
+    const std::uint8_t opcode = read_8(in);
+    switch (static_cast<Opcode>(opcode)) {
+        case Opcode::OP_UDP_STATUS_REQUEST:
+            return status(in);
+        case Opcode::OP_UDP_SEARCH_FILES:
+            return search_files(in);
+        case Opcode::OP_UDP_GET_SOURCES:
+            return get_sources(in);
+        case Opcode::OP_UDP_CALLBACK_REQUEST:
+            return request_callback(in);
+        case Opcode::OP_UDP_SEARCH_USERS:
+            return search_users(in);
+        case Opcode::OP_UDP_SERVER_HELLO:
+            return server_hello(in);
+        case Opcode::OP_UDP_SERVER_LIST:
+            return server_list(in);
+        default:
+            current_output().printVerbose("ExClientDoor Unknown Msg: %d\n", opcode);
+    }
+}
+
+void ExClientDoor::begin_answer(Opcode opcode) {
+    out().clear();
+    write_8(out(), kDatagramMarker);
+    write_8(out(), static_cast<std::uint8_t>(opcode));
+}
+
+void ExClientDoor::answer_with(RecordView record) {
+    begin_answer(Opcode::OP_UDP_SEARCH_RESULT);
+    write_bytes(out(), record.bytes());
+    reply();
+}
+
+void ExClientDoor::status(kx_memory_file& in) {
+    const std::uint32_t challenge = read_32(in);
+    begin_answer(Opcode::OP_UDP_STATUS);
+    write_32(out(), challenge);
+    write_32(out(), static_cast<std::uint32_t>(service_.clients.count()));
+    write_32(out(), static_cast<std::uint32_t>(service_.files.source_total()));
+    reply();
+}
+
+void ExClientDoor::search_files(kx_memory_file& in) {
+    Search search;
+    if (!search.read(in)) return;
+    // The asker has no identifier, so it sees what a low one sees.
+    service_.files.search(
+        search, [this](RecordView record) { answer_with(record); },
+        service_.settings.max_search_results, ClientId());
+}
+
+void ExClientDoor::search_users(kx_memory_file& in) {
+    Search search;
+    if (!search.read(in)) return;
+    service_.clients.match_clients(search, service_.settings.max_search_results,
+                                   [this](RecordView record) { answer_with(record); });
+}
+
+void ExClientDoor::get_sources(kx_memory_file& in) {
+    const FileHash hash = FileHash::read(in);
+    begin_answer(Opcode::OP_UDP_FOUND_SOURCES);
+    if (service_.files.write_sources(hash, out())) reply();
+}
+
+void ExClientDoor::request_callback(kx_memory_file& in) {
+    const ClientId address(read_32(in));
+    const std::uint16_t port = read_16(in);
+    const ClientId wanted(read_32(in));
+    if (!wanted.below_low_limit() || !address.exceeds_low_range()) return;
+    const bool asked = service_.clients.with_id(
+        wanted, [&](ClientConnection& target) { target.send_callback(address, port); });
+    if (asked) return;
+    begin_answer(Opcode::OP_UDP_CALLBACK_FAILED);
+    write_32(out(), wanted.value());
+    reply();
+}
+
+void ExClientDoor::server_hello(kx_memory_file& in) {
+    if (!service_.servers.is_public()) return;
+    const std::uint32_t address = read_32(in);
+    const std::uint16_t port = read_16(in);
+    service_.servers.onHello(address, port);
+}
+
+void ExClientDoor::server_list(kx_memory_file& in) {
+    if (!service_.servers.is_public()) return;
+    const std::uint32_t address = read_32(in);
+    const std::uint16_t port = read_16(in);
+    const unsigned count = read_8(in);
+    // A list that is shorter than it says teaches nothing.
+    kx_memory_file entries = kx_memory_file::reading(in.take(count * 6));
+    service_.servers.onListHeader(address, port);
+    for (unsigned i = 0; i < count; ++i) {
+        const std::uint32_t listed = read_32(entries);
+        service_.servers.learn(listed, read_16(entries));
+    }
+}
+
+}  // namespace vorrim

@@ -1,0 +1,218 @@
+#include "net/PoolShare.h"
+
+#include <algorithm>
+
+#include "base/Output.h"
+#include "base/kx_err.h"
+
+namespace vorrim {
+
+namespace {
+
+constexpr std::size_t kScratchBytes = 64 * 1024;  // received by one system call
+
+thread_local PoolShare* running_share = nullptr;
+
+// Names the share whose worker the thread is, for the length of a block.
+class RunningShare {
+public:
+    explicit RunningShare(PoolShare& share) noexcept
+        : before_(std::exchange(running_share, &share)) {}
+    ~RunningShare() { running_share = before_; }
+    RunningShare(const RunningShare&) = delete;
+    RunningShare& operator=(const RunningShare&) = delete;
+
+private:
+    PoolShare* before_;
+};
+
+}  // namespace
+
+PoolShare::PoolShare(socketPool& pool, std::unique_ptr<kx_socket_set> set, const Clock& clock)
+    : pool_(pool), clock_(clock), set_(std::move(set)), scratch_(kScratchBytes) {}
+
+PoolShare::~PoolShare() {
+    delete_all();
+}
+
+PoolShare* PoolShare::current() noexcept {
+    return running_share;
+}
+
+void PoolShare::add(std::unique_ptr<Task> task) {
+    load_.fetch_add(1);
+    if (current() == this) {
+        task->share_.store(this);
+        adopt(std::move(task));
+        return;
+    }
+    bool sleeping = false;
+    {
+        const kx_guard hold(mail_lock_);
+        // From here on others may post to the task; their posts come after its addition.
+        task->share_.store(this);
+        added_.push_back(std::move(task));
+        sleeping = std::exchange(asleep_, false);
+    }
+    if (sleeping) set_->wake();
+}
+
+void PoolShare::post(Task& task) {
+    if (current() == this) {
+        enqueue(task);
+        return;
+    }
+    if (task.posted_.exchange(true)) return;
+    bool sleeping = false;
+    {
+        const kx_guard hold(mail_lock_);
+        posted_.push_back(&task);
+        sleeping = std::exchange(asleep_, false);
+    }
+    if (sleeping) set_->wake();
+}
+
+void PoolShare::wake() noexcept {
+    set_->wake();
+}
+
+void PoolShare::enqueue(Task& task) {
+    if (task.queued_) return;
+    task.queued_ = true;
+    ready_.push_back(&task);
+}
+
+void PoolShare::adopt(std::unique_ptr<Task> owned) {
+    Task& task = *owned;
+    task.slot_ = static_cast<std::uint32_t>(tasks_.size());
+    tasks_.push_back(std::move(owned));
+    if (task.socket_ && !set_->add(task.socket_->handle(), task.interest(), task)) {
+        task.closing_.store(true);
+    }
+    // A first turn: packets may have been queued before the task had a share.
+    enqueue(task);
+}
+
+void PoolShare::destroy(Task& task) {
+    if (task.socket_) set_->remove(task.socket_->handle());
+    const std::size_t slot = task.slot_;
+    const std::unique_ptr<Task> doomed = std::move(tasks_[slot]);
+    if (slot + 1 != tasks_.size()) {
+        tasks_[slot] = std::move(tasks_.back());
+        tasks_[slot]->slot_ = static_cast<std::uint32_t>(slot);
+    }
+    tasks_.pop_back();
+    load_.fetch_sub(1);
+}
+
+void PoolShare::forget(Task& task) {
+    if (task.posted_.load()) {
+        const kx_guard hold(mail_lock_);
+        std::erase(posted_, &task);
+    }
+    if (task.queued_) std::erase(ready_, &task);
+    setDeadline(task, Task::kNoDeadline);
+}
+
+void PoolShare::setDeadline(Task& task, Task::TimePoint deadline) {
+    if (task.deadline_ == deadline) return;
+    if (task.deadline_ != Task::kNoDeadline) deadlines_.erase({task.deadline_, &task});
+    task.deadline_ = deadline;
+    if (deadline != Task::kNoDeadline) deadlines_.insert({deadline, &task});
+}
+
+void PoolShare::wantWritable(Task& task) {
+    if (task.socket_) set_->want_writable(task.socket_->handle(), task);
+}
+
+std::optional<std::chrono::nanoseconds> PoolShare::time_to_wait(
+    std::optional<std::chrono::nanoseconds> limit) {
+    using std::chrono::nanoseconds;
+    if (!ready_.empty()) return nanoseconds(0);
+    if (!deadlines_.empty()) {
+        const nanoseconds left =
+            std::max(nanoseconds(0), nanoseconds(deadlines_.begin()->first - clock_.now()));
+        limit = limit ? std::min(*limit, left) : left;
+    }
+    if (limit && limit->count() <= 0) return nanoseconds(0);
+    // Whoever leaves mail from here on sees that we sleep and wakes us.
+    const kx_guard hold(mail_lock_);
+    if (!added_.empty() || !posted_.empty()) return nanoseconds(0);
+    asleep_ = true;
+    return limit;
+}
+
+void PoolShare::take_mail() {
+    std::vector<std::unique_ptr<Task>> added;
+    std::vector<Task*> posted;
+    {
+        const kx_guard hold(mail_lock_);
+        asleep_ = false;
+        if (added_.empty() && posted_.empty()) return;
+        added.swap(added_);
+        posted.swap(posted_);
+        // Cleared under the lock: a post that follows goes into the next mail.
+        for (Task* task : posted)
+            task->posted_.store(false);
+    }
+    for (auto& task : added)
+        adopt(std::move(task));
+    for (Task* task : posted)
+        enqueue(*task);
+}
+
+void PoolShare::fire_deadlines() {
+    if (deadlines_.empty()) return;
+    const Task::TimePoint now = clock_.now();
+    while (!deadlines_.empty() && deadlines_.begin()->first <= now) {
+        Task& task = *deadlines_.begin()->second;
+        setDeadline(task, Task::kNoDeadline);
+        settle(task, task.onDeadline());
+    }
+}
+
+void PoolShare::settle(Task& task, Turn turn) {
+    switch (turn) {
+        case Turn::wait:
+            break;
+        case Turn::again:
+            enqueue(task);
+            break;
+        case Turn::finished:
+            destroy(task);
+            break;
+    }
+}
+
+void PoolShare::run_once(std::optional<std::chrono::nanoseconds> limit) {
+    const RunningShare here(*this);
+    for (const ReadyTask& ready : set_->wait(time_to_wait(limit))) {
+        ready.task->flags_ |= ready.flags;
+        enqueue(*ready.task);
+    }
+    take_mail();
+    fire_deadlines();
+
+    running_.swap(ready_);
+    for (Task* const task : running_) {
+        task->queued_ = false;
+        Turn turn = Turn::wait;
+        try {
+            turn = task->doTask(pool_);
+        } catch (const kx_err&) {
+            current_output().printVerbose("*** Exception in Task\n");
+        }
+        settle(*task, turn);
+    }
+    running_.clear();
+}
+
+void PoolShare::delete_all() {
+    const RunningShare here(*this);
+    take_mail();
+    while (!tasks_.empty())
+        destroy(*tasks_.back());
+    ready_.clear();
+}
+
+}  // namespace vorrim

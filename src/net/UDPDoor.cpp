@@ -1,0 +1,87 @@
+#include "net/UDPDoor.h"
+
+#include <span>
+
+#include "base/Output.h"
+#include "base/kx_err.h"
+#include "net/socketPool.h"
+
+namespace vorrim {
+
+namespace {
+
+constexpr std::size_t kBatch = 64;  // datagrams taken by one system call
+constexpr int kBatchesPerTurn = 8;  // then the worker's other tasks have their turn
+constexpr std::uint32_t kAnswerGrowth = 2048;
+constexpr std::size_t kAnswerBytes = 256 * 1024;  // unsent answers gathered before they are sent
+
+}  // namespace
+
+UDPDoor::UDPDoor(socketPool& pool, std::uint16_t port)
+    : Task(nullptr, pool),
+      port_(port),
+      room_(kBatch * kDatagramBytes),
+      slots_(kBatch),
+      out_(kAnswerGrowth) {}
+
+void UDPDoor::open(std::unique_ptr<UDPDoor> door, socketPool& pool, int proxy_wait_ms) {
+    auto socket = pool.net().listen(door->port_, proxy_wait_ms, SocketType::datagram);
+    if (!socket) {
+        current_output().printError("ERROR: couldn't create UDPDoor\n");
+        return;
+    }
+    door->setSocket(std::move(socket));
+    pool.add(std::move(door));
+}
+
+void UDPDoor::reply() {
+    const auto written = out_.written();
+    answers_.insert(answers_.end(), written.begin(), written.end());
+    answer_ends_.emplace_back(answers_.size(), sender_);
+    out_.clear();
+    if (answers_.size() >= kAnswerBytes) send_answers();
+}
+
+void UDPDoor::send_answers() {
+    if (answer_ends_.empty()) return;
+    std::vector<DatagramSlot> slots;
+    slots.reserve(answer_ends_.size());
+    std::size_t begin = 0;
+    for (const auto& [end, to] : answer_ends_) {
+        slots.push_back({std::span(answers_).subspan(begin, end - begin), to});
+        begin = end;
+    }
+    socket()->send_batch(slots);
+    answers_.clear();
+    answer_ends_.clear();
+}
+
+Turn UDPDoor::doTask(socketPool& /*pool*/) {
+    if (closing()) return Turn::finished;
+    // An error on a datagram socket tells of one lost answer; the port itself is well.
+    if ((flags_ & (kReadable | kException)) == 0) return Turn::wait;
+    for (int turn = 0; turn < kBatchesPerTurn; ++turn) {
+        for (std::size_t i = 0; i < kBatch; ++i) {
+            slots_[i].bytes = std::span(room_).subspan(i * kDatagramBytes, kDatagramBytes);
+        }
+        const std::size_t count = socket()->receive_batch(slots_);
+        for (std::size_t i = 0; i < count; ++i) {
+            sender_ = slots_[i].peer;
+            out_.clear();
+            kx_memory_file in = kx_memory_file::reading(slots_[i].bytes);
+            try {
+                handle_datagram(in);
+            } catch (const kx_err&) {
+                current_output().printVerbose("*** Exception in UDPDoor\n");
+            }
+        }
+        send_answers();
+        if (count < kBatch) {
+            flags_ = 0;
+            return Turn::wait;
+        }
+    }
+    return Turn::again;
+}
+
+}  // namespace vorrim

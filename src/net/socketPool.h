@@ -1,0 +1,49 @@
+#pragma once
+// The pool of everything the server runs: it splits the tasks into one share per worker.
+//
+// There is no thread of the pool's own: each worker waits on the readiness set of its share, so a
+// request never changes hands. Without workers there are no shares, and what is added waits
+// unserved.
+//
+// Threads: `add` from any thread; the rest before the workers start or after they have stopped.
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "base/Annotations.h"
+#include "base/Clock.h"
+#include "base/kx_critical_section.h"
+#include "net/PoolShare.h"
+#include "net/Task.h"
+#include "net/kx_net.h"
+
+namespace vorrim {
+
+class socketPool final {
+public:
+    // Both must outlive the pool.
+    socketPool(kx_net_protocol& net, const Clock& clock);
+    ~socketPool();
+    socketPool(const socketPool&) = delete;
+    socketPool& operator=(const socketPool&) = delete;
+
+    // Makes the share of one more worker.
+    [[nodiscard]] PoolShare& add_share();
+    // Takes the task over and hands it to the share with the fewest tasks; null is ignored.
+    void add(std::unique_ptr<Task> task);
+    // Destroys every task.
+    void delete_all();
+
+    [[nodiscard]] kx_net_protocol& net() const noexcept { return net_; }
+    [[nodiscard]] const Clock& clock() const noexcept { return clock_; }
+
+private:
+    kx_net_protocol& net_;
+    const Clock& clock_;
+    std::vector<std::unique_ptr<PoolShare>> shares_;
+    kx_critical_section unserved_lock_;
+    std::vector<std::unique_ptr<Task>> unserved_ GUARDED_BY(unserved_lock_);
+};
+
+}  // namespace vorrim
