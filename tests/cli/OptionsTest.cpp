@@ -1,0 +1,50 @@
+#include <gtest/gtest.h>
+#include <vector>
+
+#include "Options.h"
+
+namespace vorrim::cli {
+namespace {
+
+ParsedOptions parsed(std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), "vorrim-cli");
+    return parse_options(static_cast<int>(arguments.size()), arguments.data());
+}
+
+TEST(OptionsTest, DeniedWordsAreWordsAndOptionsStayOptionsAnywhere) {
+    const ParsedOptions result =
+        parsed({"--port", "5000", "search", "linux", "-kernel", "--more", "-type=image", "--json"});
+    ASSERT_FALSE(result.exit_code);
+    EXPECT_EQ(result.options.command, Command::search);
+    EXPECT_EQ(result.options.words, (std::vector<std::string>{"linux", "-kernel", "-type=image"}));
+    EXPECT_EQ(result.options.port, 5000);
+    EXPECT_TRUE(result.options.more);
+    EXPECT_TRUE(result.options.json);
+}
+
+TEST(OptionsTest, OptionsMayFollowTheCommand) {
+    const ParsedOptions result = parsed({"sources", "00112233445566778899aabbccddeeff", "--udp",
+                                         "--host", "h", "--timeout", "0.5"});
+    ASSERT_FALSE(result.exit_code);
+    EXPECT_EQ(result.options.command, Command::sources);
+    EXPECT_TRUE(result.options.udp);
+    EXPECT_EQ(result.options.host, "h");
+    EXPECT_EQ(result.options.timeout.count(), 500);
+    EXPECT_FALSE(result.options.listen);
+}
+
+TEST(OptionsTest, SenselessCommandLinesEndWithTwoAndHelpWithNought) {
+    EXPECT_EQ(parsed({}).exit_code, 2);
+    EXPECT_EQ(parsed({"dance"}).exit_code, 2);
+    EXPECT_EQ(parsed({"search"}).exit_code, 2);
+    EXPECT_EQ(parsed({"status", "extra"}).exit_code, 2);
+    EXPECT_EQ(parsed({"status", "--port", "0"}).exit_code, 2);
+    EXPECT_EQ(parsed({"status", "--port", "65532"}).exit_code, 2);  // no room for the datagram door
+    EXPECT_EQ(parsed({"status", "--port", "x"}).exit_code, 2);
+    EXPECT_EQ(parsed({"status", "--listen", "65536"}).exit_code, 2);
+    EXPECT_EQ(parsed({"--help"}).exit_code, 0);
+    EXPECT_EQ(parsed({"--version"}).exit_code, 0);
+}
+
+}  // namespace
+}  // namespace vorrim::cli
