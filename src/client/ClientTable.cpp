@@ -40,8 +40,10 @@ std::size_t ClientTable::KeyedHash::operator()(const FileHash& hash) const noexc
     return mix(mix(words[0] ^ key0) + (words[1] ^ key1));
 }
 
-ClientTable::ClientTable(Random& random)
-    : by_id_(IdHash{}), by_hash_(KeyedHash{random.next_u64(), random.next_u64()}) {}
+ClientTable::ClientTable(Random& random, std::uint32_t first_low_id)
+    : by_id_(IdHash{}),
+      by_hash_(KeyedHash{random.next_u64(), random.next_u64()}),
+      next_id_(first_low_id) {}
 
 RecordView ClientTable::view_of(const FrozenRecord& record) noexcept {
     return record.empty() ? RecordView(kEmptyRecord) : record.view();

@@ -52,8 +52,9 @@ private:
 
 class ClientTable final {
 public:
-    // `random` keys the hash over client hashes, which clients choose.
-    explicit ClientTable(Random& random);
+    // `random` keys the hash over client hashes, which clients choose. Low identifiers are handed
+    // out from `first_low_id` on.
+    explicit ClientTable(Random& random, std::uint32_t first_low_id = 1);
     ClientTable(const ClientTable&) = delete;
     ClientTable& operator=(const ClientTable&) = delete;
 
@@ -115,7 +116,7 @@ private:
     ArrivalMap<FileHash, ClientConnection, KeyedHash> by_hash_ GUARDED_BY(lock_);
 
     kx_critical_section id_lock_;
-    std::uint32_t next_id_ GUARDED_BY(id_lock_) = 1;
+    std::uint32_t next_id_ GUARDED_BY(id_lock_);
     std::uint32_t released_id_ GUARDED_BY(id_lock_) = 0;  // one remembered identifier, or 0
     bool looped_ GUARDED_BY(id_lock_) = false;            // the fresh identifiers are used up
 
