@@ -1,0 +1,127 @@
+#pragma once
+// What the tests of expressions share: records and wire forms written byte by byte, and an output
+// that keeps the error lines.
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/Output.h"
+#include "base/file/kx_memory_file.h"
+#include "base/file/primitives.h"
+#include "meta/RecordView.h"
+#include "search/Search.h"
+
+namespace vorrim::test {
+
+// A record in network form, tag after tag.
+class Record {
+public:
+    Record() : bytes_(256) {
+        const std::byte hash[kHashSize] = {};
+        write_bytes(bytes_, hash);
+        write_32(bytes_, 0);
+        write_16(bytes_, 0);
+        write_32(bytes_, 0);
+    }
+    Record&& text(std::string_view name, std::string_view value) && {
+        start_tag(TagType::text, name);
+        write_string(value, bytes_);
+        return std::move(*this);
+    }
+    Record&& integer(std::string_view name, std::int32_t value) && {
+        start_tag(TagType::integer, name);
+        write_32(bytes_, static_cast<std::uint32_t>(value));
+        return std::move(*this);
+    }
+    Record&& hash(std::string_view name) && {
+        start_tag(TagType::hash, name);
+        const std::byte value[kHashSize] = {};
+        write_bytes(bytes_, value);
+        return std::move(*this);
+    }
+    // NOLINTNEXTLINE(google-explicit-constructor): a record is asked as what it shows
+    operator RecordView() const { return RecordView(bytes_.contents()); }
+
+private:
+    void start_tag(std::uint8_t type, std::string_view name) {
+        store_32(bytes_.data() + RecordLayout::tag_count, ++count_);
+        write_8(bytes_, type);
+        write_string(name, bytes_);
+    }
+
+    kx_memory_file bytes_;
+    std::uint32_t count_ = 0;
+};
+
+// Makes itself the current output and keeps what is printed as errors.
+class ErrorLines final : public Output {
+public:
+    void vprintError(const char* format, va_list arguments) override {
+        char line[kLineBuffer];
+        std::vsnprintf(line, sizeof line, format, arguments);
+        lines.emplace_back(line);
+    }
+    std::vector<std::string> lines;
+
+private:
+    ScopedOutput scope_{*this};
+};
+
+inline const std::string kUnknownOperator = "Unknown Operation in Search";
+inline const std::string kUnknownCompare = "Unknown Operation in SN_IntTagCompare";
+
+template <std::size_t Size>
+std::string bytes(const char (&literal)[Size]) {
+    return std::string(literal, Size - 1);
+}
+
+inline std::span<const std::byte> as_span(std::string_view text) {
+    return std::as_bytes(std::span(text.data(), text.size()));
+}
+
+inline bool read_bytes(Search& search, std::string_view wire) {
+    kx_memory_file stream = kx_memory_file::reading(as_span(wire));
+    return search.read(stream);
+}
+
+inline Search search_of(std::unique_ptr<SearchNode> root) {
+    Search search;
+    search.add_term(std::move(root), CombineOp::kAnd);
+    return search;
+}
+
+inline std::string printed(const SearchNode& node) {
+    std::string text;
+    node.print(text);
+    return text;
+}
+
+inline std::string printed(const Search& search) {
+    std::string text;
+    search.print(text);
+    return text;
+}
+
+inline std::string written(const SearchNode& node) {
+    kx_memory_file stream(64);
+    if (!node.write(stream)) return "(incomplete)";
+    const auto contents = stream.contents();
+    return std::string(reinterpret_cast<const char*>(contents.data()), contents.size());
+}
+
+inline std::unique_ptr<SearchNode> word(std::string text) {
+    return std::make_unique<SN_Substring>(std::move(text));
+}
+inline std::unique_ptr<SearchNode> size_above(std::int32_t value) {
+    return std::make_unique<SN_IntTagCompare>(value, CompareOp::kGreater, "\x02");
+}
+inline std::unique_ptr<SearchNode> combine(std::int32_t op, std::unique_ptr<SearchNode> left,
+                                           std::unique_ptr<SearchNode> right) {
+    return std::make_unique<SN_Operator>(op, std::move(left), std::move(right));
+}
+
+}  // namespace vorrim::test

@@ -1,0 +1,140 @@
+#include <gtest/gtest.h>
+
+#include "search/SearchParser.h"
+#include "tests/search/SearchFixture.h"
+
+namespace vorrim {
+namespace {
+
+using test::as_span;
+using test::bytes;
+using test::printed;
+using test::Record;
+using test::written;
+
+std::unique_ptr<SearchNode> parse(std::string_view wire) {
+    kx_memory_file stream = kx_memory_file::reading(as_span(wire));
+    return parse_search_node(stream);
+}
+
+// A chain of `operators` operators over substring nodes, leaning to the left or to the right.
+std::string chain(std::size_t operators, bool to_the_left) {
+    const std::string op = bytes("\x00\x00");
+    const std::string leaf = bytes("\x01\x01\x00z");
+    std::string wire;
+    for (std::size_t i = 0; i < operators; ++i)
+        wire += to_the_left ? op : op + leaf;
+    wire += leaf;
+    if (to_the_left)
+        for (std::size_t i = 0; i < operators; ++i)
+            wire += leaf;
+    return wire;
+}
+
+// A full tree of 2^levels - 1 operators over leaves that match everything.
+std::string full_tree(int levels) {
+    if (levels == 0) return "\x04";
+    const std::string side = full_tree(levels - 1);
+    return bytes("\x00\x00") + side + side;
+}
+
+TEST(SearchParserTest, EveryKindIsReadAsItIsWritten) {
+    const std::string wires[] = {
+        bytes("\x01\x00\x00"),
+        bytes("\x01\x03\x00sky"),
+        bytes("\x02\x03\x00mp3\x04\x00Type"),
+        bytes("\x03\xE8\x03\x00\x00\x01\x01\x00\x02"),
+        bytes("\x04"),
+        bytes("\x00\x00\x01\x08\x00"
+              "blue sky\x03\xE8\x03\x00\x00\x01\x01\x00\x02"),
+        bytes("\x00\xFF\x00\x04\x04\x04\x04"),
+    };
+    for (const std::string& wire : wires) {
+        const auto node = parse(wire);
+        ASSERT_TRUE(node) << testing::PrintToString(wire);
+        EXPECT_EQ(written(*node), wire);
+        EXPECT_EQ(static_cast<std::size_t>(node->wire_size()), wire.size());
+        EXPECT_EQ(static_cast<char>(node->kind()), wire.front());
+    }
+}
+
+TEST(SearchParserTest, TheSizeExampleComparesTheSizeTag) {
+    const auto node = parse(bytes("\x03\xE8\x03\x00\x00\x01\x01\x00\x02"));
+    ASSERT_TRUE(node);
+    EXPECT_EQ(printed(*node), "\x02>1000");
+    EXPECT_TRUE(node->evaluate(Record().integer("\x02", 1001)));
+    EXPECT_FALSE(node->evaluate(Record().integer("\x02", 1000)));
+}
+
+TEST(SearchParserTest, TextsAreLoweredAndTagNamesAreNot) {
+    EXPECT_EQ(printed(*parse(bytes("\x01\x04\x00"
+                                   "AzZ\xC4"))),
+              "azz\xC4");
+    EXPECT_EQ(printed(*parse(bytes("\x02\x03\x00MP3\x04\x00Type"))), "Type=mp3");
+    EXPECT_EQ(printed(*parse(bytes("\x03\xFF\xFF\xFF\xFF\x00\x04\x00Size"))), "Size=-1");
+}
+
+TEST(SearchParserTest, ATextEndsAtItsFirstZeroByte) {
+    const auto node =
+        parse(bytes("\x00\x00\x01\x04\x00"
+                    "a\x00"
+                    "bc\x04"));
+    ASSERT_TRUE(node);
+    EXPECT_EQ(written(*node), bytes("\x00\x00\x01\x01\x00"
+                                    "a\x04"));
+}
+
+TEST(SearchParserTest, UnknownTypeBytesFailAndUnknownOpsDoNot) {
+    for (int type = 5; type < 256; ++type)
+        EXPECT_FALSE(parse(std::string(1, static_cast<char>(type)) + "\x04\x04"));
+    EXPECT_FALSE(parse(bytes("\x00\x00\x04\x05")));
+    for (int op = 0; op < 256; ++op) {
+        std::string wire = bytes("\x00\x00\x04\x03\x00\x00\x00\x00\x00\x00\x00");
+        wire[1] = wire[8] = static_cast<char>(op);
+        const auto node = parse(wire);
+        ASSERT_TRUE(node) << op;
+        EXPECT_EQ(written(*node), wire);
+    }
+}
+
+TEST(SearchParserTest, AnExpressionCutAnywhereFails) {
+    const std::string whole = bytes(
+        "\x00\x01\x00\x02\x01\x03\x00sky\x02\x03\x00mp3\x01\x00\x03"
+        "\x00\x00\x03\xE8\x03\x00\x00\x01\x01\x00\x02\x04");
+    ASSERT_TRUE(parse(whole));
+    for (std::size_t length = 0; length < whole.size(); ++length)
+        EXPECT_FALSE(parse(std::string_view(whole).substr(0, length))) << length;
+}
+
+TEST(SearchParserTest, TheTextLengthThatIsNoLengthFails) {
+    EXPECT_FALSE(parse(bytes("\x01\xFF\xFF") + std::string(0xFFFF, 'a')));
+    EXPECT_TRUE(parse(bytes("\x01\xFE\xFF") + std::string(0xFFFE, 'a')));
+}
+
+TEST(SearchParserTest, TheStreamIsLeftBehindTheExpression) {
+    const std::string wire = bytes("\x00\x00\x04\x04rest");
+    kx_memory_file stream = kx_memory_file::reading(as_span(wire));
+    EXPECT_TRUE(parse_search_node(stream));
+    EXPECT_EQ(stream.remaining(), 4U);
+}
+
+TEST(SearchParserTest, NestingIsBounded) {
+    for (const bool to_the_left : {true, false}) {
+        EXPECT_TRUE(parse(chain(kMaxSearchDepth - 1, to_the_left)));
+        EXPECT_FALSE(parse(chain(kMaxSearchDepth, to_the_left)));
+        EXPECT_FALSE(parse(chain(100 * kMaxSearchDepth, to_the_left)));
+    }
+    EXPECT_FALSE(parse(std::string(1 << 20, '\0'))) << "operators only";
+}
+
+TEST(SearchParserTest, TheNumberOfNodesIsBounded) {
+    constexpr int kLevels = 15;  // 2^16 - 1 nodes
+    static_assert(kMaxSearchNodes == std::size_t{1} << (kLevels + 1));
+    EXPECT_TRUE(parse(full_tree(kLevels)));
+    const std::string tree = full_tree(kLevels);
+    EXPECT_FALSE(parse(bytes("\x00\x00") + tree + "\x04")) << "one node too many";
+    EXPECT_FALSE(parse(full_tree(kLevels + 5)));
+}
+
+}  // namespace
+}  // namespace vorrim

@@ -1,0 +1,159 @@
+#include <gtest/gtest.h>
+
+#include "search/Search.h"
+#include "tests/search/SearchFixture.h"
+
+namespace vorrim {
+namespace {
+
+using test::bytes;
+using test::combine;
+using test::printed;
+using test::read_bytes;
+using test::Record;
+using test::search_of;
+using test::size_above;
+using test::word;
+
+// The keyword taken out of a tree, and what is left, as "keyword -> printed tree".
+std::string extracted(std::unique_ptr<SearchNode> root) {
+    Search search = search_of(std::move(root));
+    std::string result(search.extract_keyword());
+    EXPECT_EQ(result, search.keyword());
+    return result + " -> " + printed(*search.root());
+}
+
+TEST(SearchTest, WithoutATreeNothingMatchesAndNothingIsExtracted) {
+    Search search;
+    EXPECT_FALSE(search.matches(Record().text("\x01", "a")));
+    EXPECT_EQ(search.extract_keyword(), "");
+    EXPECT_EQ(search.root(), nullptr);
+    EXPECT_EQ(printed(search), "search(  )");
+    EXPECT_EQ(search.resume_position, -1);
+    EXPECT_EQ(search.resume_offset, 0);
+}
+
+TEST(SearchTest, TheExampleGivesUpItsFirstWord) {
+    Search search;
+    ASSERT_TRUE(read_bytes(search, bytes("\x00\x00\x01\x08\x00"
+                                         "Blue Sky\x03\xE8\x03\x00\x00\x01\x01\x00\x02")));
+    EXPECT_EQ(printed(search), "search(  ( blue sky & \x02>1000 )  )");
+    EXPECT_EQ(search.extract_keyword(), "blue");
+    EXPECT_EQ(printed(search), "search(  ( sky & \x02>1000 )  )");
+    EXPECT_EQ(search.extract_keyword(), "blue") << "done once";
+    EXPECT_EQ(printed(search), "search(  ( sky & \x02>1000 )  )");
+}
+
+TEST(SearchTest, PrintingReplacesTheBuffer) {
+    std::string buffer = "what was there";
+    search_of(word("a")).print(buffer);
+    EXPECT_EQ(buffer, "search( a )");
+}
+
+TEST(SearchTest, ALoneWordLeavesATreeThatMatchesEverything) {
+    Search search = search_of(word("sky"));
+    EXPECT_EQ(search.extract_keyword(), "sky");
+    ASSERT_EQ(search.root()->kind(), NodeKind::all);
+    EXPECT_TRUE(search.matches(Record()));
+}
+
+TEST(SearchTest, FurtherWordsBecomeAChainWithTheLastOnTop) {
+    EXPECT_EQ(extracted(word("a b")), "a -> b");
+    EXPECT_EQ(extracted(word("a b c")), "a ->  ( c & b ) ");
+    EXPECT_EQ(extracted(word("a b c d")), "a ->  ( d &  ( c & b )  ) ");
+    EXPECT_EQ(extracted(word("  a   b ")), "a -> b");
+    EXPECT_EQ(extracted(word("a-b,c\td e")), "a-b,c\td -> e") << "only blanks separate";
+}
+
+TEST(SearchTest, WordsAreCutAt255Characters) {
+    const std::string full(255, 'x');
+    EXPECT_EQ(extracted(word(full)), full + " -> *");
+    EXPECT_EQ(extracted(word(full + " b")), full + " -> b");
+    EXPECT_EQ(extracted(word(full + "xy b")), full + " ->  ( b & xy ) ");
+    EXPECT_EQ(extracted(word(full + full + "z")), full + " ->  ( z & " + full + " ) ");
+}
+
+TEST(SearchTest, ATextWithoutWordsLeavesItsPlaceAndGivesNoKeyword) {
+    EXPECT_EQ(extracted(word("")), " -> *");
+    EXPECT_EQ(extracted(word("   ")), " -> *");
+    EXPECT_EQ(extracted(combine(0, word(""), word("b"))), " -> b") << "the right is not asked";
+    EXPECT_EQ(extracted(combine(0, size_above(1), word(" "))), " -> \x02>1");
+    EXPECT_EQ(extracted(combine(0, combine(0, word(""), size_above(1)), word("b"))), "b -> \x02>1");
+}
+
+TEST(SearchTest, AnEmptyKeywordIsLookedForAgain) {
+    Search search = search_of(combine(0, word(""), word("b c")));
+    EXPECT_EQ(search.extract_keyword(), "");
+    EXPECT_EQ(printed(*search.root()), "b c");
+    EXPECT_EQ(search.extract_keyword(), "b");
+    EXPECT_EQ(printed(*search.root()), "c");
+}
+
+TEST(SearchTest, ChainsOfAndAreAskedLeftBeforeRight) {
+    EXPECT_EQ(extracted(combine(0, word("a"), word("b"))), "a -> b");
+    EXPECT_EQ(extracted(combine(0, word("a b"), word("c d"))), "a ->  ( b & c d ) ");
+    EXPECT_EQ(extracted(combine(0, size_above(1), word("b c"))), "b ->  ( \x02>1 & c ) ");
+    EXPECT_EQ(extracted(combine(0, size_above(1), word("b"))), "b -> \x02>1");
+    EXPECT_EQ(extracted(combine(0, combine(0, size_above(1), std::make_unique<SN_All>()),
+                                combine(0, word("a"), word("b")))),
+              "a ->  (  ( \x02>1 & * )  & b ) ");
+    EXPECT_EQ(extracted(combine(0, combine(0, word("a"), word("b")), word("c"))),
+              "a ->  ( b & c ) ");
+}
+
+TEST(SearchTest, OtherOperatorsAndComparisonsKeepTheirWords) {
+    for (const std::int32_t op : {1, 2, 3, 4, 5, 255}) {
+        const std::string whole = printed(*combine(op, word("a"), word("b")));
+        EXPECT_EQ(extracted(combine(op, word("a"), word("b"))), " -> " + whole);
+        EXPECT_EQ(extracted(combine(0, combine(op, word("a"), word("b")), word("c d"))),
+                  "c ->  ( " + whole + " & d ) ");
+    }
+    EXPECT_EQ(extracted(std::make_unique<SN_StringTagCompare>("a b", "n")), " -> n=a b");
+    EXPECT_EQ(extracted(size_above(3)), " -> \x02>3");
+    EXPECT_EQ(extracted(std::make_unique<SN_All>()), " -> *");
+}
+
+TEST(SearchTest, ThirtyThousandWordsAreNoBurden) {
+    std::string text = "first";
+    for (int i = 0; i < 30'000; ++i)
+        text += " w";
+    Search search;
+    std::string wire = bytes("\x01") + static_cast<char>(text.size() & 0xFF) +
+                       static_cast<char>(text.size() >> 8) + text;
+    ASSERT_LT(text.size(), 0xFFFFU);
+    ASSERT_TRUE(read_bytes(search, wire));
+    EXPECT_EQ(search.extract_keyword(), "first");
+    EXPECT_TRUE(search.matches(Record().text("\x01", "W")));
+    EXPECT_FALSE(search.matches(Record().text("\x01", "v")));
+    EXPECT_EQ(search.root()->wire_size(), 30'000 * 4 + 29'999 * 2);
+    const auto copy = search.root()->clone();
+    EXPECT_EQ(printed(*copy), printed(*search.root()));
+    EXPECT_EQ(test::written(*copy).size(), static_cast<std::size_t>(copy->wire_size()));
+}
+
+TEST(SearchTest, ReadingForgetsWhatWasThere) {
+    Search search;
+    ASSERT_TRUE(read_bytes(search, bytes("\x01\x01\x00z")));
+    search.extract_keyword();
+    search.resume_position = 5;
+    search.resume_offset = 6;
+    EXPECT_FALSE(read_bytes(search, bytes("\x05")));
+    EXPECT_EQ(search.keyword(), "");
+    EXPECT_EQ(search.root(), nullptr);
+    EXPECT_EQ(search.resume_position, -1);
+    EXPECT_EQ(search.resume_offset, 0);
+    ASSERT_TRUE(read_bytes(search, bytes("\x04")));
+    EXPECT_TRUE(search.matches(Record()));
+}
+
+TEST(SearchTest, TermsCombineFromLeftToRight) {
+    Search search;
+    search.add_term(word("a"), CombineOp::kOr);
+    EXPECT_EQ(printed(*search.root()), "a");
+    search.add_term(word("b"), CombineOp::kOr);
+    search.add_term(word("c"), CombineOp::kAndNot);
+    EXPECT_EQ(printed(*search.root()), " (  ( a | b )  ! c ) ");
+}
+
+}  // namespace
+}  // namespace vorrim
