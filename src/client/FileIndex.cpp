@@ -1,0 +1,223 @@
+#include "client/FileIndex.h"
+
+#include <algorithm>
+
+#include "base/file/primitives.h"
+#include "client/index/CandidatePlan.h"
+#include "client/index/ScanWalk.h"
+#include "meta/Opcodes.h"
+
+namespace vorrim {
+
+FileIndex::FileIndex(IndexTuning tuning) : tuning_(tuning), table_(hash_key_, tuning.row_limit) {}
+
+FileIndex::~FileIndex() = default;
+
+void FileIndex::init(std::int32_t bucket_count) {
+    const kx_write_guard guard(lock_);
+    table_.set_buckets(static_cast<std::uint32_t>(std::max(bucket_count, 1)));
+}
+
+void FileIndex::add_filter(Filter filter) {
+    filters_.push_back(std::move(filter));
+}
+
+std::int32_t FileIndex::source_total() const noexcept {
+    return source_total_.load(std::memory_order_relaxed);
+}
+
+std::uint32_t FileIndex::file_total() const {
+    const kx_read_guard guard(lock_);
+    return table_.size();
+}
+
+// ---- publication ----
+
+void FileIndex::publish(std::vector<FrozenRecord> records, ClientId owner, std::uint16_t port) {
+    std::vector<Prepared> slice;
+    slice.reserve(std::min<std::size_t>(records.size(), tuning_.slice));
+    std::int32_t accepted = 0;
+    for (FrozenRecord& record : records) {
+        if (record.empty()) continue;
+        record.set_owner(owner, port);
+        if (refused(record.view())) continue;
+        slice.emplace_back().record = std::move(record);
+        ++accepted;
+        if (slice.size() < tuning_.slice) continue;
+        enter(slice, owner, port);
+        slice.clear();
+    }
+    if (!slice.empty()) enter(slice, owner, port);
+    source_total_.fetch_add(accepted, std::memory_order_relaxed);
+}
+
+bool FileIndex::refused(RecordView record) const {
+    return std::any_of(filters_.begin(), filters_.end(),
+                       [&](const Filter& filter) { return filter.matches(record); });
+}
+
+void FileIndex::enter(std::span<Prepared> slice, ClientId owner, std::uint16_t port) {
+    for (Prepared& prepared : slice)
+        prepared.digest = digest_of(hash_key_, prepared.record.view().hash());
+    find_known(slice);
+    for (Prepared& prepared : slice)
+        if (!prepared.known) prepare(prepared);
+
+    std::vector<std::uint32_t> handles;
+    handles.reserve(slice.size());
+    const kx_write_guard guard(lock_);
+    for (Prepared& prepared : slice)
+        handles.push_back(add_record(prepared, owner, port));
+    table_.owners().add(owner, handles);
+}
+
+// Most publications are of files that others have too: for those nothing is prepared.
+void FileIndex::find_known(std::span<Prepared> slice) const {
+    const kx_read_guard guard(lock_);
+    for (const Prepared& prepared : slice)
+        table_.prefetch(prepared.digest);
+    for (Prepared& prepared : slice)
+        prepared.known =
+            table_.find(prepared.digest, prepared.record.view().hash()) != FileTable::kNone;
+}
+
+void FileIndex::prepare(Prepared& prepared) const {
+    prepared.record.set_availability(1);
+    prepared.signature = signature_of(prepared.record.view());
+    prepared.words = words_of(prepared.record.view());
+}
+
+std::uint32_t FileIndex::add_record(Prepared& prepared, ClientId owner, std::uint16_t port) {
+    const std::uint32_t handle = table_.find(prepared.digest, prepared.record.view().hash());
+    if (handle != FileTable::kNone) {
+        table_.add_source(handle, owner, port);
+        return handle;
+    }
+    if (prepared.known) prepare(prepared);  // its last source left since
+    if (table_.rows().exhausted()) renumber();
+    return table_.add_entry(prepared, owner, port);
+}
+
+void FileIndex::renumber() {
+    table_.renumber(RowStore::NewNumbers(table_.rows()));
+}
+
+// ---- departure ----
+
+struct FileIndex::Leaving {
+    std::uint32_t handle;
+    std::uint32_t sources;  // how many the client has there
+    bool foreseen;          // it will be the entry's last: the words are made
+    KeywordHashes words;
+};
+
+void FileIndex::remove_client(ClientId client) {
+    OwnerIndex::Handles owned;
+    {
+        const kx_write_guard guard(lock_);
+        owned = table_.owners().take(client);
+    }
+    const std::vector<std::uint32_t> handles = owned.sorted();
+    std::vector<Leaving> slice;
+    slice.reserve(std::min<std::size_t>(handles.size(), tuning_.slice));
+    for (std::size_t at = 0; at < handles.size();) {
+        slice.clear();
+        while (at < handles.size() && slice.size() < tuning_.slice) {
+            const std::size_t first = at;
+            while (at < handles.size() && handles[at] == handles[first])
+                ++at;
+            slice.push_back({handles[first], static_cast<std::uint32_t>(at - first), false, {}});
+        }
+        leave(slice, client);
+    }
+    source_total_.fetch_sub(static_cast<std::int32_t>(handles.size()), std::memory_order_relaxed);
+}
+
+// An entry stays while a source of it is still to be removed, so that what the first half sees is
+// there for the second.
+void FileIndex::leave(std::span<Leaving> slice, ClientId client) {
+    {
+        const kx_read_guard guard(lock_);
+        for (Leaving& leaving : slice) {
+            const FileEntry& entry = table_.entry(leaving.handle);
+            leaving.foreseen = entry.sources.size() == leaving.sources;
+            if (leaving.foreseen) leaving.words = words_of(entry.record.view());
+        }
+    }
+    const kx_write_guard guard(lock_);
+    for (Leaving& leaving : slice) {
+        if (table_.remove_sources(leaving.handle, client, leaving.sources)) continue;
+        const FileEntry& entry = table_.entry(leaving.handle);
+        if (!leaving.foreseen) leaving.words = words_of(entry.record.view());
+        entry_leaves(entry.row, leaving.words);
+        table_.remove_entry(leaving.handle);
+    }
+}
+
+KeywordHashes FileIndex::words_of(RecordView) const {
+    return {};
+}
+
+void FileIndex::entry_leaves(std::uint32_t, const KeywordHashes&) {}
+
+// ---- questions ----
+
+bool FileIndex::write_sources(const FileHash& hash, kx_memory_file& out) const {
+    const std::uint32_t digest = digest_of(hash_key_, hash);
+    const kx_read_guard guard(lock_);
+    const std::uint32_t handle = table_.find(digest, hash);
+    if (handle == FileTable::kNone) return false;
+    const std::span<const std::byte> sources = table_.entry(handle).sources.wire();
+    const std::size_t count =
+        std::min<std::size_t>(sources.size() / kSourceSize, kMaxEntriesInList);
+    write_bytes(out, hash.bytes);
+    write_8(out, static_cast<std::uint8_t>(count));
+    write_bytes(out, sources.first(count * kSourceSize));
+    return true;
+}
+
+template <class Deliver>
+std::uint32_t FileIndex::run_batch(Search& search, std::int32_t limit, ClientId asker,
+                                   Deliver&& deliver) const {
+    if (search.root() == nullptr) {
+        search.resume_position = Search::kNothingToContinue;
+        search.resume_offset = 0;
+        return 0;
+    }
+    extract(search);
+    CandidatePlan plan(*search.root());
+    Matches matches;
+    const kx_read_guard guard(lock_);
+    if (!plan.admits_all()) plan.order_by(table_.rows().weights());
+    search_locked(search, plan, limit, asker, matches);
+    for (const RecordView record : matches)
+        deliver(record);
+    return static_cast<std::uint32_t>(matches.size());
+}
+
+std::uint32_t FileIndex::search(Search& search, kx_memory_file& out, std::int32_t limit,
+                                ClientId asker) const {
+    return run_batch(search, limit, asker,
+                     [&out](RecordView record) { write_bytes(out, record.bytes()); });
+}
+
+std::uint32_t FileIndex::search(Search& search, const std::function<void(RecordView)>& deliver,
+                                std::int32_t limit, ClientId asker) const {
+    return run_batch(search, limit, asker, deliver);
+}
+
+void FileIndex::extract(Search&) const {}
+
+void FileIndex::search_locked(Search& search, const CandidatePlan& plan, std::int32_t limit,
+                              ClientId asker, Matches& matches) const {
+    const ScanWalk::Position from = {
+        static_cast<std::uint32_t>(std::max(search.resume_position, 0)),
+        static_cast<std::uint32_t>(std::max(search.resume_offset, 0))};
+    ScanWalk walk(table_, plan, search, asker.below_low_limit(), tuning_.sorted_scan);
+    const auto stopped = walk.run(from, static_cast<std::size_t>(std::max(limit, 1)), matches);
+    search.resume_position =
+        stopped ? static_cast<std::int32_t>(stopped->bucket) : Search::kNothingToContinue;
+    search.resume_offset = stopped ? static_cast<std::int32_t>(stopped->index) : 0;
+}
+
+}  // namespace vorrim

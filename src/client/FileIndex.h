@@ -1,0 +1,126 @@
+#pragma once
+// The index of published files: for every distinct file hash one entry, with the record of its
+// first publisher and the list of the clients that hold the file (its sources).
+//
+//     publish ──► filters, words, signature ──► entry ──► row ──► buckets (order of a scan)
+//                 (outside the lock)              │        └────► keyword lists (KeywordFileIndex)
+//                                                 └► sources, in wire form
+//
+// Ownership   The index owns the records it keeps. A reply receives copies of their bytes.
+// Threads     Every operation marked "any thread" may run at any time beside all others. Searches
+//             and source requests share the index lock; publications and departures take it alone,
+//             a few hundred records at a time, so that readers get in between.
+// Order       A scan visits bucket by bucket (first four bytes of the hash, little-endian, modulo
+//             the bucket count), within a bucket by creation of the entries. Sources stand in order
+//             of publication. A continued search remembers positions, not entries.
+// Errors      Filters and searches with unknown operators print. Running out of memory raises.
+//             Replies are appended to streams that grow; in one that does not they are cut.
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <vector>
+
+#include "base/Annotations.h"
+#include "base/file/kx_memory_file.h"
+#include "base/kx_shared_section.h"
+#include "client/Filter.h"
+#include "client/index/FileTable.h"
+#include "client/index/IndexTuning.h"
+#include "client/index/Prepared.h"
+#include "meta/ClientId.h"
+#include "meta/FileHash.h"
+#include "meta/FrozenRecord.h"
+#include "meta/RecordView.h"
+#include "search/Search.h"
+
+namespace vorrim {
+
+class CandidatePlan;
+
+class FileIndex {
+public:
+    explicit FileIndex(IndexTuning tuning = {});
+    virtual ~FileIndex();
+    FileIndex(const FileIndex&) = delete;
+    FileIndex& operator=(const FileIndex&) = delete;
+
+    // Sets the number of buckets; below 1 counts as 1. Costs nothing per bucket. Call once, before
+    // anything is published and before other threads know the index.
+    virtual void init(std::int32_t bucket_count);
+
+    // A record that matches any filter is refused at publication. Filters are asked in the order of
+    // their addition. Call before other threads know the index.
+    void add_filter(Filter filter);
+
+    // Publishes a client's files: each record is stamped with the owner and enters the index, or
+    // adds a source to the entry that its hash has already. Any thread.
+    void publish(std::vector<FrozenRecord> records, ClientId owner, std::uint16_t port);
+
+    // Removes all sources with this identifier that were published before the call; entries that
+    // lose their last source go with them. Costs that client's files, not the index. Any thread.
+    void remove_client(ClientId client);
+
+    // Appends hash, count (one byte, at most 230) and that many sources (u32 identifier, u16 port)
+    // in order of publication. Without an entry: false, and nothing is appended. Any thread.
+    [[nodiscard]] bool write_sources(const FileHash& hash, kx_memory_file& out) const;
+
+    // One batch of a file search: appends the records that match, in network form and in the order
+    // of the index, and returns their number. The first batch extracts the keyword; each leaves in
+    // the Search where the next one starts (resume position -1: nowhere). Any thread, but a Search
+    // belongs to one.
+    std::uint32_t search(Search& search, kx_memory_file& out, std::int32_t limit,
+                         ClientId asker) const;
+
+    // The same batch, each record handed to `deliver` while the index lock is held for reading:
+    // `deliver` must not call the index.
+    std::uint32_t search(Search& search, const std::function<void(RecordView)>& deliver,
+                         std::int32_t limit, ClientId asker) const;
+
+    // Number of (file, source) pairs, reported as files. Any thread.
+    [[nodiscard]] std::int32_t source_total() const noexcept;
+    // Number of entries. Any thread.
+    [[nodiscard]] std::uint32_t file_total() const;
+
+protected:
+    // What a batch found, in order; valid as long as the lock is held.
+    using Matches = std::vector<RecordView>;
+
+    // Adds a prepared record as a source of its hash's entry, which is made when there is none.
+    // Returns the handle of the entry.
+    virtual std::uint32_t add_record(Prepared& prepared, ClientId owner, std::uint16_t port)
+        REQUIRES(lock_);
+    // One batch, as the Search stands (reduced tree, resume position).
+    virtual void search_locked(Search& search, const CandidatePlan& plan, std::int32_t limit,
+                               ClientId asker, Matches& matches) const REQUIRES_SHARED(lock_);
+
+    // What the keyword variant adds: taking the keyword out of a Search, the words of a record, and
+    // an entry's way out of the lists of its words.
+    virtual void extract(Search& search) const;
+    [[nodiscard]] virtual KeywordHashes words_of(RecordView record) const;
+    virtual void entry_leaves(std::uint32_t row, const KeywordHashes& words) REQUIRES(lock_);
+    // Gives the live rows new numbers when the old ones have run out.
+    virtual void renumber() REQUIRES(lock_);
+
+    const IndexTuning tuning_;
+    const KeyedHash hash_key_;
+    mutable kx_shared_section lock_;
+    FileTable table_ GUARDED_BY(lock_);
+
+private:
+    struct Leaving;
+
+    [[nodiscard]] bool refused(RecordView record) const;
+    void prepare(Prepared& prepared) const;
+    void enter(std::span<Prepared> slice, ClientId owner, std::uint16_t port);
+    void find_known(std::span<Prepared> slice) const;
+    void leave(std::span<Leaving> slice, ClientId client);
+    template <class Deliver>
+    std::uint32_t run_batch(Search& search, std::int32_t limit, ClientId asker,
+                            Deliver&& deliver) const;
+
+    std::vector<Filter> filters_;  // only read while serving
+    std::atomic<std::int32_t> source_total_{0};
+};
+
+}  // namespace vorrim

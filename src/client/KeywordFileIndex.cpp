@@ -1,0 +1,72 @@
+#include "client/KeywordFileIndex.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "client/index/CandidatePlan.h"
+#include "client/index/KeywordWalk.h"
+
+namespace vorrim {
+
+KeywordFileIndex::KeywordFileIndex(IndexTuning tuning) : FileIndex(tuning) {}
+
+void KeywordFileIndex::init(std::int32_t bucket_count) {
+    FileIndex::init(bucket_count);
+}
+
+std::uint32_t KeywordFileIndex::keyword_total() const {
+    const kx_read_guard guard(lock_);
+    return static_cast<std::uint32_t>(keywords_.size());
+}
+
+std::uint32_t KeywordFileIndex::add_record(Prepared& prepared, ClientId owner, std::uint16_t port) {
+    const std::uint32_t handle = FileIndex::add_record(prepared, owner, port);
+    const FileEntry& entry = table_.entry(handle);
+    if (entry.sources.size() == 1)
+        for (const std::uint32_t word : prepared.words)
+            keywords_.append(word, entry.row);
+    return handle;
+}
+
+KeywordHashes KeywordFileIndex::words_of(RecordView record) const {
+    return keywords_of(record);
+}
+
+void KeywordFileIndex::entry_leaves(std::uint32_t row, const KeywordHashes& words) {
+    for (const std::uint32_t word : words)
+        keywords_.erase(word, row);
+}
+
+void KeywordFileIndex::renumber() {
+    keywords_.renumber(RowStore::NewNumbers(table_.rows()));
+    FileIndex::renumber();
+}
+
+void KeywordFileIndex::extract(Search& search) const {
+    search.extract_keyword();
+}
+
+void KeywordFileIndex::search_locked(Search& search, const CandidatePlan& plan, std::int32_t limit,
+                                     ClientId asker, Matches& matches) const {
+    if (search.keyword().empty())
+        return FileIndex::search_locked(search, plan, limit, asker, matches);
+
+    // Entries up to and with the saved position have been visited.
+    const auto from = static_cast<std::uint32_t>(
+        std::max<std::int64_t>(std::int64_t{search.resume_position} + 1, 0));
+    search.resume_position = Search::kNothingToContinue;
+    const RowList* const list = keywords_.find(keyword_hash(search.keyword()));
+    if (list == nullptr) return;
+    // The list is left only when the limit has been exceeded, which delivers one more than it says.
+    const auto capacity =
+        static_cast<std::size_t>(std::max<std::int64_t>(std::int64_t{limit} + 1, 1));
+    MatchCollector collector(table_, search, capacity, matches);
+    KeywordWalk walk(table_, plan, !asker.exceeds_low_range(), collector);
+    walk.run(*list, from);
+    if (!collector.full()) return;
+    const std::uint32_t position = list->rank(collector.last().row);
+    if (position <= std::numeric_limits<std::int32_t>::max())
+        search.resume_position = static_cast<std::int32_t>(position);
+}
+
+}  // namespace vorrim

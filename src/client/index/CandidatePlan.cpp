@@ -1,0 +1,118 @@
+#include "client/index/CandidatePlan.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "search/prefix_walk.h"
+#include "search/required_texts.h"
+
+namespace vorrim {
+
+CandidatePlan::CandidatePlan(const SearchNode& root) {
+    if (!may_report(root)) root_ = group_of(root, 0);
+}
+
+CandidatePlan::Group CandidatePlan::group_of(const SearchNode& root, int depth) {
+    Group group;
+    TextSignature needed;
+    prefix_walk(root, [&](const SearchNode& node) {
+        if (const auto* combine = node_as<SN_Operator>(&node)) {
+            switch (combine->op()) {
+                case CombineOp::kAnd:
+                    return Sides::both;
+                case CombineOp::kAndNot:
+                    return Sides::left;
+                case CombineOp::kNotAnd:
+                    return Sides::right;
+                default:
+                    if (auto alternatives = alternatives_of(*combine, depth); !alternatives.empty())
+                        group.alternatives.push_back(std::move(alternatives));
+                    return Sides::neither;
+            }
+        }
+        if (const auto* substring = node_as<SN_Substring>(&node)) needed.add(substring->text());
+        if (const auto* compare = node_as<SN_StringTagCompare>(&node)) needed.add(compare->text());
+        return Sides::neither;
+    });
+    needed.for_each_column(
+        [&](std::size_t column) { group.columns.push_back(static_cast<std::uint16_t>(column)); });
+    return group;
+}
+
+// The sides of an "or", or of an "exclusive or", of which one at least must be true; those of an
+// "or" directly below it among them. None when a side asks for nothing, for then so does the whole.
+std::vector<CandidatePlan::Group> CandidatePlan::alternatives_of(const SN_Operator& root,
+                                                                 int depth) {
+    std::vector<Group> groups;
+    bool asks = depth < kDepth;
+    prefix_walk(root, [&](const SearchNode& node) {
+        if (!asks) return Sides::neither;
+        if (alternatives_ == kAlternatives) {
+            asks = false;
+            return Sides::neither;
+        }
+        const auto* combine = node_as<SN_Operator>(&node);
+        if (combine &&
+            (combine->op() == CombineOp::kOr || combine->op() == CombineOp::kExclusiveOr))
+            return Sides::both;
+        ++alternatives_;
+        groups.push_back(group_of(node, depth + 1));
+        asks = !groups.back().empty();
+        return Sides::neither;
+    });
+    if (!asks) groups.clear();
+    return groups;
+}
+
+void CandidatePlan::order_by(const RowStore::ColumnWeights& weights) {
+    order(root_, weights);
+}
+
+void CandidatePlan::order(Group& group, const RowStore::ColumnWeights& weights) {
+    std::sort(group.columns.begin(), group.columns.end(),
+              [&](std::uint16_t a, std::uint16_t b) { return weights[a] < weights[b]; });
+    if (group.columns.size() > kColumns) group.columns.resize(kColumns);
+    for (auto& alternatives : group.alternatives)
+        for (Group& alternative : alternatives)
+            order(alternative, weights);
+}
+
+void CandidatePlan::narrow(const Segment& segment, Segment::Bits& bits, std::uint32_t first,
+                           std::uint32_t end) const {
+    narrow(root_, segment, bits, first, end);
+}
+
+void CandidatePlan::narrow(const Group& group, const Segment& segment, Segment::Bits& bits,
+                           std::uint32_t first, std::uint32_t end) {
+    for (const std::uint16_t column : group.columns) {
+        const Segment::Line* const lines = segment.column(column);
+        bool any = false;
+        for (std::uint32_t line = first; line < end; ++line)
+            any |= (bits[line] &= lines[line]).any();
+        if (!any) return;
+    }
+    for (const auto& alternatives : group.alternatives) {
+        Segment::Bits united{};
+        for (const Group& alternative : alternatives) {
+            Segment::Bits narrowed = bits;
+            narrow(alternative, segment, narrowed, first, end);
+            for (std::uint32_t line = first; line < end; ++line)
+                united[line] |= narrowed[line];
+        }
+        bits = united;
+    }
+}
+
+bool CandidatePlan::admits(const Group& group, const Segment& segment,
+                           std::uint32_t slot) noexcept {
+    for (const std::uint16_t column : group.columns)
+        if (!segment.in_column(column, slot)) return false;
+    for (const auto& alternatives : group.alternatives)
+        if (std::none_of(alternatives.begin(), alternatives.end(), [&](const Group& alternative) {
+                return admits(alternative, segment, slot);
+            }))
+            return false;
+    return true;
+}
+
+}  // namespace vorrim

@@ -1,0 +1,69 @@
+#pragma once
+// What every match of a search must have in its text signature, derived from the tree:
+//
+//     blue & (sky | sea) & size > 1000         columns of blue, and (columns of sky, or of sea)
+//
+// A group asks for all of its columns and, of each of its alternatives, for one group. What cannot
+// be told from signatures (short texts, numbers, the right side of "and not") asks for nothing. So
+// a row that the plan dismisses cannot match; one that it admits has still to be evaluated.
+//
+// A tree in which some node reports when it is evaluated gets a plan that admits everything, for a
+// record dismissed unseen would leave its line out.
+//
+// Threads     Built and used by one thread; reads segments under the index lock.
+#include <cstdint>
+#include <vector>
+
+#include "client/index/RowStore.h"
+#include "client/index/Segment.h"
+#include "search/SearchNode.h"
+
+namespace vorrim {
+
+class CandidatePlan {
+public:
+    explicit CandidatePlan(const SearchNode& root);
+
+    // Nothing can be dismissed: the other operations need not be called.
+    [[nodiscard]] bool admits_all() const noexcept { return root_.empty(); }
+
+    // Puts the columns that dismiss most in front. Call before what follows; needs the index lock.
+    void order_by(const RowStore::ColumnWeights& weights);
+
+    // Clears the bits of the slots that cannot match, in lines [first, end) of a segment.
+    void narrow(const Segment& segment, Segment::Bits& bits, std::uint32_t first,
+                std::uint32_t end) const;
+    // The same question for one slot.
+    [[nodiscard]] bool admits(const Segment& segment, std::uint32_t slot) const noexcept {
+        return admits(root_, segment, slot);
+    }
+
+private:
+    struct Group {
+        std::vector<std::uint16_t> columns;
+        std::vector<std::vector<Group>> alternatives;
+        [[nodiscard]] bool empty() const noexcept {
+            return columns.empty() && alternatives.empty();
+        }
+    };
+
+    // A tree with more alternatives than this, or deeper ones, is not followed to its end: the plan
+    // then asks for less, and a segment costs no more.
+    static constexpr int kDepth = 8;
+    static constexpr std::size_t kAlternatives = 64;
+    // With so many of the rarest columns nearly everything is dismissed that ever will be.
+    static constexpr std::size_t kColumns = 12;
+
+    [[nodiscard]] Group group_of(const SearchNode& root, int depth);
+    [[nodiscard]] std::vector<Group> alternatives_of(const SN_Operator& root, int depth);
+    static void order(Group& group, const RowStore::ColumnWeights& weights);
+    static void narrow(const Group& group, const Segment& segment, Segment::Bits& bits,
+                       std::uint32_t first, std::uint32_t end);
+    [[nodiscard]] static bool admits(const Group& group, const Segment& segment,
+                                     std::uint32_t slot) noexcept;
+
+    Group root_;
+    std::size_t alternatives_ = 0;  // in the whole plan
+};
+
+}  // namespace vorrim

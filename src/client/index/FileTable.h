@@ -1,0 +1,96 @@
+#pragma once
+// Everything the index keeps but the keywords, without a lock: the entries, and the four ways to
+// them (by hash, by row, by bucket, by owner). FileIndex guards it.
+//
+//     hash ──► handle ──► entry { record, sources, row }        row ──► segment slot ──► handle
+//     bucket ──► rows in order of creation                    owner ──► handles
+//
+// Threads     None inside; const operations may run side by side.
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "client/index/EntrySlab.h"
+#include "client/index/HashToEntry.h"
+#include "client/index/OwnerIndex.h"
+#include "client/index/Prepared.h"
+#include "client/index/RowListTable.h"
+#include "client/index/RowStore.h"
+#include "client/index/SparseBits.h"
+#include "meta/ClientId.h"
+#include "meta/FileHash.h"
+
+namespace vorrim {
+
+class FileTable {
+public:
+    static constexpr std::uint32_t kNone = EntrySlab::kNone;
+
+    // The key is that of all digests handed in; it outlives the table.
+    FileTable(const KeyedHash& hash_key, std::uint32_t row_limit);
+    ~FileTable();
+    FileTable(const FileTable&) = delete;
+    FileTable& operator=(const FileTable&) = delete;
+
+    // Sets the number of buckets (at least 1) of an empty table.
+    void set_buckets(std::uint32_t count);
+    [[nodiscard]] std::uint32_t buckets() const noexcept { return bucket_count_; }
+    [[nodiscard]] std::uint32_t bucket_of(const FileHash& hash) const noexcept {
+        return hash.first_u32() % bucket_count_;
+    }
+
+    // The handle of the hash's entry, or kNone.
+    [[nodiscard]] std::uint32_t find(std::uint32_t digest, const FileHash& hash) const noexcept {
+        return by_hash_.find(digest, hash, entries_);
+    }
+    void prefetch(std::uint32_t digest) const noexcept { by_hash_.prefetch(digest); }
+
+    // Makes the entry of a hash that has none, with its first source. Takes the record, whose
+    // availability is 1. Raises std::bad_alloc when the rows are exhausted.
+    std::uint32_t add_entry(Prepared& prepared, ClientId owner, std::uint16_t port);
+    // Appends a source to an entry.
+    void add_source(std::uint32_t handle, ClientId owner, std::uint16_t port);
+    // Takes the first `count` sources with this identifier from an entry, which has as many.
+    // Returns whether sources are left; if not, the caller removes the entry.
+    bool remove_sources(std::uint32_t handle, ClientId owner, std::uint32_t count);
+    void remove_entry(std::uint32_t handle);
+
+    [[nodiscard]] const FileEntry& entry(std::uint32_t handle) const noexcept {
+        return entries_[handle];
+    }
+    [[nodiscard]] const FileEntry& entry_at(std::uint32_t row) const noexcept {
+        const Segment& segment = rows_.segment_of(row);
+        return entries_[segment.handle_of(segment.slot_of(row))];
+    }
+    [[nodiscard]] const RowStore& rows() const noexcept { return rows_; }
+    // The entries of a bucket, or null when it is empty.
+    [[nodiscard]] const RowList* bucket(std::uint32_t number) const noexcept {
+        return bucket_lists_.find(number);
+    }
+    // The first bucket from this one on that is not empty, or SparseBits::kNone.
+    [[nodiscard]] std::uint32_t next_bucket(std::uint32_t from) const noexcept {
+        return occupied_.next(from);
+    }
+
+    // The owners of the sources; see FileIndex::publish and remove_client.
+    OwnerIndex& owners() noexcept { return owners_; }
+
+    // Gives all rows the new numbers, which NewNumbers of this table's rows told.
+    void renumber(const RowStore::NewNumbers& new_number);
+
+    [[nodiscard]] std::uint32_t size() const noexcept { return entries_.size(); }
+    [[nodiscard]] std::size_t heap_bytes() const noexcept;
+
+private:
+    const KeyedHash& hash_key_;
+    EntrySlab entries_;
+    SourceStore sources_;
+    HashToEntry by_hash_;
+    RowStore rows_;
+    RowListTable bucket_lists_;
+    SparseBits occupied_;
+    std::uint32_t bucket_count_ = 1;
+    OwnerIndex owners_;
+};
+
+}  // namespace vorrim

@@ -1,0 +1,56 @@
+#pragma once
+// From a file hash to the handle of its entry: one probe of flat memory, whatever `tableSize` says.
+// A slot keeps 32 bits of the keyed hash beside the handle, so that an entry is only looked at when
+// it is almost surely the right one, and growing never looks at entries at all.
+//
+// Threads     None inside; const operations may run side by side.
+#include <cstdint>
+
+#include "client/index/EntrySlab.h"
+#include "client/index/FlatShards.h"
+#include "client/index/KeyedHash.h"
+
+namespace vorrim {
+
+// What the table knows a file hash by.
+[[nodiscard]] inline std::uint32_t digest_of(const KeyedHash& key, const FileHash& hash) noexcept {
+    return static_cast<std::uint32_t>(key.of(hash) >> 32);
+}
+
+class HashToEntry {
+public:
+    HashToEntry() : slots_(HashOfSlot{}) {}
+
+    // The entry with this hash, or EntrySlab::kNone.
+    [[nodiscard]] std::uint32_t find(std::uint32_t digest, const FileHash& hash,
+                                     const EntrySlab& entries) const noexcept {
+        const Slot* const slot = slots_.find(digest, [&](const Slot& candidate) {
+            return candidate.digest == digest &&
+                   entries[candidate.handle].record.view().hash() == hash;
+        });
+        return slot == nullptr ? EntrySlab::kNone : slot->handle;
+    }
+    void insert(std::uint32_t digest, std::uint32_t handle) {
+        slots_.insert(digest) = {digest, handle};
+    }
+    void erase(std::uint32_t digest, std::uint32_t handle) {
+        slots_.erase(*slots_.find(
+            digest, [handle](const Slot& candidate) { return candidate.handle == handle; }));
+    }
+    void prefetch(std::uint32_t digest) const noexcept { slots_.prefetch(digest); }
+    [[nodiscard]] std::size_t heap_bytes() const noexcept { return slots_.heap_bytes(); }
+
+private:
+    struct Slot {
+        std::uint32_t digest = 0;
+        std::uint32_t handle = EntrySlab::kNone;
+        [[nodiscard]] bool empty() const noexcept { return handle == EntrySlab::kNone; }
+    };
+    struct HashOfSlot {
+        std::uint32_t operator()(const Slot& slot) const noexcept { return slot.digest; }
+    };
+
+    FlatShards<Slot, HashOfSlot> slots_;
+};
+
+}  // namespace vorrim

@@ -1,0 +1,18 @@
+#pragma once
+// The sizes of the index that tests shrink to reach its edges in little time. Servers keep the
+// defaults.
+#include <cstdint>
+
+namespace vorrim {
+
+struct IndexTuning {
+    // Rows that may be given out before the live ones are numbered anew from 0.
+    std::uint32_t row_limit = 0xFFFFF000u;
+    // Records entered, or entries left, under one hold of the index lock.
+    std::uint32_t slice = 256;
+    // A scan with at most this many candidates evaluates them in the order of their rows and sorts
+    // what matches; one with more walks the buckets.
+    std::uint32_t sorted_scan = 8192;
+};
+
+}  // namespace vorrim

@@ -1,0 +1,46 @@
+#pragma once
+// The walk of a keyword search over one keyword's list: in order, from a position on, dismissing by
+// signature what cannot match.
+//
+//     list ──► runs of rows ──► segment by segment:  rows & reachable & plan ──► MatchCollector
+//
+// Threads     Belongs to one search, under the index lock.
+#include <cstdint>
+#include <span>
+
+#include "client/index/CandidatePlan.h"
+#include "client/index/FileTable.h"
+#include "client/index/MatchCollector.h"
+#include "client/index/RowList.h"
+#include "client/index/Segment.h"
+
+namespace vorrim {
+
+class KeywordWalk {
+public:
+    KeywordWalk(const FileTable& table, const CandidatePlan& plan, bool reachable_only,
+                MatchCollector& collector)
+        : table_(table), plan_(plan), reachable_only_(reachable_only), collector_(collector) {}
+
+    // Visits the list from position `from` on, to its end or until the collector is full.
+    void run(const RowList& list, std::uint32_t from);
+
+    // For RowList::visit.
+    bool rows(std::span<const std::uint32_t> run);
+    bool window(std::uint32_t base, RowBlocks::Window words, std::uint32_t first);
+
+private:
+    // From so many rows in one segment on, the columns are ANDed as a whole instead of asked row by
+    // row.
+    static constexpr std::size_t kManyRows = 16;
+
+    bool few_rows(const Segment& segment, std::span<const std::uint32_t> rows);
+    bool many_rows(const Segment& segment, std::span<const std::uint32_t> rows);
+
+    const FileTable& table_;
+    const CandidatePlan& plan_;
+    const bool reachable_only_;
+    MatchCollector& collector_;
+};
+
+}  // namespace vorrim

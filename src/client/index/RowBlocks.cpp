@@ -1,0 +1,190 @@
+#include "client/index/RowBlocks.h"
+
+#include <bit>
+#include <cstring>
+
+namespace vorrim {
+namespace {
+
+constexpr std::uint32_t window_of(std::uint32_t row) {
+    return row >> RowBlocks::kWindowBits;
+}
+constexpr std::uint32_t word_of(std::uint32_t row) {
+    return (row & (RowBlocks::kWindowRows - 1)) / 64;
+}
+constexpr std::uint64_t bit_of(std::uint32_t row) {
+    return std::uint64_t{1} << (row % 64);
+}
+constexpr std::size_t kBitmapBytes = RowBlocks::kWindowRows / 8;
+// Neighbouring arrays that together would half fill a block become one.
+constexpr std::uint32_t kMergedRows = RowBlocks::kBlockRows / 2;
+
+}  // namespace
+
+RowBlocks::Block RowBlocks::make_array(std::uint32_t base, std::uint32_t capacity) {
+    Block block;
+    block.base = base;
+    block.capacity = static_cast<std::uint16_t>(capacity);
+    block.data = std::make_unique_for_overwrite<std::byte[]>(capacity * sizeof(std::uint32_t));
+    return block;
+}
+
+RowBlocks::Block RowBlocks::make_bitmap(std::span<const std::uint32_t> rows) {
+    Block block;
+    block.base = window_of(rows.front()) << kWindowBits;
+    block.count = static_cast<std::uint16_t>(rows.size());
+    block.data = std::make_unique<std::byte[]>(kBitmapBytes);
+    for (const std::uint32_t row : rows)
+        block.bits()[word_of(row)] |= bit_of(row);
+    return block;
+}
+
+void RowBlocks::resize_array(Block& block, std::uint32_t capacity) {
+    Block resized = make_array(block.base, capacity);
+    resized.count = block.count;
+    std::copy_n(block.rows(), block.count, resized.rows());
+    block = std::move(resized);
+}
+
+std::uint32_t RowBlocks::select(const Block& block, std::uint32_t index) noexcept {
+    std::uint32_t word = 0;
+    for (;; ++word) {
+        const auto inside = static_cast<std::uint32_t>(std::popcount(block.bits()[word]));
+        if (index < inside) break;
+        index -= inside;
+    }
+    std::uint64_t bits = block.bits()[word];
+    for (; index != 0; --index)
+        bits &= bits - 1;
+    return block.base + word * 64 + static_cast<std::uint32_t>(std::countr_zero(bits));
+}
+
+std::size_t RowBlocks::block_of(std::uint32_t row) const noexcept {
+    const auto after = std::upper_bound(
+        blocks_.begin(), blocks_.end(), row,
+        [](std::uint32_t value, const Block& block) { return value < block.base; });
+    return after == blocks_.begin() ? 0 : static_cast<std::size_t>(after - blocks_.begin()) - 1;
+}
+
+void RowBlocks::append(std::uint32_t row) {
+    if (!blocks_.empty()) {
+        Block& last = blocks_.back();
+        if (last.bitmap()) {
+            if (window_of(last.base) == window_of(row)) {
+                last.bits()[word_of(row)] |= bit_of(row);
+                ++last.count;
+                return;
+            }
+        } else if (last.count < kBlockRows) {
+            if (last.count == last.capacity)
+                resize_array(last, std::min<std::uint32_t>(kBlockRows, last.capacity * 2u));
+            last.rows()[last.count++] = row;
+            if (last.count >= kDense &&
+                window_of(last.rows()[last.count - kDense]) == window_of(row))
+                turn_tail_dense();
+            return;
+        }
+    }
+    blocks_.push_back(make_array(row, kFirstCapacity));
+    blocks_.back().rows()[0] = row;
+    blocks_.back().count = 1;
+}
+
+// The end of the last array holds enough rows of one window: they become its bitmap.
+void RowBlocks::turn_tail_dense() {
+    Block& last = blocks_.back();
+    const auto rows = last.array();
+    const std::uint32_t window_start = window_of(rows.back()) << kWindowBits;
+    const auto split = std::lower_bound(rows.begin(), rows.end(), window_start);
+    const auto before = static_cast<std::uint32_t>(split - rows.begin());
+    Block bitmap = make_bitmap(rows.subspan(before));
+    if (before == 0) {
+        last = std::move(bitmap);
+        return;
+    }
+    last.count = static_cast<std::uint16_t>(before);
+    resize_array(last, before);
+    blocks_.push_back(std::move(bitmap));
+}
+
+void RowBlocks::turn_sparse(Block& block) {
+    Block array = make_array(block.base, block.count);
+    for (std::uint32_t word = 0; word < kWindowWords; ++word)
+        for (std::uint64_t rest = block.bits()[word]; rest != 0; rest &= rest - 1)
+            array.rows()[array.count++] =
+                block.base + word * 64 + static_cast<std::uint32_t>(std::countr_zero(rest));
+    block = std::move(array);
+}
+
+void RowBlocks::erase(std::uint32_t row) {
+    const std::size_t index = block_of(row);
+    Block& block = blocks_[index];
+    if (block.bitmap()) {
+        block.bits()[word_of(row)] &= ~bit_of(row);
+        --block.count;
+        if (block.count >= kSparse) return;
+        turn_sparse(block);
+    } else {
+        std::uint32_t* const end = block.rows() + block.count;
+        std::uint32_t* const at = std::lower_bound(block.rows(), end, row);
+        std::memmove(at, at + 1, static_cast<std::size_t>(end - at - 1) * sizeof(*at));
+        --block.count;
+    }
+    tidy(index);
+}
+
+// After an erasure: no empty block stays, small neighbours merge, an array three quarters empty
+// gives its room back.
+void RowBlocks::tidy(std::size_t index) {
+    Block& block = blocks_[index];
+    if (block.count == 0) {
+        blocks_.erase(blocks_.begin() + static_cast<std::ptrdiff_t>(index));
+        if (blocks_.capacity() > blocks_.size() * 2 + 4) blocks_.shrink_to_fit();
+        return;
+    }
+    if (merge_with_next(index) || (index > 0 && merge_with_next(index - 1))) return;
+    if (block.capacity > kFirstCapacity && block.count < block.capacity / 4)
+        resize_array(block, block.capacity / 2u);
+}
+
+bool RowBlocks::merge_with_next(std::size_t index) {
+    if (index + 1 >= blocks_.size()) return false;
+    Block& first = blocks_[index];
+    const Block& second = blocks_[index + 1];
+    const std::uint32_t together = std::uint32_t{first.count} + second.count;
+    if (first.bitmap() || second.bitmap() || together > kMergedRows) return false;
+    if (together > first.capacity) resize_array(first, together);
+    std::copy_n(second.rows(), second.count, first.rows() + first.count);
+    first.count = static_cast<std::uint16_t>(together);
+    blocks_.erase(blocks_.begin() + static_cast<std::ptrdiff_t>(index) + 1);
+    return true;
+}
+
+std::uint32_t RowBlocks::rank(std::uint32_t row) const noexcept {
+    if (blocks_.empty()) return 0;
+    const std::size_t index = block_of(row);
+    std::uint32_t below = 0;
+    for (std::size_t before = 0; before < index; ++before)
+        below += blocks_[before].count;
+    const Block& block = blocks_[index];
+    if (row <= block.base) return below;
+    if (!block.bitmap()) {
+        const auto rows = block.array();
+        return below + static_cast<std::uint32_t>(std::lower_bound(rows.begin(), rows.end(), row) -
+                                                  rows.begin());
+    }
+    if (window_of(row) != window_of(block.base)) return below + block.count;
+    for (std::uint32_t word = 0; word < word_of(row); ++word)
+        below += static_cast<std::uint32_t>(std::popcount(block.bits()[word]));
+    return below + static_cast<std::uint32_t>(
+                       std::popcount(block.bits()[word_of(row)] & (bit_of(row) - 1)));
+}
+
+std::size_t RowBlocks::heap_bytes() const noexcept {
+    std::size_t bytes = blocks_.capacity() * sizeof(Block);
+    for (const Block& block : blocks_)
+        bytes += block.bitmap() ? kBitmapBytes : block.capacity * sizeof(std::uint32_t);
+    return bytes;
+}
+
+}  // namespace vorrim

@@ -1,0 +1,125 @@
+#pragma once
+// The long form of a RowList: blocks in ascending order of their rows.
+//
+//     directory  [base|count|capacity|·] [base|count|capacity|·] [base|count|capacity|·]
+//                                     │                       │                       │
+//        rows      3 17 901 ... ◄─────┘   bits of 4096..8191 ◄┘      9001 9377 ... ◄──┘
+//
+// A block is an array of at most 1024 rows, or, where at least 1 row in 16 of an aligned window of
+// 4096 is in the list, the bitmap of that window. So a row leaves a list of any length by moving at
+// most 4 KiB, frequent words cost bits instead of rows, and a search ANDs whole words of them.
+//
+// Threads     None inside; const operations may run side by side.
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace vorrim {
+
+class RowBlocks {
+public:
+    static constexpr std::uint32_t kWindowBits = 12;
+    static constexpr std::uint32_t kWindowRows = 1u << kWindowBits;
+    static constexpr std::uint32_t kWindowWords = kWindowRows / 64;
+    static constexpr std::uint32_t kBlockRows = 1024;
+    // Rows of one window at which its array turns into a bitmap, and below which it turns back.
+    static constexpr std::uint32_t kDense = kWindowRows / 16;
+    static constexpr std::uint32_t kSparse = kDense / 2;
+
+    using Window = std::span<const std::uint64_t, kWindowWords>;
+
+    RowBlocks() = default;
+
+    // Appends a row that is higher than all in the list.
+    void append(std::uint32_t row);
+    // Removes a row that is in the list.
+    void erase(std::uint32_t row);
+    // How many rows of the list are lower.
+    [[nodiscard]] std::uint32_t rank(std::uint32_t row) const noexcept;
+
+    // See RowList::visit.
+    template <class Visitor>
+    bool visit(std::uint32_t from, Visitor&& visitor) const;
+
+    // Calls visit(row) for every row in ascending order.
+    template <class Visit>
+    void for_each(Visit&& visit_row) const;
+
+    [[nodiscard]] std::size_t heap_bytes() const noexcept;
+    void prefetch_tail() const noexcept {
+        if (!blocks_.empty()) __builtin_prefetch(&blocks_.back(), 1);
+    }
+
+private:
+    struct Block {
+        std::uint32_t base = 0;   // no row of the block is lower, none of the one before is as high
+        std::uint16_t count = 0;  // rows in the block
+        std::uint16_t capacity = 0;  // of the array; 0 tells a bitmap
+        std::unique_ptr<std::byte[]> data;
+
+        [[nodiscard]] bool bitmap() const noexcept { return capacity == 0; }
+        [[nodiscard]] std::uint32_t* rows() const noexcept {
+            return reinterpret_cast<std::uint32_t*>(data.get());
+        }
+        [[nodiscard]] std::uint64_t* bits() const noexcept {
+            return reinterpret_cast<std::uint64_t*>(data.get());
+        }
+        [[nodiscard]] std::span<const std::uint32_t> array() const noexcept {
+            return {rows(), count};
+        }
+    };
+
+    static constexpr std::uint32_t kFirstCapacity = 64;
+
+    [[nodiscard]] static Block make_array(std::uint32_t base, std::uint32_t capacity);
+    [[nodiscard]] static Block make_bitmap(std::span<const std::uint32_t> rows);
+    static void resize_array(Block& block, std::uint32_t capacity);
+    // The row number `index` of a bitmap, counted from 0.
+    [[nodiscard]] static std::uint32_t select(const Block& block, std::uint32_t index) noexcept;
+
+    [[nodiscard]] std::size_t block_of(std::uint32_t row) const noexcept;
+    void turn_tail_dense();
+    void turn_sparse(Block& block);
+    void tidy(std::size_t index);
+    [[nodiscard]] bool merge_with_next(std::size_t index);
+
+    std::vector<Block> blocks_;
+};
+
+template <class Visitor>
+bool RowBlocks::visit(std::uint32_t from, Visitor&& visitor) const {
+    for (const Block& block : blocks_) {
+        if (from >= block.count) {
+            from -= block.count;
+            continue;
+        }
+        const bool more = block.bitmap()
+                              ? visitor.window(block.base, Window(block.bits(), kWindowWords),
+                                               from == 0 ? block.base : select(block, from))
+                              : visitor.rows(block.array().subspan(from));
+        if (!more) return false;
+        from = 0;
+    }
+    return true;
+}
+
+template <class Visit>
+void RowBlocks::for_each(Visit&& visit_row) const {
+    for (const Block& block : blocks_) {
+        if (!block.bitmap()) {
+            for (const std::uint32_t row : block.array())
+                visit_row(row);
+            continue;
+        }
+        for (std::uint32_t word = 0; word < kWindowWords; ++word)
+            for (std::uint64_t rest = block.bits()[word]; rest != 0; rest &= rest - 1)
+                visit_row(block.base + word * 64 +
+                          static_cast<std::uint32_t>(std::countr_zero(rest)));
+    }
+}
+
+}  // namespace vorrim

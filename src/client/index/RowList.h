@@ -1,0 +1,122 @@
+#pragma once
+// An ordered set of entries, named by their rows: the files listed under one keyword, or in one
+// bucket. Rows are given out in order of creation, so that ascending rows are the order of first
+// publication.
+//
+//     [ key | count | row row ]        one or two rows: in the header, nothing allocated
+//     [ key | count | ·─────► ]        up to a thousand: one array   [capacity|row row row ...]
+//     [ key | count | ·─────► ]        more: RowBlocks
+//
+// The header is 16 bytes. Appending costs the end of the list, erasing a binary search and a move
+// of at most 4 KiB. `key` belongs to the table that holds the list.
+//
+// Threads     None inside; const operations may run side by side.
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <utility>
+
+#include "client/index/RowBlocks.h"
+
+namespace vorrim {
+
+class RowList {
+public:
+    RowList() noexcept : RowList(0) {}
+    explicit RowList(std::uint32_t key) noexcept : key_(key), inline_{0, 0} {}
+    RowList(RowList&& other) noexcept;
+    RowList& operator=(RowList&& other) noexcept;
+    ~RowList() { clear(); }
+
+    [[nodiscard]] std::uint32_t key() const noexcept { return key_; }
+    [[nodiscard]] std::uint32_t size() const noexcept { return count_; }
+    [[nodiscard]] bool empty() const noexcept { return count_ == 0; }
+
+    // Appends a row that is higher than all in the list.
+    void append(std::uint32_t row);
+    // Removes a row that is in the list.
+    void erase(std::uint32_t row);
+    void clear() noexcept;
+    // How many rows of the list are lower: the position of a row that is in it.
+    [[nodiscard]] std::uint32_t rank(std::uint32_t row) const noexcept;
+
+    // Hands over the rows from position `from` on, in ascending order, in runs of either form:
+    //     visitor.rows(span)                    some rows
+    //     visitor.window(base, bits, first)     the rows base + i whose bit i is set, those below
+    //                                           `first` excepted
+    // until the end, or until one returns false. Returns whether the end was reached.
+    template <class Visitor>
+    bool visit(std::uint32_t from, Visitor&& visitor) const {
+        if (from >= count_) return true;
+        if (form() == Form::blocks) return blocks_->visit(from, std::forward<Visitor>(visitor));
+        return visitor.rows(short_rows().subspan(from));
+    }
+
+    // Calls visit(row) for every row in ascending order.
+    template <class Visit>
+    void for_each(Visit&& visit_row) const;
+
+    // Replaces every row by new_row(row), which must keep their order.
+    template <class NewRow>
+    void renumber(NewRow&& new_row);
+
+    [[nodiscard]] std::size_t heap_bytes() const noexcept;
+    // Fetches what an append or an erasure will touch first.
+    void prefetch() const noexcept {
+        if (count_ > kInlineRows) __builtin_prefetch(array_, 1);
+    }
+    void prefetch_tail() const noexcept {
+        if (form() == Form::blocks)
+            blocks_->prefetch_tail();
+        else if (form() == Form::array)
+            __builtin_prefetch(array_ + count_, 1);
+    }
+
+private:
+    enum class Form { in_header, array, blocks };
+
+    static constexpr std::uint32_t kInlineRows = 2;
+    static constexpr std::uint32_t kArrayRows = RowBlocks::kBlockRows;
+
+    [[nodiscard]] Form form() const noexcept {
+        return count_ <= kInlineRows  ? Form::in_header
+               : count_ <= kArrayRows ? Form::array
+                                      : Form::blocks;
+    }
+    [[nodiscard]] std::span<const std::uint32_t> short_rows() const noexcept {
+        return count_ <= kInlineRows ? std::span(inline_, count_) : std::span(array_ + 1, count_);
+    }
+    void become_array(std::span<const std::uint32_t> rows);
+    void array_to_blocks();
+    void blocks_to_array();
+
+    std::uint32_t key_;
+    std::uint32_t count_ = 0;
+    union {
+        std::uint32_t inline_[kInlineRows];
+        std::uint32_t* array_;  // [0] is the capacity
+        RowBlocks* blocks_;
+    };
+};
+
+static_assert(sizeof(RowList) == 16);
+
+template <class Visit>
+void RowList::for_each(Visit&& visit_row) const {
+    if (form() == Form::blocks) {
+        blocks_->for_each(visit_row);
+    } else {
+        for (const std::uint32_t row : short_rows())
+            visit_row(row);
+    }
+}
+
+template <class NewRow>
+void RowList::renumber(NewRow&& new_row) {
+    RowList renumbered(key_);
+    for_each([&](std::uint32_t row) { renumbered.append(new_row(row)); });
+    *this = std::move(renumbered);
+}
+
+}  // namespace vorrim

@@ -1,0 +1,32 @@
+#include "client/index/RowListTable.h"
+
+namespace vorrim {
+
+bool RowListTable::append(std::uint32_t key, std::uint32_t row) {
+    if (RowList* const list = slot(key)) {
+        list->append(row);
+        return false;
+    }
+    RowList& list = lists_.insert(hash_of(key));
+    list = RowList(key);
+    list.append(row);
+    return true;
+}
+
+bool RowListTable::erase(std::uint32_t key, std::uint32_t row) {
+    RowList* const list = slot(key);
+    if (list->size() > 1) {
+        list->erase(row);
+        return false;
+    }
+    lists_.erase(*list);
+    return true;
+}
+
+std::size_t RowListTable::heap_bytes() const noexcept {
+    std::size_t bytes = lists_.heap_bytes();
+    lists_.for_each([&](const RowList& list) { bytes += list.heap_bytes(); });
+    return bytes;
+}
+
+}  // namespace vorrim

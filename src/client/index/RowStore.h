@@ -1,0 +1,97 @@
+#pragma once
+// All rows of the index. A row is a number given to an entry at its creation, higher than those
+// before; lists of entries are lists of rows, so that ascending rows are the order of creation.
+//
+//     windows    row / 4096 ──► segment          (several windows may share a packed segment)
+//     segments   in ascending order of their rows
+//
+// Rows are not given out twice. When half of a segment is dead it is packed, small ones are packed
+// together with a neighbour, empty ones freed: memory follows the live rows, and no list is touched
+// for it. Only when the row numbers run out the live rows are numbered anew, in the same order.
+//
+// Threads     None inside; const operations may run side by side.
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "client/index/Segment.h"
+
+namespace vorrim {
+
+class RowStore {
+public:
+    // How often each column was set; the lower, the more a column dismisses.
+    using ColumnWeights = std::array<std::uint64_t, TextSignature::kColumns>;
+
+    explicit RowStore(std::uint32_t row_limit) noexcept : row_limit_(row_limit) {}
+
+    // All numbers are used up: number anew before the next append.
+    [[nodiscard]] bool exhausted() const noexcept { return next_row_ >= row_limit_; }
+    // A row for a new entry. Raises std::bad_alloc when exhausted.
+    std::uint32_t append(std::uint32_t handle, const TextSignature& signature, bool reachable);
+    // The row's entry is gone.
+    void remove(std::uint32_t row);
+    void set_reachable(std::uint32_t row, bool reachable) noexcept;
+
+    [[nodiscard]] const Segment& segment_of(std::uint32_t row) const noexcept {
+        return *windows_[row / Segment::kRows - first_window_];
+    }
+    // In ascending order of their rows.
+    [[nodiscard]] const std::vector<std::unique_ptr<Segment>>& segments() const noexcept {
+        return segments_;
+    }
+    [[nodiscard]] std::uint32_t size() const noexcept { return live_count_; }
+    [[nodiscard]] const ColumnWeights& weights() const noexcept { return weights_; }
+
+    // The number of live rows below each segment's: what turns a row into its new number.
+    class NewNumbers {
+    public:
+        explicit NewNumbers(const RowStore& store);
+        [[nodiscard]] std::uint32_t operator()(std::uint32_t row) const noexcept;
+
+    private:
+        const RowStore& store_;
+        std::vector<std::uint32_t> below_;
+    };
+    // Gives every live row the number that NewNumbers said, calling visit(handle, row) for each.
+    template <class Visit>
+    void renumber(Visit&& visit) {
+        RowStore renumbered(row_limit_);
+        for (std::unique_ptr<Segment>& segment : segments_) {
+            segment->for_each_live([&](std::uint32_t slot) {
+                const std::uint32_t handle = segment->handle_of(slot);
+                visit(handle, renumbered.append(handle, segment->signature_of(slot),
+                                                segment->reachable(slot)));
+            });
+            segment.reset();
+        }
+        *this = std::move(renumbered);
+    }
+
+    [[nodiscard]] std::size_t heap_bytes() const noexcept;
+
+private:
+    // A segment of one line is packed into a neighbour when it is at most half full.
+    static constexpr std::uint32_t kSmall = Segment::Line::kRows / 2;
+
+    void tidy(Segment& segment);
+    [[nodiscard]] bool closed(const Segment& segment) const noexcept;
+    // Replaces the segment at `ordinal` (and its successor) by their packed form.
+    void pack(std::size_t ordinal, bool with_successor);
+    void drop(std::size_t ordinal);
+    void point_windows(const Segment& segment, Segment* to) noexcept;
+    void number_from(std::size_t ordinal) noexcept;
+
+    std::uint32_t row_limit_;
+    std::uint32_t next_row_ = 0;
+    std::uint32_t live_count_ = 0;
+    std::uint32_t first_window_ = 0;  // window of windows_[0]
+    std::vector<Segment*> windows_;   // null where the window's segment is gone
+    std::vector<std::unique_ptr<Segment>> segments_;
+    ColumnWeights weights_{};
+};
+
+}  // namespace vorrim

@@ -1,0 +1,154 @@
+#include "client/index/Segment.h"
+
+#include <algorithm>
+
+namespace vorrim {
+namespace {
+
+// The fewest lines, a power of two of them, that have this many slots.
+std::uint32_t lines_for(std::uint32_t slots) {
+    return std::bit_ceil(
+        std::max<std::uint32_t>(1, (slots + Segment::Line::kRows - 1) / Segment::Line::kRows));
+}
+
+// Turns a square of 64 words by 64 bits about its diagonal.
+void transpose(std::array<std::uint64_t, 64>& square) noexcept {
+    std::uint64_t mask = 0x00000000FFFFFFFF;
+    for (std::size_t width = 32; width != 0; width /= 2, mask ^= mask << width)
+        for (std::size_t row = 0; row < 64; row = (row + width + 1) & ~width) {
+            const std::uint64_t swap = (square[row] >> width ^ square[row + width]) & mask;
+            square[row] ^= swap << width;
+            square[row + width] ^= swap;
+        }
+}
+
+}  // namespace
+
+Segment::Segment(std::uint32_t first_row, std::uint32_t lines)
+    : first_row_(first_row),
+      window_end_(first_row / kRows + 1),
+      lines_(lines),
+      bits_(std::make_unique<Line[]>(kBitRows * lines)),
+      handles_(std::make_unique_for_overwrite<std::uint32_t[]>(lines * Line::kRows)) {}
+
+void Segment::grow() {
+    const std::uint32_t lines = lines_ * 2;
+    auto bits = std::make_unique<Line[]>(kBitRows * lines);
+    for (std::size_t row = 0; row < kBitRows; ++row)
+        std::copy_n(bit_row(row), lines_, bits.get() + row * lines);
+    auto handles = std::make_unique_for_overwrite<std::uint32_t[]>(lines * Line::kRows);
+    std::copy_n(handles_.get(), used_, handles.get());
+    bits_ = std::move(bits);
+    handles_ = std::move(handles);
+    lines_ = lines;
+}
+
+std::uint32_t Segment::append(std::uint32_t handle, const TextSignature& signature,
+                              bool reachable) {
+    if (used_ == slots()) grow();
+    const std::uint32_t slot = used_++;
+    const std::uint32_t line = slot / Line::kRows;
+    const std::uint32_t bit = slot % Line::kRows;
+    handles_[slot] = handle;
+    bit_row(0)[line].set(bit);
+    if (reachable) bit_row(1)[line].set(bit);
+    signature.for_each_column(
+        [&](std::size_t column) { bit_row(kFirstColumn + column)[line].set(bit); });
+    ++live_count_;
+    return slot;
+}
+
+void Segment::kill(std::uint32_t slot) noexcept {
+    bit_row(0)[slot / Line::kRows].reset(slot % Line::kRows);
+    bit_row(1)[slot / Line::kRows].reset(slot % Line::kRows);
+    --live_count_;
+}
+
+void Segment::set_reachable(std::uint32_t slot, bool reachable) noexcept {
+    Line& line = bit_row(1)[slot / Line::kRows];
+    if (reachable)
+        line.set(slot % Line::kRows);
+    else
+        line.reset(slot % Line::kRows);
+}
+
+std::uint32_t Segment::packed_slot_of(std::uint32_t row) const noexcept {
+    return static_cast<std::uint32_t>(std::lower_bound(rows_.begin(), rows_.end(), row) -
+                                      rows_.begin());
+}
+
+std::uint32_t Segment::live_below(std::uint32_t slot) const noexcept {
+    std::uint32_t below = 0;
+    for (std::uint32_t word = 0; word <= slot / 64; ++word) {
+        std::uint64_t bits = live_bits()[word / 8].words[word % 8];
+        if (word == slot / 64) bits &= (std::uint64_t{1} << (slot % 64)) - 1;
+        below += static_cast<std::uint32_t>(std::popcount(bits));
+    }
+    return below;
+}
+
+TextSignature Segment::signature_of(std::uint32_t slot) const noexcept {
+    TextSignature signature;
+    for (std::size_t column = 0; column < TextSignature::kColumns; ++column)
+        if (in_column(column, slot)) signature.set(column);
+    return signature;
+}
+
+std::unique_ptr<Segment> Segment::packed(const Segment* successor) const {
+    const std::uint32_t live = live_count_ + (successor ? successor->live_count_ : 0);
+    auto result = std::make_unique<Segment>(first_row_, lines_for(live));
+    result->window_end_ = successor ? successor->window_end_ : window_end_;
+    result->rows_.reserve(live);
+    result->append_live_of(*this);
+    if (successor) result->append_live_of(*successor);
+    return result;
+}
+
+// Word by word: 64 slots of a group of 64 bit rows are turned into 64 slots' own words, the live
+// ones are put down behind one another, and turned back when 64 are together.
+void Segment::append_live_of(const Segment& other) {
+    std::vector<std::uint32_t> live;
+    live.reserve(other.live_count_);
+    other.for_each_live([&](std::uint32_t slot) { live.push_back(slot); });
+    for (std::size_t i = 0; i < live.size(); ++i) {
+        rows_.push_back(other.row_of(live[i]));
+        handles_[used_ + i] = other.handles_[live[i]];
+    }
+    constexpr std::size_t kGroup = 64;
+    std::array<std::uint64_t, kGroup> from;
+    std::array<std::uint64_t, kGroup> to;
+    for (std::size_t group = 0; group < kBitRows; group += kGroup) {
+        const std::size_t bit_rows = std::min(kGroup, kBitRows - group);
+        const auto put_down = [&](std::size_t word) {
+            transpose(to);
+            for (std::size_t row = 0; row < bit_rows; ++row)
+                bit_row(group + row)[word / 8].words[word % 8] |= to[row];
+            to.fill(0);
+        };
+        std::size_t at = used_;
+        std::size_t from_word = SIZE_MAX;
+        to.fill(0);
+        for (const std::uint32_t slot : live) {
+            if (slot / 64 != from_word) {
+                from_word = slot / 64;
+                from.fill(0);
+                for (std::size_t row = 0; row < bit_rows; ++row)
+                    from[row] = other.bits_[(group + row) * other.lines_ + from_word / 8]
+                                    .words[from_word % 8];
+                transpose(from);
+            }
+            to[at % 64] = from[slot % 64];
+            if (++at % 64 == 0) put_down(at / 64 - 1);
+        }
+        if (at % 64 != 0) put_down(at / 64);
+    }
+    used_ += static_cast<std::uint32_t>(live.size());
+    live_count_ += static_cast<std::uint32_t>(live.size());
+}
+
+std::size_t Segment::heap_bytes() const noexcept {
+    return kBitRows * lines_ * sizeof(Line) + slots() * sizeof(std::uint32_t) +
+           rows_.capacity() * sizeof(std::uint32_t);
+}
+
+}  // namespace vorrim

@@ -1,0 +1,157 @@
+#pragma once
+// A run of rows and what a search wants to know of each without touching its record.
+//
+//     slot          0    1    2    3  ...                         up to 4096 slots, one per row
+//     row           r    r+1  r+2  r+3 ...   (dense)   or   listed, ascending (packed)
+//     handle        the entry of the row
+//     live          1    0    1    1  ...    one bit: the row has an entry
+//     reachable     1    0    0    1  ...    one bit: some source has a high identifier
+//     column 0..255 one bit each: the entry's TextSignature, cut across
+//
+// Cut across, a signature test of 64 rows is one AND, and a search that needs a handful of columns
+// reads those and no others. A column of a segment is one run of at most 512 bytes.
+//
+// A segment begins dense, covering one aligned window of rows, and stays so until half of it is
+// dead. Then it is packed: its live rows move together, the rows themselves stay as they are in
+// all lists.
+//
+// Threads     None inside; const operations may run side by side.
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "client/index/RowBlocks.h"
+#include "client/index/TextSignature.h"
+
+namespace vorrim {
+
+class Segment {
+public:
+    // 512 bits that are fetched together.
+    struct alignas(64) Line {
+        std::array<std::uint64_t, 8> words{};
+        static constexpr std::uint32_t kRows = 512;
+
+        Line& operator&=(const Line& other) noexcept {
+            for (std::size_t i = 0; i < words.size(); ++i)
+                words[i] &= other.words[i];
+            return *this;
+        }
+        Line& operator|=(const Line& other) noexcept {
+            for (std::size_t i = 0; i < words.size(); ++i)
+                words[i] |= other.words[i];
+            return *this;
+        }
+        [[nodiscard]] bool any() const noexcept {
+            std::uint64_t all = 0;
+            for (const std::uint64_t word : words)
+                all |= word;
+            return all != 0;
+        }
+        [[nodiscard]] bool test(std::uint32_t bit) const noexcept {
+            return (words[bit / 64] >> (bit % 64) & 1) != 0;
+        }
+        void set(std::uint32_t bit) noexcept { words[bit / 64] |= std::uint64_t{1} << (bit % 64); }
+        void reset(std::uint32_t bit) noexcept {
+            words[bit / 64] &= ~(std::uint64_t{1} << (bit % 64));
+        }
+    };
+
+    static constexpr std::uint32_t kRows = RowBlocks::kWindowRows;
+    static constexpr std::uint32_t kLines = kRows / Line::kRows;
+    // One bit per slot of a segment of any size.
+    using Bits = std::array<Line, kLines>;
+
+    // An empty segment with room for as many lines of slots (a power of two); a dense one grows.
+    explicit Segment(std::uint32_t first_row, std::uint32_t lines = 1);
+
+    // The next row of a dense segment that is not full. Returns its slot.
+    std::uint32_t append(std::uint32_t handle, const TextSignature& signature, bool reachable);
+    // The row's entry is gone. Its slot stays until the segment is packed.
+    void kill(std::uint32_t slot) noexcept;
+    void set_reachable(std::uint32_t slot, bool reachable) noexcept;
+
+    // Packed segment of the live rows of this one and, if there is one, of its successor.
+    [[nodiscard]] std::unique_ptr<Segment> packed(const Segment* successor) const;
+
+    [[nodiscard]] bool dense() const noexcept { return rows_.empty(); }
+    [[nodiscard]] bool full() const noexcept { return used_ == kRows; }
+    [[nodiscard]] std::uint32_t live_count() const noexcept { return live_count_; }
+    [[nodiscard]] std::uint32_t slots() const noexcept { return lines_ * Line::kRows; }
+    [[nodiscard]] std::uint32_t used() const noexcept { return used_; }
+    [[nodiscard]] std::uint32_t lines() const noexcept { return lines_; }
+
+    // No row of the segment is lower; for a dense one, the row of slot 0.
+    [[nodiscard]] std::uint32_t first_row() const noexcept { return first_row_; }
+    // The windows whose rows the segment has, from the first to before the end.
+    [[nodiscard]] std::uint32_t first_window() const noexcept { return first_row_ / kRows; }
+    [[nodiscard]] std::uint32_t window_end() const noexcept { return window_end_; }
+    // The slot of a row that is in the segment.
+    [[nodiscard]] std::uint32_t slot_of(std::uint32_t row) const noexcept {
+        return dense() ? row - first_row_ : packed_slot_of(row);
+    }
+    [[nodiscard]] std::uint32_t row_of(std::uint32_t slot) const noexcept {
+        return dense() ? first_row_ + slot : rows_[slot];
+    }
+    [[nodiscard]] std::uint32_t handle_of(std::uint32_t slot) const noexcept {
+        return handles_[slot];
+    }
+    [[nodiscard]] bool reachable(std::uint32_t slot) const noexcept {
+        return reachable_bits()[slot / Line::kRows].test(slot % Line::kRows);
+    }
+    [[nodiscard]] bool in_column(std::size_t column, std::uint32_t slot) const noexcept {
+        return this->column(column)[slot / Line::kRows].test(slot % Line::kRows);
+    }
+
+    // lines() lines each.
+    [[nodiscard]] const Line* live_bits() const noexcept { return bits_.get(); }
+    [[nodiscard]] const Line* reachable_bits() const noexcept { return bits_.get() + lines_; }
+    [[nodiscard]] const Line* column(std::size_t column) const noexcept {
+        return bits_.get() + (kFirstColumn + column) * lines_;
+    }
+
+    // How many live slots are lower.
+    [[nodiscard]] std::uint32_t live_below(std::uint32_t slot) const noexcept;
+    // The row-wise signature of a slot.
+    [[nodiscard]] TextSignature signature_of(std::uint32_t slot) const noexcept;
+
+    // Calls visit(slot) for every live slot in ascending order.
+    template <class Visit>
+    void for_each_live(Visit&& visit) const {
+        for (std::uint32_t line = 0; line < lines_; ++line)
+            for (std::uint32_t word = 0; word < live_bits()[line].words.size(); ++word)
+                for (std::uint64_t rest = live_bits()[line].words[word]; rest != 0;
+                     rest &= rest - 1)
+                    visit(line * Line::kRows + word * 64 +
+                          static_cast<std::uint32_t>(std::countr_zero(rest)));
+    }
+
+    // Place in the order of all segments; kept by the RowStore.
+    std::uint32_t ordinal = 0;
+
+    [[nodiscard]] std::size_t heap_bytes() const noexcept;
+
+private:
+    static constexpr std::size_t kFirstColumn = 2;  // behind live and reachable
+    static constexpr std::size_t kBitRows = kFirstColumn + TextSignature::kColumns;
+
+    [[nodiscard]] std::uint32_t packed_slot_of(std::uint32_t row) const noexcept;
+    [[nodiscard]] Line* bit_row(std::size_t index) noexcept { return bits_.get() + index * lines_; }
+    void grow();
+    void append_live_of(const Segment& other);
+
+    std::uint32_t first_row_;
+    std::uint32_t window_end_;
+    std::uint32_t lines_;  // 1, 2, 4 or 8
+    std::uint32_t used_ = 0;
+    std::uint32_t live_count_ = 0;
+    std::unique_ptr<Line[]> bits_;              // kBitRows rows of lines_ lines
+    std::unique_ptr<std::uint32_t[]> handles_;  // one per slot
+    std::vector<std::uint32_t> rows_;           // one per used slot; empty: dense
+};
+
+}  // namespace vorrim

@@ -1,0 +1,52 @@
+#pragma once
+// What a text leaves behind when only 256 bits of it are kept: one bit for each of its trigrams
+// (three neighbouring bytes, case folded), the bit chosen by a hash of the three.
+//
+// A text that contains a needle contains its trigrams. So a record whose signature lacks one of the
+// needle's bits cannot match, and is dismissed without being looked at. The other way round nothing
+// follows. Needles of fewer than three bytes have no trigram and dismiss nothing.
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "meta/RecordView.h"
+
+namespace vorrim {
+
+class TextSignature {
+public:
+    static constexpr std::size_t kColumns = 256;
+    using Words = std::array<std::uint64_t, kColumns / 64>;
+
+    // Adds every trigram of the text.
+    void add(std::string_view text) noexcept;
+
+    void set(std::size_t column) noexcept { words_[column / 64] |= bit(column); }
+    [[nodiscard]] bool has(std::size_t column) const noexcept {
+        return (words_[column / 64] & bit(column)) != 0;
+    }
+    [[nodiscard]] bool empty() const noexcept { return words_ == Words{}; }
+    [[nodiscard]] const Words& words() const noexcept { return words_; }
+
+    // Calls visit(column) for each bit that is set, in ascending order.
+    template <class Visit>
+    void for_each_column(Visit&& visit) const {
+        for (std::size_t word = 0; word < words_.size(); ++word)
+            for (std::uint64_t rest = words_[word]; rest != 0; rest &= rest - 1)
+                visit(word * 64 + static_cast<std::size_t>(std::countr_zero(rest)));
+    }
+
+private:
+    static constexpr std::uint64_t bit(std::size_t column) {
+        return std::uint64_t{1} << (column % 64);
+    }
+
+    Words words_{};
+};
+
+// The signature of all text tags of a record.
+[[nodiscard]] TextSignature signature_of(RecordView record) noexcept;
+
+}  // namespace vorrim

@@ -1,0 +1,350 @@
+// Random operations on the index and on the model; every reply, every resume position, every total
+// and every printed line must be the same.
+//
+//     VORRIM_SEED         the seed of the whole run (random, and printed, when not set)
+//     VORRIM_OPERATIONS   operations in each of the runs (default 700)
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <iostream>
+#include <random>
+
+#include "client/FileIndex.h"
+#include "client/KeywordFileIndex.h"
+#include "tests/client/IndexModel.h"
+#include "tests/search/SearchFixture.h"
+
+namespace vorrim {
+namespace {
+
+using namespace test;
+
+std::uint64_t from_environment(const char* name, std::uint64_t otherwise) {
+    const char* const text = std::getenv(name);
+    return text != nullptr ? std::strtoull(text, nullptr, 0) : otherwise;
+}
+
+std::uint64_t seed_of_run() {
+    static const std::uint64_t seed = from_environment("VORRIM_SEED", std::random_device{}());
+    return seed;
+}
+
+Bytes bytes_of(std::span<const std::byte> span) {
+    return {reinterpret_cast<const char*>(span.data()), span.size()};
+}
+
+struct Setup {
+    const char* name;
+    bool keywords;
+    std::int32_t buckets;
+    IndexTuning tuning;
+    std::uint32_t distinct;  // how many hashes there are to choose from
+};
+
+// Makes the things of which a run consists.
+class Chance {
+public:
+    Chance(std::uint64_t seed, std::uint32_t distinct) : random_(seed), distinct_(distinct) {
+        for (int i = 0; i < 60; ++i) words_.push_back(letters(1 + below(8)));
+        words_.push_back("the");
+        words_.push_back(std::string(255, 'q'));
+        words_.push_back(std::string(300, 'w'));
+        words_.push_back("\xe9t\xe9");
+    }
+
+    std::uint32_t below(std::uint32_t bound) { return static_cast<std::uint32_t>(random_() % bound); }
+    bool one_in(std::uint32_t n) { return below(n) == 0; }
+
+    std::uint32_t client() {
+        static constexpr std::uint32_t kClients[] = {0,        1,         2,          77,
+                                                     0xFFFFFE, 0xFFFFFF,  0x1000000,  0x0100007F,
+                                                     0x7F,     0xDEADBEEF, 0xFFFFFFFF, 0x80000000};
+        return kClients[below(std::size(kClients))];
+    }
+
+    // Some differ only behind their first four bytes, which choose the bucket.
+    Bytes hash() {
+        const std::uint32_t number = below(distinct_);
+        const std::uint32_t first = number % 5 == 0 ? number % 10 : number * 2654435761u;
+        return little_endian(first, 4) + little_endian(number, 4) + Bytes(8, '\x11');
+    }
+
+    std::string letters(std::uint32_t count) {
+        std::string text;
+        for (std::uint32_t i = 0; i < count; ++i) text += static_cast<char>('a' + below(5));
+        return text;
+    }
+    // The lower the index, the more frequent.
+    std::string word() {
+        const auto bound = static_cast<std::uint32_t>(words_.size());
+        std::string text = one_in(20) ? letters(1 + below(12)) : words_[std::min(below(bound), below(bound))];
+        if (one_in(4) && text[0] >= 'a') text[0] = static_cast<char>(text[0] - 'a' + 'A');
+        return text;
+    }
+    std::string title() {
+        static const std::string kBetween = " ,_-.(){}[]!?<>:\\/\t\n";
+        std::string text = one_in(10) ? "." : "";
+        for (std::uint32_t count = one_in(8) ? below(15) : 1 + below(5); count > 0; --count) {
+            text += word();
+            text += kBetween[below(static_cast<std::uint32_t>(kBetween.size()))];
+            if (one_in(5)) text += ' ';
+        }
+        return text;
+    }
+    std::string tag_name() {
+        static const std::string kNames[] = {"\x01", "\x02", "\x03", "Artist", "n", "", "\x15"};
+        return kNames[one_in(10) ? below(std::size(kNames)) : below(4)];
+    }
+    ModelTag tag() {
+        switch (below(4)) {
+            case 0:
+                return {3, tag_name(), "", below(6)};
+            case 1:
+                return one_in(6) ? ModelTag{1, tag_name(), Bytes(16, 'h'), 0}
+                                 : ModelTag{3, "\x02", "", random_() % 2 ? below(9) : ~below(9)};
+            default:
+                return {2, tag_name(), one_in(12) ? "" : title(), 0};
+        }
+    }
+    ModelRecord record() {
+        ModelRecord record;
+        record.hash = hash();
+        record.tags.push_back({2, "\x01", title(), 0});
+        for (std::uint32_t more = below(4); more > 0; --more) record.tags.push_back(tag());
+        return record;
+    }
+
+    // Expressions that the wire can carry; now and then with an operator that nobody knows.
+    ModelNode node(int depth) {
+        if (depth > 0 && !one_in(3)) {
+            const int op = one_in(60) ? 5 + static_cast<int>(below(3))
+                           : one_in(2) ? 0
+                                       : static_cast<int>(below(5));
+            return {0, op, 0, "", "", {node(depth - 1), node(depth - 1)}};
+        }
+        switch (below(8)) {
+            case 0:
+                return {};
+            case 1:
+                return {2, 0, 0, needle(), tag_name(), {}};
+            case 2:
+                return {3, static_cast<int>(one_in(40) ? 6 + below(2) : below(6)),
+                        static_cast<std::int32_t>(below(6)), "", tag_name(), {}};
+            default:
+                return {1, 0, 0, needle(), "", {}};
+        }
+    }
+
+private:
+    std::string needle() {
+        switch (below(6)) {
+            case 0:
+                return word() + " " + word();
+            case 1: {
+                const std::string text = word();
+                return text.substr(below(static_cast<std::uint32_t>(text.size())));
+            }
+            case 2:
+                return one_in(3) ? std::string(below(3), ' ') : letters(1 + below(3));
+            default:
+                return word();
+        }
+    }
+
+    std::mt19937_64 random_;
+    const std::uint32_t distinct_;
+    std::vector<std::string> words_;
+};
+
+class Duel {
+public:
+    Duel(const Setup& setup, std::uint64_t seed)
+        : setup_(setup),
+          chance_(seed, setup.distinct),
+          model_(setup.keywords, static_cast<std::uint32_t>(std::max(setup.buckets, 1))) {
+        if (setup.keywords)
+            index_ = std::make_unique<KeywordFileIndex>(setup.tuning);
+        else
+            index_ = std::make_unique<FileIndex>(setup.tuning);
+        index_->init(setup.buckets);
+        if (chance_.one_in(3)) add_filter({1, 0, 0, "aa", "", {}});
+        if (chance_.one_in(3))
+            add_filter({0, 2, 0, "", "", {{3, 1, 7, "", "\x02", {}}, {3, 9, 0, "", "\x02", {}}}});
+    }
+
+    void operate() {
+        switch (chance_.below(16)) {
+            case 0:
+                return remove_client(chance_.client());
+            case 1:
+            case 2:
+            case 3:
+            case 4:
+                return publish();
+            case 5:
+            case 6:
+                return ask_sources(chance_.hash());
+            case 7:
+            case 8:
+            case 9:
+            case 10:
+                return begin_search();
+            default:
+                return continue_search();
+        }
+    }
+
+    void compare_totals() {
+        ASSERT_EQ(index_->source_total(), model_.source_total());
+        ASSERT_EQ(index_->file_total(), model_.file_total());
+        if (setup_.keywords) {
+            ASSERT_EQ(static_cast<KeywordFileIndex&>(*index_).keyword_total(),
+                      model_.keyword_total());
+        }
+        ASSERT_EQ(errors_.lines, model_.lines);
+        errors_.lines.clear();
+        model_.lines.clear();
+    }
+
+    void empty() {
+        for (int i = 0; i < 200; ++i) remove_client(chance_.client());
+        compare_totals();
+        ASSERT_EQ(index_->file_total(), 0u);
+    }
+
+private:
+    static constexpr std::uint32_t kPairs = 6;
+    struct Pair {
+        Search real;
+        ModelSearch model;
+        std::uint32_t asker = 0;
+        std::int32_t limit = 1;
+    };
+
+    void add_filter(ModelNode filter) {
+        Search search;
+        kx_memory_file wire(64);
+        write_bytes(wire, as_span(filter.encode()));
+        wire.seek(0);
+        ASSERT_TRUE(search.read(wire));
+        index_->add_filter(Filter(std::move(search)));
+        model_.filters.push_back(std::move(filter));
+    }
+
+    void publish() {
+        std::vector<ModelRecord> records;
+        for (std::uint32_t count = chance_.below(chance_.one_in(4) ? 90 : 12); count > 0; --count) {
+            records.push_back(chance_.record());
+            if (chance_.one_in(9)) records.push_back(records.back());
+        }
+        std::vector<FrozenRecord> frozen;
+        for (const ModelRecord& record : records) {
+            const Bytes wire = record.encode();
+            kx_memory_file stream = kx_memory_file::reading(as_span(wire));
+            frozen.push_back(FrozenRecord::from_network(stream));
+            ASSERT_FALSE(frozen.back().empty());
+        }
+        const std::uint32_t client = chance_.client();
+        const auto port = static_cast<std::uint16_t>(chance_.below(65536));
+        index_->publish(std::move(frozen), ClientId(client), port);
+        model_.publish(records, client, port);
+    }
+
+    void remove_client(std::uint32_t client) {
+        index_->remove_client(ClientId(client));
+        model_.remove_client(client);
+    }
+
+    void ask_sources(const Bytes& hash) {
+        FileHash key;
+        std::memcpy(key.bytes.data(), hash.data(), hash.size());
+        kx_memory_file out(64);
+        const bool found = index_->write_sources(key, out);
+        const Bytes expected = model_.sources(hash);
+        ASSERT_EQ(found, !expected.empty());
+        ASSERT_EQ(bytes_of(out.written()), expected);
+    }
+
+    void begin_search() {
+        const ModelNode root = chance_.node(static_cast<int>(chance_.below(4)));
+        Pair& pair = pairs_[chance_.below(kPairs)];
+        const Bytes wire = root.encode();
+        kx_memory_file stream = kx_memory_file::reading(as_span(wire));
+        ASSERT_TRUE(pair.real.read(stream));
+        pair.model = ModelSearch{root, "", -1, 0};
+        pair.asker = chance_.client();
+        pair.limit = static_cast<std::int32_t>(chance_.one_in(3) ? 200 : 1 + chance_.below(12));
+        batch(pair);
+    }
+
+    // Goes on where the other batches stopped, whatever has changed meanwhile; at the end, starts
+    // over, which is what a walk at position -1 does.
+    void continue_search() {
+        Pair& pair = pairs_[chance_.below(kPairs)];
+        if (pair.model.root) batch(pair);
+    }
+
+    void batch(Pair& pair) {
+        Bytes got;
+        std::uint32_t count = 0;
+        if (chance_.one_in(4)) {
+            count = index_->search(
+                pair.real, [&](RecordView record) { got += bytes_of(record.bytes()); }, pair.limit,
+                ClientId(pair.asker));
+        } else {
+            kx_memory_file out(4096);
+            count = index_->search(pair.real, out, pair.limit, ClientId(pair.asker));
+            got = bytes_of(out.written());
+        }
+        const std::vector<Bytes> expected = model_.search(pair.model, pair.limit, pair.asker);
+        Bytes expected_bytes;
+        for (const Bytes& record : expected) expected_bytes += record;
+        std::string printed;
+        pair.real.print(printed);
+        ASSERT_EQ(count, expected.size()) << printed;
+        ASSERT_EQ(got, expected_bytes) << printed;
+        ASSERT_EQ(pair.real.resume_position, pair.model.position) << printed;
+        ASSERT_EQ(pair.real.resume_offset, pair.model.offset) << printed;
+    }
+
+    const Setup& setup_;
+    Chance chance_;
+    ModelIndex model_;
+    std::unique_ptr<FileIndex> index_;
+    ErrorLines errors_;
+    Pair pairs_[kPairs];
+};
+
+class IndexModel : public testing::TestWithParam<Setup> {};
+
+TEST_P(IndexModel, AnswersAsTheModelDoes) {
+    const std::uint64_t seed = seed_of_run();
+    const std::uint64_t operations = from_environment("VORRIM_OPERATIONS", 700);
+    std::cout << "VORRIM_SEED=" << seed << " VORRIM_OPERATIONS=" << operations << '\n';
+    Duel duel(GetParam(), seed);
+    for (std::uint64_t i = 0; i < operations; ++i) {
+        duel.operate();
+        duel.compare_totals();
+        if (HasFatalFailure()) FAIL() << "operation " << i << " of seed " << seed;
+    }
+    duel.empty();
+}
+
+// Rows run out after a few thousand publications, slices are small, and candidates are sorted or
+// walked: every way through the index is taken.
+constexpr IndexTuning kEdges{.row_limit = 9000, .slice = 5, .sorted_scan = 40};
+constexpr IndexTuning kOnlyWalks{.row_limit = 20000, .slice = 64, .sorted_scan = 0};
+
+INSTANTIATE_TEST_SUITE_P(
+    Tables, IndexModel,
+    testing::Values(Setup{"PlainOneBucket", false, 0, kEdges, 3000},
+                    Setup{"PlainSeven", false, 7, {}, 3000},
+                    Setup{"PlainDefault", false, 2333, kOnlyWalks, 3000},
+                    Setup{"PlainTwoBillion", false, 2000000000, kEdges, 3000},
+                    Setup{"KeywordOneBucket", true, 1, {}, 3000},
+                    Setup{"KeywordSeven", true, 7, kEdges, 300},
+                    Setup{"KeywordDefault", true, 2333, kEdges, 6000},
+                    Setup{"KeywordTwoBillion", true, 2000000000, kOnlyWalks, 6000}),
+    [](const auto& instance) { return instance.param.name; });
+
+}  // namespace
+}  // namespace vorrim
