@@ -9,6 +9,8 @@
 
 #include <cstdint>
 
+#include "base/file/kx_open_mode.h"
+
 namespace vorrim {
 
 class kx_file {
@@ -25,7 +27,7 @@ public:
     [[nodiscard]] virtual std::uint32_t size() const = 0;
     [[nodiscard]] virtual std::uint32_t tell() const = 0;
     // The bytes from `offset` on as memory, or null where the stream cannot give them. `mode` is
-    // made of the flags of kx_open_file. The memory belongs to the stream until `unmap`.
+    // made of the flags above. The memory belongs to the stream until `unmap`.
     [[nodiscard]] virtual void* map(std::uint32_t offset, std::uint32_t length, std::uint32_t mode);
     virtual bool unmap(void* bytes, std::uint32_t length);
 

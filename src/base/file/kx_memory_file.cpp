@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <limits>
 
-#include "base/file/kx_open_mode.h"
 #include "base/kx_err.h"
 #include "base/memory/malloc4.h"
 

@@ -61,10 +61,11 @@ std::size_t find(std::string_view hay, std::string_view needle) noexcept {
     const std::size_t end = hay.size() - to_last;  // places to try: 0 .. end - 1
 
     if (hay.size() < kBlock) {
-        // The zeros behind the hay match no byte of a needle.
         char block[kBlock] = {};
         std::memcpy(block, hay.data(), hay.size());
-        const std::uint32_t places = equal_bits(block, first) & equal_bits(block, last) >> to_last;
+        const std::uint32_t within_hay = (1U << end) - 1;
+        const std::uint32_t places =
+            equal_bits(block, first) & equal_bits(block, last) >> to_last & within_hay;
         return first_match(block, places, needle);
     }
     if (end < kBlock) {

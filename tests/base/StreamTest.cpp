@@ -1,0 +1,274 @@
+// Streams over memory and the primitives on top of them.
+
+#include <array>
+#include <functional>
+#include <gtest/gtest.h>
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include "base/Random.h"
+#include "base/file/kx_memory_file.h"
+#include "base/file/primitives.h"
+#include "base/kx_err.h"
+
+namespace vorrim {
+namespace {
+
+std::span<const std::byte> bytes_of(std::string_view text) {
+    return std::as_bytes(std::span(text));
+}
+
+std::string text_in(std::span<const std::byte> bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+// The message of the error that `act` raises, or "" when it raises none.
+std::string raised_by(const std::function<void()>& act) {
+    try {
+        act();
+    } catch (const kx_err& error) {
+        return error.message();
+    }
+    return "";
+}
+
+TEST(MemoryStream, GrowsInWholeSteps) {
+    kx_memory_file stream(1024);
+    const std::vector<char> text(1500, 'x');
+    EXPECT_EQ(stream.write(text.data(), 1500), 1500);
+    EXPECT_EQ(stream.capacity(), 2048u);
+    EXPECT_EQ(stream.size(), 1500u);
+    EXPECT_EQ(stream.tell(), 1500u);
+    // What fits exactly needs no further step, one byte more does.
+    stream.write(text.data(), 548);
+    EXPECT_EQ(stream.capacity(), 2048u);
+    write_8(stream, 1);
+    EXPECT_EQ(stream.capacity(), 3072u);
+}
+
+TEST(MemoryStream, KeepsItsBytesThroughEveryGrowth) {
+    kx_memory_file stream(7);
+    for (std::uint32_t i = 0; i < 5000; ++i)
+        write_32(stream, i);
+    EXPECT_EQ(stream.capacity(), (20000u + 6) / 7 * 7);
+    stream.seek(0);
+    for (std::uint32_t i = 0; i < 5000; ++i)
+        ASSERT_EQ(read_32(stream), i);
+}
+
+TEST(MemoryStream, WithoutGrowthTakesOnlyWhatFits) {
+    std::array<std::byte, 4> buffer{};
+    kx_memory_file stream{std::span(buffer)};
+    EXPECT_EQ(stream.size(), 4u);
+    EXPECT_EQ(stream.write("abcdef", 6), 4);
+    EXPECT_EQ(text_in(buffer), "abcd");
+    EXPECT_EQ(stream.write("g", 1), 0);
+    EXPECT_EQ(stream.seek(9), 4u);
+    // An integer at the edge leaves the bytes that fit.
+    stream.seek(3);
+    write_32(stream, 0x64636241);
+    EXPECT_EQ(text_in(buffer), "abcA");
+    EXPECT_EQ(stream.tell(), 4u);
+    // One without a step has no buffer to write to at all.
+    kx_memory_file none(0);
+    EXPECT_EQ(none.write("a", 1), 0);
+}
+
+TEST(MemoryStream, ForReadingCannotBeWritten) {
+    const std::string text = "abcdef";
+    kx_memory_file stream = kx_memory_file::reading(bytes_of(text));
+    EXPECT_EQ(stream.write("x", 1), 0);
+    write_32(stream, 1);
+    EXPECT_EQ(raised_by([&] { write_string("x", stream); }), "write string error");
+    EXPECT_EQ(stream.map(0, 1, KX_FILE_READ | KX_FILE_WRITE), nullptr);
+    stream.clear();
+    EXPECT_EQ(stream.seek(3), 3u);
+    EXPECT_EQ(text, "abcdef");
+}
+
+TEST(MemoryStream, SeekingPastTheEndLeavesZerosNotOldMemory) {
+    kx_memory_file stream(16);
+    stream.write("secretsecret", 12);
+    stream.clear();
+    EXPECT_EQ(stream.seek(20), 20u);
+    EXPECT_EQ(stream.capacity(), 32u);
+    EXPECT_EQ(text_in(stream.contents()), std::string(20, '\0'));
+    // Going back keeps the size.
+    EXPECT_EQ(stream.seek(2), 2u);
+    EXPECT_EQ(stream.size(), 20u);
+}
+
+TEST(MemoryStream, ReadsUpToItsSizeAndTakesInPlace) {
+    const std::string text = "abcdef";
+    kx_memory_file stream = kx_memory_file::reading(bytes_of(text));
+    std::array<char, 8> to{};
+    EXPECT_EQ(stream.read(to.data(), 4), 4);
+    EXPECT_EQ(stream.rest().data(), bytes_of(text).data() + 4);
+    EXPECT_EQ(stream.read(to.data(), 8), 2);
+    EXPECT_EQ(stream.read(to.data(), 8), 0);
+    stream.seek(1);
+    EXPECT_EQ(text_in(stream.take(3)), "bcd");
+    EXPECT_EQ(raised_by([&] { (void)stream.take(3); }), "readAll error");
+    EXPECT_EQ(stream.remaining(), 0u);
+}
+
+TEST(MemoryStream, MovesItsBytesAndLeavesNothingBehind) {
+    kx_memory_file from(8);
+    from.write("abc", 3);
+    kx_memory_file to(std::move(from));
+    EXPECT_EQ(text_in(to.contents()), "abc");
+    kx_memory_file assigned(8);
+    assigned.write("old", 3);
+    assigned = std::move(to);
+    EXPECT_EQ(text_in(assigned.written()), "abc");
+    EXPECT_EQ(to.size(), 0u);  // NOLINT: empty after a move, as promised
+    kx_memory_file view = assigned.clone();
+    EXPECT_EQ(view.tell(), 3u);
+    EXPECT_EQ(view.contents().data(), assigned.contents().data());
+    EXPECT_EQ(view.write("d", 1), 0);
+}
+
+TEST(MemoryStream, MapsOnlyWithinItsCapacity) {
+    kx_memory_file stream(8);
+    EXPECT_EQ(stream.map(0, 0, 1), nullptr);
+    stream.write("abc", 3);
+    EXPECT_EQ(stream.map(1, 2, 1), stream.data() + 1);
+    EXPECT_EQ(stream.map(5, 4, 1), nullptr);
+    EXPECT_EQ(stream.map(0xFFFFFFFF, 2, 1), nullptr);
+    EXPECT_TRUE(stream.unmap(stream.data() + 1, 2));
+}
+
+// A stream that is not one over memory, and gives a byte at a time.
+class Trickle final : public kx_file {
+public:
+    explicit Trickle(std::string text) : text_(std::move(text)) {}
+    std::int32_t read(void* buffer, std::uint32_t count) override {
+        if (count == 0 || at_ == text_.size()) return at_end;
+        *static_cast<char*>(buffer) = text_[at_++];
+        return 1;
+    }
+    std::int32_t write(const void* bytes, std::uint32_t count) override {
+        const std::uint32_t taken = std::min(count, room);
+        room -= taken;
+        text_.append(static_cast<const char*>(bytes), taken);
+        return static_cast<std::int32_t>(taken);
+    }
+    std::uint32_t seek(std::uint32_t) override { return 0; }
+    std::uint32_t size() const override { return static_cast<std::uint32_t>(text_.size()); }
+    std::uint32_t tell() const override { return static_cast<std::uint32_t>(at_); }
+    const std::string& text() const { return text_; }
+
+    std::int32_t at_end = 0;
+    std::uint32_t room = 1000;
+
+private:
+    std::string text_;
+    std::size_t at_ = 0;
+};
+
+// Runs a check on the same bytes as a stream over memory and as any stream.
+template <class Check>
+void on_both(std::string_view bytes, Check check) {
+    kx_memory_file memory = kx_memory_file::reading(bytes_of(bytes));
+    check(memory);
+    Trickle trickle{std::string(bytes)};
+    check(trickle);
+    Trickle socket{std::string(bytes)};
+    socket.at_end = -1;
+    check(socket);
+}
+
+TEST(Primitives, ReadLittleEndian) {
+    on_both("\x34\x12", [](auto& s) { EXPECT_EQ(read_16(s), 0x1234); });
+    on_both("\x78\x56\x34\x12", [](auto& s) { EXPECT_EQ(read_32(s), 0x12345678u); });
+    on_both("\xFF\xFF\xFF\xFF\xFE", [](auto& s) {
+        EXPECT_EQ(read_32(s), 0xFFFFFFFFu);
+        EXPECT_EQ(read_8(s), 0xFE);
+    });
+}
+
+TEST(Primitives, NameTheReadThatWasShortAndConsumeWhatThereWas) {
+    on_both("", [](auto& s) { EXPECT_EQ(raised_by([&] { (void)read_8(s); }), "read_8 error"); });
+    on_both("a", [](auto& s) {
+        EXPECT_EQ(raised_by([&] { (void)read_16(s); }), "read_16 error");
+        EXPECT_EQ(s.tell(), 1u);
+    });
+    on_both("abc", [](auto& s) {
+        EXPECT_EQ(raised_by([&] { (void)read_32(s); }), "read_32 error");
+        EXPECT_EQ(s.tell(), 3u);
+    });
+    on_both("abc", [](auto& s) {
+        std::array<char, 4> to{};
+        readAll(s, to.data(), 0);
+        EXPECT_EQ(raised_by([&] { readAll(s, to.data(), 4); }), "readAll error");
+        EXPECT_EQ(s.tell(), 3u);
+    });
+}
+
+TEST(Primitives, ReadCountedTexts) {
+    using namespace std::string_view_literals;
+    on_both(
+        "\x03\x00"
+        "abc\x00\x00"sv,
+        [](auto& s) {
+            EXPECT_EQ(read_string(s).view(), "abc");
+            const kx_string empty = read_string(s);
+            EXPECT_FALSE(empty.null());
+            EXPECT_EQ(empty.view(), "");
+        });
+    // The bytes after a NUL are consumed and forgotten.
+    on_both(
+        "\x05\x00"
+        "ab\0cdX"sv,
+        [](auto& s) {
+            EXPECT_EQ(read_string(s).view(), "ab");
+            EXPECT_EQ(read_8(s), 'X');
+        });
+    on_both("\xFF\xFFzz"sv, [](auto& s) {
+        EXPECT_EQ(raised_by([&] { (void)read_string(s); }), "read string error");
+        EXPECT_EQ(s.tell(), 2u);
+    });
+    on_both("\xFE\xFFzz"sv,
+            [](auto& s) { EXPECT_EQ(raised_by([&] { (void)read_string(s); }), "readAll error"); });
+    on_both("\x01"sv,
+            [](auto& s) { EXPECT_EQ(raised_by([&] { (void)read_string(s); }), "read_16 error"); });
+}
+
+TEST(Primitives, WriteTheSameBytesToEveryStream) {
+    using namespace std::string_view_literals;
+    const auto write = [](auto& to) {
+        write_8(to, 0xE3);
+        write_16(to, 0x1234);
+        write_32(to, 0x89ABCDEF);
+        write_string("abc", to);
+        write_string(kx_string(), to);
+        write_bytes(to, bytes_of("xy"));
+    };
+    const auto golden =
+        "\xE3\x34\x12\xEF\xCD\xAB\x89\x03\x00"
+        "abc\x00\x00xy"sv;
+    kx_memory_file memory(4);
+    write(memory);
+    EXPECT_EQ(text_in(memory.contents()), golden);
+    Trickle trickle("");
+    write(trickle);
+    EXPECT_EQ(trickle.text(), golden);
+}
+
+TEST(Primitives, WriteNoTextThatHasNoFormOrNoRoom) {
+    kx_memory_file memory(1024);
+    write_string(std::string(0xFFFE, 'x'), memory);
+    EXPECT_EQ(memory.size(), 0xFFFEu + 2);
+    EXPECT_EQ(raised_by([&] { write_string(std::string(0xFFFF, 'x'), memory); }),
+              "write string error");
+    EXPECT_EQ(memory.size(), 0xFFFEu + 2);
+    for (const std::uint32_t room : {1u, 4u}) {
+        Trickle full("");
+        full.room = room;
+        EXPECT_EQ(raised_by([&] { write_string("abc", full); }), "write string error");
+    }
+}
+
+}  // namespace
+}  // namespace vorrim

@@ -1,0 +1,155 @@
+#include <atomic>
+#include <functional>
+#include <gtest/gtest.h>
+
+#include "base/kx_critical_section.h"
+#include "base/kx_err.h"
+#include "base/kx_semaphore.h"
+#include "net/kx_thread.h"
+
+namespace vorrim {
+namespace {
+
+using std::chrono::milliseconds;
+
+// Waits in its step as a worker waits for sockets: until somebody wakes it.
+class Waiting final : public kx_thread {
+public:
+    ~Waiting() override { stop(); }
+    void run_once() override {
+        ++steps;
+        entered.release();
+        woken_.wait(milliseconds(0));
+    }
+    void on_finished() override { ++finished; }
+
+    std::atomic<int> steps{0};
+    std::atomic<int> finished{0};
+    kx_semaphore entered;
+
+private:
+    void wake() override { woken_.release(); }
+    kx_semaphore woken_;
+};
+
+// Does what it is told, in each step.
+class Scripted final : public kx_thread {
+public:
+    explicit Scripted(std::function<void(Scripted&)> step) : step_(std::move(step)) {}
+    ~Scripted() override { stop(); }
+    void run_once() override { step_(*this); }
+    void on_finished() override {
+        if (when_finished) when_finished(*this);
+        finished.release();
+    }
+    using kx_thread::finish;
+    using kx_thread::pause;
+
+    std::function<void(Scripted&)> when_finished;
+    kx_semaphore finished;
+
+private:
+    std::function<void(Scripted&)> step_;
+};
+
+TEST(KxThread, StartsAndStopsOverAndOver) {
+    Waiting thread;
+    EXPECT_EQ(thread.state(), kx_thread::State::stopped);
+    thread.stop();
+    for (int round = 1; round <= 20; ++round) {
+        thread.start();
+        thread.start();
+        EXPECT_EQ(thread.state(), kx_thread::State::running);
+        EXPECT_FALSE(thread.stop_requested());
+        thread.stop();
+        EXPECT_EQ(thread.state(), kx_thread::State::stopped);
+        EXPECT_TRUE(thread.stop_requested());
+    }
+    EXPECT_EQ(thread.finished, 0);
+}
+
+TEST(KxThread, IsWokenOutOfItsStepToStop) {
+    Waiting thread;
+    thread.start();
+    thread.entered.wait(milliseconds(0));
+    thread.stop();
+    EXPECT_EQ(thread.steps, 1);
+}
+
+TEST(KxThread, IsWaitedForByEveryoneWhoStopsIt) {
+    for (int round = 0; round < 50; ++round) {
+        Waiting thread;
+        thread.start();
+        kx_thread_handle other = kx_thread_create(
+            [&thread] {
+                thread.stop();
+                EXPECT_EQ(thread.state(), kx_thread::State::stopped);
+            },
+            0);
+        thread.stop();
+        EXPECT_EQ(thread.state(), kx_thread::State::stopped);
+        other.join();
+    }
+}
+
+TEST(KxThread, SaysSoWhenItEndsByItselfAndCanStartAgain) {
+    std::atomic<int> steps{0};
+    Scripted thread([&steps](Scripted& self) {
+        if (++steps % 3 == 0) self.finish();
+    });
+    thread.start();
+    thread.finished.wait(milliseconds(0));
+    EXPECT_EQ(steps, 3);
+    thread.start();
+    thread.finished.wait(milliseconds(0));
+    EXPECT_EQ(steps, 6);
+}
+
+TEST(KxThread, CanStartItselfAgainWhenItHasEnded) {
+    std::atomic<int> steps{0};
+    Scripted thread([&steps](Scripted& self) {
+        ++steps;
+        self.finish();
+    });
+    thread.when_finished = [&steps](Scripted& self) {
+        if (steps == 1) self.start();
+    };
+    thread.start();
+    thread.finished.wait(milliseconds(0));
+    thread.finished.wait(milliseconds(0));
+    EXPECT_EQ(steps, 2);
+}
+
+TEST(KxThread, DoesNotWaitForItself) {
+    Scripted thread([](Scripted& self) { self.stop(); });
+    thread.start();
+    thread.stop();
+    EXPECT_TRUE(thread.stop_requested());
+}
+
+TEST(KxThread, IsStoppedOutOfALongPause) {
+    kx_semaphore pausing;
+    std::atomic<bool> cut_short{false};
+    Scripted thread([&](Scripted& self) {
+        EXPECT_FALSE(self.pause(milliseconds(1)));
+        pausing.release();
+        cut_short = self.pause(std::chrono::hours(24));
+    });
+    thread.start();
+    pausing.wait(milliseconds(0));
+    thread.stop();
+    EXPECT_TRUE(cut_short);
+}
+
+TEST(KxThreadDeathTest, EndsTheProcessWithAnErrorThatItsStepDoesNotCatch) {
+    EXPECT_EXIT(
+        {
+            Scripted thread([](Scripted&) { kx_error("lost", "step.cpp", 4); });
+            thread.start();
+            thread.finished.wait(milliseconds(0));
+        },
+        ::testing::ExitedWithCode(255), "Unrecoverable error at step.cpp:4: lost");
+}
+
+}  // namespace
+}  // namespace vorrim
