@@ -1,0 +1,59 @@
+#pragma once
+// What the load generator does to the server: one scenario a run.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Histogram.h"
+#include "Peer.h"
+
+namespace vorrim::load {
+
+struct Options {
+    std::string host = "127.0.0.1";
+    std::uint16_t port = 4661;
+    std::string scenario;
+    std::uint32_t connections = 64;
+    std::uint32_t depth = 1;
+    double seconds = 5;
+    std::uint64_t seed = 1;
+    std::uint64_t files = 10'000;  // published before, and what questions ask about
+    std::uint32_t sources = 5;     // clients that hold each file
+    bool distinct = false;         // every connection from an address of its own (loopback only)
+    bool json = false;
+};
+
+struct Result {
+    std::uint64_t answers = 0;  // or lists, rounds, logins: what the scenario counts
+    std::uint64_t errors = 0;
+    double seconds = 0;
+    Histogram latency;
+    Histogram probe;  // an ordinary request every millisecond beside the scenario, where it has one
+    std::vector<std::string> notes;
+};
+
+struct ScenarioInfo {
+    const char* name;
+    const char* does;
+    Result (*run)(const Options& options);
+};
+
+// All of them, in the order of --help.
+[[nodiscard]] const std::vector<ScenarioInfo>& scenarios();
+
+[[nodiscard]] Target target_of(const Options& options);
+
+// The pieces, one source file each.
+Result run_sources(const Options& options);
+Result run_find_user(const Options& options);
+Result run_search(const Options& options);
+Result run_publish(const Options& options);
+Result run_login(const Options& options);
+Result run_room(const Options& options);
+Result run_idle(const Options& options);
+Result run_unreachable(const Options& options);
+Result run_udp_sources(const Options& options);
+Result run_udp_status(const Options& options);
+
+}  // namespace vorrim::load
