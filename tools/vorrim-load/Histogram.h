@@ -2,6 +2,7 @@
 // Latencies in nanoseconds, counted in buckets that are never wider than a sixty-fourth of their
 // value (the log-linear buckets of HdrHistogram). No allocation after construction.
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -26,7 +27,7 @@ public:
         std::uint64_t seen = 0;
         for (std::size_t i = 0; i < counts_.size(); ++i) {
             seen += counts_[i];
-            if (seen > wanted) return upper_edge(i);
+            if (seen > wanted) return std::min(upper_edge(i), max_);
         }
         return max_;
     }

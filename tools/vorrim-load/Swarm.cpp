@@ -76,12 +76,10 @@ void Swarm::turn(
     for (int i = 0; i < count; ++i) {
         const std::size_t index = events[static_cast<std::size_t>(i)].data.u64;
         Peer& peer = *peers_[index];
-        const int handle = peer.handle();
-        if (handle < 0) continue;
+        if (peer.handle() < 0) continue;
         const bool alive = peer.receive([&](std::uint8_t opcode, std::span<const std::byte> rest) {
-            if (peer.handle() == handle) on_frame(index, opcode, rest);
+            on_frame(index, opcode, rest);
         });
-        if (peer.handle() != handle) continue;  // started anew meanwhile
         if (!alive || !peer.flush()) lose(index);
     }
 }

@@ -51,7 +51,7 @@ public:
 
     // Starts one more connection; its number.
     std::size_t add();
-    // Resets the connection and starts it anew.
+    // Resets the connection and starts it anew; not from within on_frame.
     void reconnect(std::size_t index);
     void lose(std::size_t index);
 

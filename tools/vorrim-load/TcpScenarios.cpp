@@ -146,6 +146,7 @@ Result run_login(const Options& options) {
                                  std::chrono::duration<double>(options.seconds));
     for (std::uint32_t i = 0; i < options.connections; ++i)
         begin_round(swarm.peer(swarm.add()));
+    std::vector<std::size_t> finished;
     while (Clock::now() < end) {
         swarm.turn(100, [&](std::size_t index, std::uint8_t opcode, std::span<const std::byte>) {
             Peer& peer = swarm.peer(index);
@@ -156,10 +157,14 @@ Result run_login(const Options& options) {
                 result.latency.record(
                     static_cast<std::uint64_t>((Clock::now() - peer.asked.front()).count()));
                 ++result.answers;
-                swarm.reconnect(index);
-                begin_round(peer);
+                finished.push_back(index);
             }
         });
+        for (const std::size_t index : finished) {
+            swarm.reconnect(index);
+            begin_round(swarm.peer(index));
+        }
+        finished.clear();
     }
     result.errors = swarm.lost();
     result.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
