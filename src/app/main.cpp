@@ -1,1 +1,73 @@
-int main() { return 1; }
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <optional>
+#include <unistd.h>
+#include <variant>
+
+#include "app/ConfigCheck.h"
+#include "app/Options.h"
+#include "app/Server.h"
+#include "app/StopSignal.h"
+#include "base/Clock.h"
+#include "base/Output.h"
+#include "base/Random.h"
+#include "base/kx_err.h"
+#include "base/kx_init.h"
+#include "net/kx_net.h"
+
+namespace vorrim {
+
+namespace {
+
+// A standard descriptor that the caller has closed would be given to the next file or client, which
+// would then receive the console's texts.
+void hold_standard_descriptors() {
+    int descriptor = ::open("/dev/null", O_RDWR);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO)
+        descriptor = ::dup(descriptor);
+    if (descriptor > STDERR_FILENO) ::close(descriptor);
+}
+
+int check_config(const Options& options) {
+    kx_tcpip_protocol net;
+    const ConfigReport report =
+        checkConfig(options.settings_file,
+                    options.settings_file_named ? MissingFile::is_a_problem : MissingFile::is_fine,
+                    [&net] { return localAddress(net); });
+    std::fputs(report.text.c_str(), stdout);
+    return report.good ? Options::kExitDone : Options::kExitUsage;
+}
+
+int serve(const Options& options) {
+    StopSignal stop_signal;
+    kx_tcpip_protocol net;
+    // Outlives the report of an error, which goes to its log too.
+    std::optional<Server> server;
+    return kx_run_main([&] {
+        kx_init();
+        server.emplace(net, system_clock(), Random::from_system());
+        server->start(options.settings_file);
+        if (server->settings().console)
+            current_output().printLine("Enter commands at any time (type '?' for help)\n");
+        stop_signal.wait();
+        server->stop();
+        kx_uninit();
+    });
+}
+
+}  // namespace
+
+}  // namespace vorrim
+
+int main(int argc, char** argv) {
+    using namespace vorrim;
+    hold_standard_descriptors();
+    std::signal(SIGPIPE, SIG_IGN);
+    const auto parsed = parseOptions(argc, argv);
+    if (const int* const status = std::get_if<int>(&parsed)) return *status;
+    const Options& options = std::get<Options>(parsed);
+    if (options.action == Options::Action::check_config) return check_config(options);
+    kx_enter_console_mode();
+    return serve(options);
+}

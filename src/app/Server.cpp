@@ -1,0 +1,162 @@
+#include "app/Server.h"
+
+#include <algorithm>
+#include <atomic>
+#include <string_view>
+#include <utility>
+
+#include "app/DescriptorLimit.h"
+#include "app/SettingKeys.h"
+#include "base/file/kx_disk_file.h"
+#include "base/file/primitives.h"
+#include "base/kx_debug_console.h"
+#include "base/kx_err.h"
+#include "client/ClientDoor.h"
+#include "client/ExClientDoor.h"
+#include "client/KeywordFileIndex.h"
+#include "meta/ClientId.h"
+#include "net/Door.h"
+#include "platform/message_box.h"
+
+namespace vorrim {
+
+namespace {
+
+constexpr const char* kDebugLogFile = "vorrim.log";
+constexpr int kProxyWait = 500;  // ms
+
+// Message boxes go to standard error by themselves. Of the server's outputs only the log is to have
+// them, and that whoever holds the current output.
+std::atomic<ServerOutput*> log_of_boxes{nullptr};
+
+void log_message_box(std::string_view caption, std::string_view text) {
+    if (ServerOutput* const output = log_of_boxes.load())
+        output->log(std::string(caption) + ": " + std::string(text) + '\n');
+}
+
+// Without discovery there are no other servers.
+class NoOtherServers final : public KnownServers {
+public:
+    [[nodiscard]] bool is_public() const override { return false; }
+    void onHello(std::uint32_t, std::uint16_t) override {}
+    void onListHeader(std::uint32_t, std::uint16_t) override {}
+    void learn(std::uint32_t, std::uint16_t) override {}
+    void writeWorkingList(kx_memory_file& out) const override { write_8(out, 0); }
+};
+
+// Keeps the administration port and turns everybody away: there are no sessions for them yet.
+class AdministrationDoor final : public Door {
+public:
+    AdministrationDoor(socketPool& pool, std::uint16_t port) : Door(pool, port) {}
+
+private:
+    [[nodiscard]] bool may_accept() override { return false; }
+    [[nodiscard]] std::unique_ptr<Connection> create_connection(std::unique_ptr<kx_net_socket>,
+                                                                socketPool&) override {
+        return nullptr;
+    }
+};
+
+}  // namespace
+
+std::uint32_t localAddress(kx_net_protocol& net) {
+    const kx_host_info host = net.local_host_info();
+    return host.addresses.empty() ? 0 : host.addresses.front().value();
+}
+
+Server::Server(kx_net_protocol& net, const Clock& clock, Random random)
+    : net_(net), random_(random), pool_(net, clock) {
+    log_of_boxes = &output_;
+    set_message_box_hook(&log_message_box);
+}
+
+Server::~Server() {
+    stop();
+    ServerOutput* own = &output_;
+    log_of_boxes.compare_exchange_strong(own, nullptr);
+    if (debug_log_) kx_set_debug_stream(&debug_console());
+}
+
+void Server::start(const std::string& settings_file) {
+    load(settings_file);
+    output_.printLine("Welcome to Vorrim server v%d.%d.", ServerSettings::kVersionMajor,
+                      settings_.versionMinor);
+    output_.printLine("Using IP: %s\n", ipToText(settings_.thisIP).c_str());
+
+    const std::uint64_t allowed = raiseDescriptorLimit();
+    const std::uint64_t needed = descriptorsNeeded(settings_.maxClients, settings_.threads);
+    if (allowed < needed)
+        output_.printLine(
+            "The system allows %llu open files, but maxClients %d needs %llu: connections beyond "
+            "them have to wait",
+            static_cast<unsigned long long>(allowed), settings_.maxClients,
+            static_cast<unsigned long long>(needed));
+
+    start_workers();
+    open_doors();
+    housekeeping_.emplace(clients_, *files_, nullptr);
+    housekeeping_->start();
+}
+
+void Server::load(const std::string& settings_file) {
+    LoadedSettings loaded =
+        settings_.load(settings_file, output_, [this] { return localAddress(net_); });
+    if (settings_.logFile) open_debug_log();
+    make_service(std::move(loaded));
+}
+
+void Server::open_debug_log() {
+    output_.printLine("Using log file.\n");
+    debug_log_ = kx_open_file(kDebugLogFile, KX_FILE_WRITE);
+    if (debug_log_) kx_set_debug_stream(debug_log_.get());
+}
+
+void Server::make_service(LoadedSettings loaded) {
+    if (settings_.keywordSearch) {
+        files_ = std::make_unique<KeywordFileIndex>();
+    } else {
+        files_ = std::make_unique<FileIndex>();
+    }
+    for (Search& filter : loaded.filters)
+        files_->add_filter(Filter(std::move(filter)));
+    files_->init(settings_.tableSize);
+    for (const std::string& room : loaded.rooms)
+        rooms_.add(room);
+    servers_ = std::make_unique<NoOtherServers>();
+    own_record_ = FrozenRecord::from(settings_);
+    service_settings_ = {settings_.maxClients, settings_.maxSearchResults, settings_.minVersion,
+                         settings_.maxVersion};
+    service_.emplace(ClientService{service_settings_, own_record_, clients_, *files_, rooms_,
+                                   settings_.welcome, *servers_});
+}
+
+void Server::start_workers() {
+    const std::int32_t count = std::min(settings_.threads, kMostThreads);
+    if (count < settings_.threads)
+        output_.printLine("threads is %d, using %d", settings_.threads, count);
+    // Each of them makes a share of the pool, and all shares are there before the first task.
+    for (std::int32_t i = 0; i < count; ++i) {
+        workers_.push_back(std::make_unique<Worker>(pool_));
+        workers_.back()->start();
+        if (workers_.back()->state() != kx_thread::State::running)
+            kx_error("the system refuses another thread");
+    }
+}
+
+void Server::open_doors() {
+    Door::open(std::make_unique<AdministrationDoor>(pool_, settings_.administrationPort()), pool_,
+               kProxyWait);
+    Door::open(std::make_unique<ClientDoor>(pool_, settings_.clientPort(), *service_), pool_,
+               kProxyWait);
+    UDPDoor::open(std::make_unique<ExClientDoor>(pool_, settings_.datagramPort(), *service_), pool_,
+                  kProxyWait);
+}
+
+void Server::stop() {
+    if (housekeeping_) housekeeping_->stop();
+    for (const auto& worker : workers_)
+        worker->stop();
+    pool_.delete_all();
+}
+
+}  // namespace vorrim

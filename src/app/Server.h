@@ -1,0 +1,86 @@
+#pragma once
+// The server: owns every part, brings them up in order and takes them down in order.
+//
+//     output ─► settings ─► index ─► pool, workers ─► doors ─► housekeeping        start
+//     housekeeping, workers ─► every connection ─► server list                     stop
+//
+// Ownership   The parts refer to one another and never to the server. The network and the clock
+//             belong to the caller and outlive it. Several servers may live in one process; the
+//             current output is the one of the latest.
+// Threads     start, stop and the destructor belong to one thread.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/HousekeepingTask.h"
+#include "app/ServerOutput.h"
+#include "app/ServerSettings.h"
+#include "base/Clock.h"
+#include "base/Output.h"
+#include "base/Random.h"
+#include "base/file/kx_file.h"
+#include "client/ClientService.h"
+#include "client/ClientTable.h"
+#include "client/FileIndex.h"
+#include "client/KnownServers.h"
+#include "client/RoomList.h"
+#include "meta/FrozenRecord.h"
+#include "net/Worker.h"
+#include "net/kx_net.h"
+#include "net/socketPool.h"
+
+namespace vorrim {
+
+// The first address of this host, in identifier form; 0 when it has none.
+[[nodiscard]] std::uint32_t localAddress(kx_net_protocol& net);
+
+class Server final {
+public:
+    // Opens the log and makes the server's output the current one. `random` keys what clients could
+    // otherwise aim at.
+    Server(kx_net_protocol& net, const Clock& clock, Random random);
+    // Stops what runs.
+    ~Server();
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+    // Reads the settings and serves. A port that cannot be opened is reported and left out. Raises
+    // kx_err when the system refuses a thread or a readiness set; what runs then stops with the
+    // destructor. Call once.
+    void start(const std::string& settings_file);
+    // Returns when nothing runs any more and every connection is closed. May be called again.
+    void stop();
+
+    [[nodiscard]] const ServerSettings& settings() const noexcept { return settings_; }
+
+private:
+    void load(const std::string& settings_file);
+    void open_debug_log();
+    void make_service(LoadedSettings loaded);
+    void start_workers();
+    void open_doors();
+
+    kx_net_protocol& net_;
+    ServerSettings settings_;
+    ServerOutput output_{settings_};
+    ScopedOutput current_{output_};
+    std::unique_ptr<kx_file> debug_log_;  // none unless the settings ask for a log
+
+    Random random_;
+    ClientTable clients_{random_};
+    std::unique_ptr<FileIndex> files_;
+    RoomList rooms_;
+    std::unique_ptr<KnownServers> servers_;
+    FrozenRecord own_record_;
+    ServiceSettings service_settings_;
+    std::optional<ClientService> service_;
+
+    socketPool pool_;  // with every connection, so it goes before what they use
+    std::vector<std::unique_ptr<Worker>> workers_;
+    std::optional<HousekeepingTask> housekeeping_;
+};
+
+}  // namespace vorrim
