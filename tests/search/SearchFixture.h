@@ -4,7 +4,9 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
+#include <gtest/gtest.h>
 #include <memory>
+#include <pthread.h>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -122,6 +124,26 @@ inline std::unique_ptr<SearchNode> size_above(std::int32_t value) {
 inline std::unique_ptr<SearchNode> combine(std::int32_t op, std::unique_ptr<SearchNode> left,
                                            std::unique_ptr<SearchNode> right) {
     return std::make_unique<SN_Operator>(op, std::move(left), std::move(right));
+}
+
+// Runs `body` where recursion over a tree of kDeep nodes cannot pass unnoticed: on half a megabyte
+// of stack, of which even the smallest frame, repeated so often, needs more.
+inline constexpr int kDeep = 50'000;
+
+template <class Body>
+void on_a_small_stack(Body body) {
+    constexpr std::size_t kStack = std::size_t{512} * 1024;
+    pthread_attr_t attributes;
+    pthread_t thread;
+    ASSERT_EQ(pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, kStack), 0);
+    const auto start = [](void* argument) -> void* {
+        (*static_cast<Body*>(argument))();
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, &attributes, start, &body), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
 }
 
 }  // namespace vorrim::test

@@ -260,20 +260,22 @@ std::unique_ptr<SearchNode> deep_tree(Lean lean, std::int32_t op, int operators)
 class DeepTreeTest : public testing::TestWithParam<Lean> {};
 
 TEST_P(DeepTreeTest, EveryVerbManagesAnyDepth) {
-    constexpr int kOperators = 100'000;
-    auto tree = deep_tree(GetParam(), CombineOp::kAnd, kOperators);
-    EXPECT_EQ(tree->weight(), 10 * (kOperators + 1));
-    EXPECT_EQ(tree->wire_size(), 2 * kOperators + 4 * (kOperators + 1));
-    const std::string wire = written(*tree);
-    EXPECT_EQ(wire.size(), static_cast<std::size_t>(tree->wire_size()));
-    const auto copy = tree->clone();
-    EXPECT_EQ(written(*copy), wire);
-    EXPECT_EQ(printed(*copy).size(), std::size_t{9} * kOperators + kOperators + 1);
-    std::string keyword;
-    SearchNode& root = *tree;
-    tree = root.extract_keyword(std::move(tree), keyword);
-    EXPECT_EQ(keyword, "a");
-    EXPECT_EQ(tree->weight(), 10 * kOperators);
+    test::on_a_small_stack([lean = GetParam()] {
+        auto tree = deep_tree(lean, CombineOp::kAnd, test::kDeep);
+        EXPECT_EQ(tree->weight(), 10 * (test::kDeep + 1));
+        EXPECT_EQ(tree->wire_size(), 2 * test::kDeep + 4 * (test::kDeep + 1));
+        EXPECT_TRUE(tree->evaluate(Record().text("\x01", "a")));
+        const std::string wire = written(*tree);
+        EXPECT_EQ(wire.size(), static_cast<std::size_t>(tree->wire_size()));
+        const auto copy = tree->clone();
+        EXPECT_EQ(written(*copy), wire);
+        EXPECT_EQ(printed(*copy).size(), std::size_t{9} * test::kDeep + test::kDeep + 1);
+        std::string keyword;
+        SearchNode& root = *tree;
+        tree = root.extract_keyword(std::move(tree), keyword);
+        EXPECT_EQ(keyword, "a");
+        EXPECT_EQ(tree->weight(), 10 * test::kDeep);
+    });
 }
 
 TEST_P(DeepTreeTest, EvaluationAnswersAtAnyDepth) {

@@ -117,18 +117,20 @@ TEST(SearchTest, ThirtyThousandWordsAreNoBurden) {
     std::string text = "first";
     for (int i = 0; i < 30'000; ++i)
         text += " w";
-    Search search;
-    std::string wire = bytes("\x01") + static_cast<char>(text.size() & 0xFF) +
-                       static_cast<char>(text.size() >> 8) + text;
     ASSERT_LT(text.size(), 0xFFFFU);
-    ASSERT_TRUE(read_bytes(search, wire));
-    EXPECT_EQ(search.extract_keyword(), "first");
-    EXPECT_TRUE(search.matches(Record().text("\x01", "W")));
-    EXPECT_FALSE(search.matches(Record().text("\x01", "v")));
-    EXPECT_EQ(search.root()->wire_size(), 30'000 * 4 + 29'999 * 2);
-    const auto copy = search.root()->clone();
-    EXPECT_EQ(printed(*copy), printed(*search.root()));
-    EXPECT_EQ(test::written(*copy).size(), static_cast<std::size_t>(copy->wire_size()));
+    test::on_a_small_stack([&] {
+        Search search;
+        std::string wire = bytes("\x01") + static_cast<char>(text.size() & 0xFF) +
+                           static_cast<char>(text.size() >> 8) + text;
+        ASSERT_TRUE(read_bytes(search, wire));
+        EXPECT_EQ(search.extract_keyword(), "first");
+        EXPECT_TRUE(search.matches(Record().text("\x01", "W")));
+        EXPECT_FALSE(search.matches(Record().text("\x01", "v")));
+        EXPECT_EQ(search.root()->wire_size(), 30'000 * 4 + 29'999 * 2);
+        const auto copy = search.root()->clone();
+        EXPECT_EQ(printed(*copy), printed(*search.root()));
+        EXPECT_EQ(test::written(*copy).size(), static_cast<std::size_t>(copy->wire_size()));
+    });
 }
 
 TEST(SearchTest, ReadingForgetsWhatWasThere) {
