@@ -17,10 +17,11 @@ constexpr std::chrono::milliseconds kExhaustedPause{100};
 
 }  // namespace
 
-Door::Door(socketPool& pool, std::uint16_t port) : Task(nullptr, pool), port_(port) {}
+Door::Door(socketPool& pool, std::uint16_t port, std::uint32_t bind)
+    : Task(nullptr, pool), local_(bind, port) {}
 
 void Door::open(std::unique_ptr<Door> door, socketPool& pool, int proxy_wait_ms) {
-    auto socket = pool.net().listen(door->port_, proxy_wait_ms, SocketType::stream);
+    auto socket = pool.net().listen_at(door->local_, proxy_wait_ms, SocketType::stream);
     if (!socket) {
         current_output().printLine(
             "Can't Listen for connections. Please adjust your proxy settings in the options tab.");

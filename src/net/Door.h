@@ -22,7 +22,8 @@ public:
     [[nodiscard]] Turn onDeadline() override;
 
 protected:
-    Door(socketPool& pool, std::uint16_t port);
+    // `bind` is the local address to listen on, in identifier form; 0 means all of them.
+    Door(socketPool& pool, std::uint16_t port, std::uint32_t bind = 0);
 
     // Whether one more connection is welcome now.
     [[nodiscard]] virtual bool may_accept() { return true; }
@@ -32,7 +33,7 @@ protected:
 private:
     void admit(std::unique_ptr<kx_net_socket> socket, socketPool& pool);
 
-    std::uint16_t port_;
+    kx_ip_address local_;
 };
 
 }  // namespace vorrim

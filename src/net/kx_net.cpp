@@ -88,8 +88,9 @@ kx_host_info kx_tcpip_protocol::local_host_info() {
     return info;
 }
 
-std::unique_ptr<kx_net_socket> kx_tcpip_protocol::listen(std::uint16_t port, int /*proxy_wait_ms*/,
-                                                         SocketType type) {
+std::unique_ptr<kx_net_socket> kx_tcpip_protocol::listen_at(const kx_ip_address& local,
+                                                            int /*proxy_wait_ms*/,
+                                                            SocketType type) {
     auto socket = std::make_unique<kx_tcpip_socket>(type);
     if (socket->creation_failed()) return nullptr;
     socket->set_blocking(false);
@@ -103,8 +104,7 @@ std::unique_ptr<kx_net_socket> kx_tcpip_protocol::listen(std::uint16_t port, int
         ::setsockopt(socket->handle(), SOL_SOCKET, SO_RCVBUF, &kDatagramReceiveBuffer,
                      sizeof kDatagramReceiveBuffer);
     }
-    const kx_ip_address any(INADDR_ANY, port);
-    if (::bind(socket->handle(), reinterpret_cast<const sockaddr*>(&any.endpoint()),
+    if (::bind(socket->handle(), reinterpret_cast<const sockaddr*>(&local.endpoint()),
                sizeof(sockaddr_in)) != 0) {
         return nullptr;
     }

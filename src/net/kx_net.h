@@ -45,11 +45,16 @@ public:
 
     [[nodiscard]] virtual kx_host_info local_host_info() = 0;
 
-    // A new non-blocking socket bound to `port` on all local addresses; a stream socket listens.
-    // The proxy wait (ms) matters only where a proxy listens in our place.
-    [[nodiscard]] virtual std::unique_ptr<kx_net_socket> listen(std::uint16_t port,
-                                                                int proxy_wait_ms,
-                                                                SocketType type) = 0;
+    // A new non-blocking socket bound to `local`, whose address 0 means all local addresses; a
+    // stream socket listens. The proxy wait (ms) matters only where a proxy listens in our place.
+    [[nodiscard]] virtual std::unique_ptr<kx_net_socket> listen_at(const kx_ip_address& local,
+                                                                   int proxy_wait_ms,
+                                                                   SocketType type) = 0;
+    // The same on all local addresses.
+    [[nodiscard]] std::unique_ptr<kx_net_socket> listen(std::uint16_t port, int proxy_wait_ms,
+                                                        SocketType type) {
+        return listen_at(kx_ip_address(0, port), proxy_wait_ms, type);
+    }
 };
 
 class kx_tcpip_protocol final : public kx_net_protocol {
@@ -60,8 +65,9 @@ public:
     [[nodiscard]] std::unique_ptr<kx_net_socket> connect(const kx_net_address& to, SocketType type,
                                                          ConnectMode mode) override;
     [[nodiscard]] kx_host_info local_host_info() override;
-    [[nodiscard]] std::unique_ptr<kx_net_socket> listen(std::uint16_t port, int proxy_wait_ms,
-                                                        SocketType type) override;
+    [[nodiscard]] std::unique_ptr<kx_net_socket> listen_at(const kx_ip_address& local,
+                                                           int proxy_wait_ms,
+                                                           SocketType type) override;
 };
 
 }  // namespace vorrim

@@ -1,0 +1,74 @@
+#include "net/ControlledOutput.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <exception>
+
+namespace vorrim {
+
+namespace {
+
+// A formatted message, cut where a packet's text ends.
+class Text {
+public:
+    __attribute__((format(printf, 2, 0))) Text(const char* format, va_list arguments) noexcept {
+        const int length = std::vsnprintf(text_.data(), text_.size(), format, arguments);
+        if (length > 0) length_ = std::min(static_cast<std::size_t>(length), text_.size() - 1);
+    }
+    [[nodiscard]] std::string_view view() const noexcept { return {text_.data(), length_}; }
+    [[nodiscard]] const char* c_str() const noexcept { return text_.data(); }
+
+private:
+    std::array<char, kLineBuffer> text_{};
+    std::size_t length_ = 0;
+};
+
+}  // namespace
+
+void ControlledOutput::attach(MessageReceiver& receiver, Output& saved) {
+    const kx_guard hold(lock_);
+    receiver_ = &receiver;
+    saved_ = &saved;
+}
+
+void ControlledOutput::detach() {
+    const kx_guard hold(lock_);
+    receiver_ = nullptr;
+}
+
+bool ControlledOutput::pass_on(std::string_view text, Output*& saved) noexcept {
+    const kx_guard hold(lock_);
+    saved = saved_;
+    if (receiver_ == nullptr) return false;
+    try {
+        receiver_->receive(text);
+    } catch (const std::exception&) {
+        // Out of memory: the message is lost, whoever prints it goes on.
+    }
+    return true;
+}
+
+void ControlledOutput::vprintLine(const char* format, va_list arguments) {
+    const Text text(format, arguments);
+    Output* saved = nullptr;
+    if (!pass_on(text.view(), saved) && saved != nullptr) saved->printLine("%s", text.c_str());
+}
+
+void ControlledOutput::vprintError(const char* format, va_list arguments) {
+    const Text text(format, arguments);
+    Output* saved = nullptr;
+    if (!pass_on(text.view(), saved) && saved != nullptr) saved->printError("%s", text.c_str());
+}
+
+void ControlledOutput::vprintVerbose(const char* format, va_list arguments) {
+    const Text text(format, arguments);
+    Output* saved = nullptr;
+    if (!pass_on(text.view(), saved) && saved != nullptr) saved->printVerbose("%s", text.c_str());
+}
+
+void ControlledOutput::notify(const char* text) {
+    printError("Controlled Connected to: %s\n", text);
+}
+
+}  // namespace vorrim

@@ -1,0 +1,119 @@
+#include <gtest/gtest.h>
+#include <string>
+
+#include "base/Clock.h"
+#include "base/Output.h"
+#include "net/LoginThrottle.h"
+
+namespace vorrim {
+namespace {
+
+using std::chrono::seconds;
+
+class Lines final : public Output {
+public:
+    void vprintLine(const char* format, va_list arguments) override {
+        char text[kLineBuffer];
+        std::vsnprintf(text, sizeof text, format, arguments);
+        lines += std::string(text) + '\n';
+    }
+    std::string lines;
+};
+
+class LoginThrottleTest : public ::testing::Test {
+protected:
+    static constexpr std::uint32_t kAttacker = 0x0A01'01C0;
+    static constexpr std::uint32_t kOperator = 0x0B01'01C0;
+
+    // How long a login from there has to wait; -1 when it is refused.
+    int wait(std::uint32_t from) {
+        const auto moment = throttle_.admit(from);
+        if (!moment) return -1;
+        return static_cast<int>(
+            std::chrono::duration_cast<seconds>(*moment - clock_.now()).count());
+    }
+    void fail(int times, seconds apart = seconds(1)) {
+        for (int i = 0; i < times; ++i) {
+            throttle_.failed(kAttacker);
+            clock_.advance(apart);
+        }
+    }
+
+    ManualClock clock_;
+    Lines output_;
+    ScopedOutput current_{output_};
+    LoginThrottle throttle_{clock_};
+};
+
+TEST_F(LoginThrottleTest, FourFailuresAreForgivenAndTheFifthSlowsItsAddressOnly) {
+    fail(4);
+    EXPECT_EQ(wait(kAttacker), 0);
+    fail(1);
+    EXPECT_GT(wait(kAttacker), 0);
+    EXPECT_EQ(wait(kOperator), 0);
+    EXPECT_EQ(throttle_.slowed(), 1U);
+}
+
+TEST_F(LoginThrottleTest, FailuresThatAreFarApartNeverSlow) {
+    fail(50, seconds(16));  // never five within a minute
+    EXPECT_EQ(wait(kAttacker), 0);
+    fail(5, seconds(15));  // the first and the fifth are a minute apart
+    EXPECT_GT(wait(kAttacker), 0);
+}
+
+TEST_F(LoginThrottleTest, EachFurtherLoginWaitsTwiceAsLongUpToAMinute) {
+    fail(5, seconds(0));
+    for (const int expected : {1, 2, 4, 8, 16, 32, 60, 60, 60}) {
+        EXPECT_EQ(wait(kAttacker), expected);
+        clock_.advance(seconds(expected));
+        throttle_.failed(kAttacker);
+    }
+}
+
+TEST_F(LoginThrottleTest, LoginsThatComeAtOnceWaitBehindOneAnotherAndThenAreRefused) {
+    fail(5, seconds(0));
+    for (const int expected : {1, 3, 7, 15, 31, 63, 123, 183, 243, -1, -1})
+        EXPECT_EQ(wait(kAttacker), expected);
+    EXPECT_EQ(throttle_.slowed(), 11U);
+    clock_.advance(seconds(60));
+    EXPECT_EQ(wait(kAttacker), 243);  // one of them has been looked at meanwhile
+}
+
+TEST_F(LoginThrottleTest, AGoodLoginOrTenQuietMinutesWipeTheSlateClean) {
+    fail(5, seconds(0));
+    EXPECT_EQ(wait(kAttacker), 1);
+    throttle_.succeeded(kAttacker);
+    EXPECT_EQ(wait(kAttacker), 0);
+
+    fail(5, seconds(0));
+    EXPECT_EQ(wait(kAttacker), 1);
+    clock_.advance(seconds(600));
+    EXPECT_EQ(wait(kAttacker), 2);
+    clock_.advance(seconds(603));
+    EXPECT_EQ(wait(kAttacker), 0);
+}
+
+TEST_F(LoginThrottleTest, SaysSoOnceAMinuteWithACount) {
+    fail(5, seconds(0));
+    for (int i = 0; i < 20; ++i)
+        wait(kAttacker);
+    clock_.advance(seconds(61));
+    wait(kAttacker);
+    EXPECT_EQ(output_.lines,
+              "Administrator logins slowed down: 1, the latest from 192.1.1.10\n"
+              "Administrator logins slowed down: 20, the latest from 192.1.1.10\n");
+}
+
+TEST_F(LoginThrottleTest, AFullTableForgetsTheAddressSeenLongestAgo) {
+    fail(5);
+    for (std::uint32_t i = 1; i < LoginThrottle::kMaxAddresses; ++i)
+        throttle_.failed(kAttacker + i);
+    throttle_.failed(kOperator);
+    EXPECT_EQ(wait(kAttacker), 0);
+    fail(5);
+    throttle_.failed(kOperator + 1);
+    EXPECT_EQ(wait(kAttacker), 1);
+}
+
+}  // namespace
+}  // namespace vorrim
