@@ -159,7 +159,6 @@ FrozenRecord FrozenRecord::from_network(kx_memory_file& from) {
     from.seek(start + static_cast<std::uint32_t>(found->received));
 
     FrozenRecord record(static_cast<std::uint32_t>(found->canonical));
-    std::memcpy(record.data(), bytes.data(), RecordLayout::tags);
     if (found->canonical == found->received) {
         std::memcpy(record.data(), bytes.data(), found->received);
         store_32(record.data() + RecordLayout::tag_count, static_cast<std::uint32_t>(found->tags));

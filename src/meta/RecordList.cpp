@@ -1,11 +1,9 @@
 #include "meta/RecordList.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 #include "base/file/kx_disk_file.h"
-#include "base/file/kx_memory_file.h"
 #include "base/kx_err.h"
 #include "meta/Diagnostics.h"
 
@@ -14,20 +12,6 @@ namespace vorrim {
 namespace {
 
 constexpr std::uint32_t kCountSize = 4;
-constexpr std::uint32_t kDiskChunk = 4096;
-
-// Decoders ask for single bytes; a list file is read in one go first.
-kx_memory_file contents_of(kx_file& file) {
-    kx_memory_file contents(kDiskChunk);
-    std::array<std::byte, kDiskChunk> chunk;
-    for (;;) {
-        const std::int32_t got = file.read(chunk.data(), kDiskChunk);
-        if (got <= 0) break;
-        contents.write(chunk.data(), static_cast<std::uint32_t>(got));
-    }
-    contents.seek(0);
-    return contents;
-}
 
 }  // namespace
 
@@ -92,19 +76,13 @@ template <typename Item>
 bool RecordList<Item>::loadFromFile(const std::string& name) {
     const std::unique_ptr<kx_file> file = kx_open_file(name, KX_FILE_READ);
     if (!file) return false;
-    kx_memory_file contents = contents_of(*file);
-    return fromDisk(contents);
+    return fromDisk(*file);
 }
 
 template <typename Item>
 bool RecordList<Item>::saveToFile(const std::string& name) const {
-    // Encoded first, so that the lock is not held while the disk works.
-    kx_memory_file encoded(kDiskChunk);
-    if (!toDisk(encoded)) return false;
-    return replace_file(name, [&encoded](kx_file& file) {
-        return file.write(encoded.contents().data(), encoded.size()) ==
-               static_cast<std::int32_t>(encoded.size());
-    });
+    // The bytes are gathered in memory first, so that the lock is not held while the disk works.
+    return replace_file(name, [this](kx_file& file) { return toDisk(file); });
 }
 
 template <typename Item>

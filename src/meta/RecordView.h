@@ -65,8 +65,11 @@ struct TagView {
         return static_cast<std::int32_t>(load_32(value.data()));
     }
 
+    // Most lookups are for a name of one byte among names of one byte: settled without a call.
     [[nodiscard]] bool has_name(std::string_view wanted) const noexcept {
-        return named && name == wanted;
+        if (!named || name.size() != wanted.size()) return false;
+        if (wanted.empty()) return true;
+        return name.front() == wanted.front() && (wanted.size() == 1 || name == wanted);
     }
 
     // Reads the tag at `at` into this one and returns where the next begins.

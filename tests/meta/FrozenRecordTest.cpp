@@ -1,0 +1,389 @@
+#include <algorithm>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "base/kx_err.h"
+#include "meta/FileList.h"
+#include "meta/FrozenRecord.h"
+#include "meta/Meta.h"
+#include "tests/meta/support.h"
+
+namespace vorrim {
+namespace {
+
+using test::Bytes;
+using test::operator+;
+using test::hex;
+
+const Bytes kFixed = test::kCountingHash + hex("05 00 00 00 36 12");
+const Bytes kName = hex("02 01 00 01 03 00 61 62 63");
+const Bytes kSize = hex("03 01 00 02 E8 03 00 00");
+const Bytes kHashTag = hex("01 02 00 68 31") + test::kCountingHash;
+const Bytes kAvailability7 = hex("03 01 00 15 07 00 00 00");
+
+Bytes record_of(std::uint32_t count, const Bytes& tags) {
+    Bytes bytes = kFixed + hex("00 00 00 00");
+    store_32(&bytes[RecordLayout::tag_count], count);
+    return bytes + tags;
+}
+
+FrozenRecord freeze(const Bytes& bytes) {
+    kx_memory_file stream = test::stream_of(bytes);
+    return FrozenRecord::from_network(stream);
+}
+
+Bytes frozen_bytes(const FrozenRecord& record) {
+    return test::copy_of(record.bytes());
+}
+
+TEST(RecordView, ShowsFixedFieldsAndTagsInOrder) {
+    const FrozenRecord record = freeze(record_of(3, kName + kSize + kHashTag));
+    const RecordView view = record.view();
+    EXPECT_EQ(view.hash(), FileHash::at(test::kCountingHash.data()));
+    EXPECT_EQ(view.id(), ClientId(5));
+    EXPECT_EQ(view.port(), 4662);
+    EXPECT_EQ(view.tag_count(), 3U);
+
+    std::vector<TagView> tags;
+    for (const TagView& tag : view.tags())
+        tags.push_back(tag);
+    ASSERT_EQ(tags.size(), 3U);
+    EXPECT_EQ(tags[0].type, TagType::text);
+    EXPECT_EQ(tags[0].text(), "abc");
+    EXPECT_EQ(tags[1].name, "\x02");
+    EXPECT_EQ(tags[1].integer(), 1000);
+    EXPECT_EQ(tags[2].value.size(), kHashSize);
+    EXPECT_EQ(tags[2].name, "h1");
+}
+
+TEST(RecordView, FindsTheFirstTagOfANameWhateverItsType) {
+    const FrozenRecord record =
+        freeze(record_of(5, kHashTag + hex("03 02 00 68 31 01 00 00 00") +  // "h1" again
+                                hex("02 01 00 02 01 00 78") + kSize +       // Size as text first
+                                hex("03 00 00 09 00 00 00")));              // the empty name
+    const RecordView view = record.view();
+    EXPECT_EQ(view.int_tag("h1"), 0x03020100U);
+    EXPECT_EQ(view.int_tag("\x02"), 0U);
+    EXPECT_EQ(view.find_tag("\x02")->text(), "x");
+    EXPECT_EQ(view.int_tag(""), 9U);
+    EXPECT_EQ(view.int_tag("H1"), 0U);
+    EXPECT_FALSE(view.find_tag("h"));
+}
+
+TEST(RecordView, UnnamedTagsNeverMatch) {
+    const FrozenRecord record = freeze(record_of(1, hex("03 01 00 6E 09 00 00 00")));
+    EXPECT_FALSE(record.view().find_tag("n"));
+    EXPECT_FALSE(record.view().find_tag(""));
+    EXPECT_FALSE((*record.view().tags().begin()).named);
+}
+
+TEST(FrozenRecord, KeepsCanonicalBytesAsTheyCameAndStopsBehindThem) {
+    const Bytes bytes = record_of(3, kName + kSize + kHashTag);
+    const Bytes two = bytes + bytes + hex("FF");
+    kx_memory_file stream = test::stream_of(two);
+    EXPECT_EQ(frozen_bytes(FrozenRecord::from_network(stream)), bytes);
+    EXPECT_EQ(frozen_bytes(FrozenRecord::from_network(stream)), bytes);
+    EXPECT_EQ(stream.remaining(), 1U);
+}
+
+TEST(FrozenRecord, CutsTextsAndNamesAtTheFirstZeroByte) {
+    const Bytes received = record_of(4, hex("02 03 00 61 00 62 04 00 78 00 79 7A") +  // "a" = "x"
+                                            hex("03 02 00 6E 00 01 00 00 00") +       // unnamed
+                                            hex("02 01 00 00 01 00 00") +             // "" = ""
+                                            (hex("01 01 00 07") + Bytes(16)));  // zeros of a hash
+    const Bytes canonical =
+        record_of(4, hex("02 01 00 61 01 00 78") + hex("03 01 00 6E 01 00 00 00") +
+                         hex("02 00 00 00 00") + (hex("01 01 00 07") + Bytes(16)));
+    kx_memory_file stream = test::stream_of(received);
+    EXPECT_EQ(frozen_bytes(FrozenRecord::from_network(stream)), canonical);
+    EXPECT_EQ(stream.remaining(), 0U);
+}
+
+TEST(FrozenRecord, ANegativeCountIsKeptAsNone) {
+    EXPECT_EQ(frozen_bytes(freeze(record_of(0x80000000, kName))), record_of(0, {}));
+    EXPECT_EQ(frozen_bytes(freeze(record_of(0xFFFFFFFF, {}))), record_of(0, {}));
+}
+
+TEST(FrozenRecord, EveryTruncationFails) {
+    const Bytes bytes = record_of(3, kName + kSize + kHashTag);
+    for (std::size_t size = 0; size < bytes.size(); ++size) {
+        EXPECT_TRUE(
+            freeze({bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)}).empty())
+            << size;
+    }
+    EXPECT_FALSE(freeze(bytes).empty());
+    EXPECT_TRUE(freeze(record_of(0x7FFFFFFF, kName)).empty());
+}
+
+TEST(FrozenRecord, TheLongestTextIs65534Bytes) {
+    const Bytes longest = record_of(1, hex("02 01 00 01 FE FF") + Bytes(65'534, std::byte{'x'}));
+    EXPECT_EQ(frozen_bytes(freeze(longest)), longest);
+    EXPECT_TRUE(
+        freeze(record_of(1, hex("02 01 00 01 FF FF") + Bytes(65'535, std::byte{'x'}))).empty());
+}
+
+TEST(FrozenRecord, OwnerAndAvailabilityArePatchedInPlace) {
+    FrozenRecord record = freeze(record_of(3, kName + kAvailability7 + kSize));
+    const std::byte* const before = record.bytes().data();
+    record.set_owner(ClientId(0x04030201), 0x1234);
+    record.set_availability(9);
+    record.set_availability(0x01020304);
+    EXPECT_EQ(record.bytes().data(), before);
+    EXPECT_EQ(frozen_bytes(record), test::kCountingHash + hex("01 02 03 04 34 12 03 00 00 00") +
+                                        kName + hex("03 01 00 15 04 03 02 01") + kSize);
+}
+
+TEST(FrozenRecord, AMissingAvailabilityIsAppendedOnce) {
+    FrozenRecord record = freeze(record_of(1, kName));
+    record.set_availability(1);
+    record.set_availability(7);
+    EXPECT_EQ(frozen_bytes(record), record_of(2, kName + kAvailability7));
+    EXPECT_EQ(record.view().int_tag(wire_name(TagId::Availability)), 7U);
+}
+
+TEST(FrozenRecord, AnAvailabilityOfAnotherTypeBecomesAnIntegerInItsPlace) {
+    const Bytes longer = hex("02 01 00 15 09 00 61 62 63 64 65 66 67 68 69");
+    const Bytes shorter = hex("02 01 00 15 00 00");
+    const Bytes hash = hex("01 01 00 15") + test::kCountingHash;
+    for (const Bytes& tag : {longer, shorter, hash}) {
+        // Only the first of that name counts.
+        FrozenRecord record = freeze(record_of(4, kName + tag + kAvailability7 + kSize));
+        record.set_availability(3);
+        record.set_availability(2);
+        EXPECT_EQ(frozen_bytes(record),
+                  record_of(4, kName + hex("03 01 00 15 02 00 00 00") + kAvailability7 + kSize));
+    }
+}
+
+TEST(FrozenRecord, AvailabilityAgreesWithTheMetaSetter) {
+    for (const Bytes& bytes : {record_of(0, {}), record_of(2, kName + kAvailability7),
+                               record_of(1, hex("02 01 00 15 01 00 78")),
+                               record_of(1, hex("03 01 00 6E 00 00 00 00"))}) {
+        FrozenRecord frozen = freeze(bytes);
+        frozen.set_availability(5);
+        Meta meta;
+        kx_memory_file stream = test::stream_of(bytes);
+        ASSERT_TRUE(meta.fromNetwork(stream));
+        meta.setTagById(TagId::Availability, std::uint32_t{5});
+        EXPECT_EQ(frozen_bytes(frozen), test::network_form(meta));
+    }
+}
+
+TEST(FrozenRecord, ClonesAndMovesKeepTheAvailabilitysPlace) {
+    FrozenRecord record = freeze(record_of(1, kName));
+    record.set_availability(7);
+    FrozenRecord copy = record.clone();
+    copy.set_availability(8);
+    EXPECT_EQ(frozen_bytes(record), record_of(2, kName + kAvailability7));
+    EXPECT_EQ(copy.view().int_tag("\x15"), 8U);
+    const FrozenRecord moved = std::move(record);
+    EXPECT_EQ(frozen_bytes(moved), record_of(2, kName + kAvailability7));
+    EXPECT_TRUE(FrozenRecord().clone().empty());
+}
+
+TEST(FrozenRecord, FreezesAMetaUnlessATextIsTooLong) {
+    Meta meta;
+    meta.setName("abc");
+    meta.setTag("n", std::uint32_t{1});
+    EXPECT_EQ(frozen_bytes(FrozenRecord::from(meta)), test::network_form(meta));
+    test::RecordedOutput output;
+    meta.setName(std::string(65'535, 'x'));
+    EXPECT_TRUE(FrozenRecord::from(meta).empty());
+    Meta long_name;
+    long_name.setTag(std::string(65'535, 'x'), std::uint32_t{1});
+    EXPECT_TRUE(FrozenRecord::from(long_name).empty());
+}
+
+TEST(FrozenRecord, CostsItsBytesAndEight) {
+    const FrozenRecord record = freeze(record_of(1, kName));
+    EXPECT_EQ(record.footprint(), record.bytes().size() + 8);
+}
+
+TEST(FrozenList, ReadsRecordsAndRefusesAListThatEndsEarly) {
+    const Bytes one = record_of(1, kName);
+    const Bytes bytes = hex("02 00 00 00") + one + record_of(0, {});
+    kx_memory_file stream = test::stream_of(bytes);
+    const auto list = read_frozen_list(stream);
+    ASSERT_TRUE(list);
+    ASSERT_EQ(list->size(), 2U);
+    EXPECT_EQ(frozen_bytes(list->front()), one);
+    EXPECT_EQ(stream.remaining(), 0U);
+
+    test::RecordedOutput output;
+    const Bytes huge = hex("FF FF FF 7F") + one;
+    kx_memory_file hostile = test::stream_of(huge);
+    EXPECT_FALSE(read_frozen_list(hostile));
+    EXPECT_EQ(output.take(), "V:meta #:2147483647, n=1\nV:ERROR: FileList::fromNetwork()\n");
+    const Bytes negative = hex("FF FF FF FF");
+    kx_memory_file none = test::stream_of(negative);
+    EXPECT_TRUE(read_frozen_list(none)->empty());
+    kx_memory_file no_count = test::stream_of(std::span(negative).first(3));
+    EXPECT_FALSE(read_frozen_list(no_count));
+    EXPECT_EQ(output.take(), "");
+}
+
+// The two decoders of a record held against each other over damaged bytes. VORRIM_SEED repeats a
+// run, VORRIM_ROUNDS makes it longer.
+class Decoders : public testing::Test {
+protected:
+    Decoders() : random_(seed()) {}
+
+    static std::uint64_t number(const char* name, std::uint64_t otherwise) {
+        const char* const text = std::getenv(name);
+        return text != nullptr ? std::strtoull(text, nullptr, 10) : otherwise;
+    }
+    static std::uint64_t seed() {
+        static const std::uint64_t value = number("VORRIM_SEED", std::random_device{}());
+        return value;
+    }
+    static std::uint64_t rounds() { return number("VORRIM_ROUNDS", 20'000); }
+
+    std::size_t below(std::size_t limit) {
+        return std::uniform_int_distribution<std::size_t>(0, limit - 1)(random_);
+    }
+    std::byte any_byte() {
+        // The bytes that mean something more often than others.
+        constexpr std::string_view kTelling("\x00\x01\x02\x03\x04n\x15\xFF\xFE\x80", 10);
+        return below(2) == 0 ? static_cast<std::byte>(kTelling[below(kTelling.size())])
+                             : static_cast<std::byte>(below(256));
+    }
+
+    Bytes any_string() {
+        Bytes text(below(below(20) == 0 ? 300 : 6));
+        for (std::byte& byte : text)
+            byte = any_byte();
+        Bytes count = hex("00 00");
+        store_16(count.data(), static_cast<std::uint16_t>(text.size()));
+        return count + text;
+    }
+
+    Bytes any_tag() {
+        const std::size_t type = 1 + below(3);
+        Bytes tag = Bytes{static_cast<std::byte>(type)} + any_string();
+        if (type == TagType::text) return tag + any_string();
+        Bytes value(type == TagType::hash ? kHashSize : RecordLayout::integer_size);
+        for (std::byte& byte : value)
+            byte = any_byte();
+        return tag + value;
+    }
+
+    Bytes any_record() {
+        Bytes tags;
+        const std::size_t count = below(6);
+        for (std::size_t i = 0; i < count; ++i)
+            tags = tags + any_tag();
+        return record_of(static_cast<std::uint32_t>(count), tags);
+    }
+
+    void damage(Bytes& bytes) {
+        for (std::size_t times = below(4); times > 0 && !bytes.empty(); --times) {
+            const std::size_t place = below(bytes.size());
+            const auto at = bytes.begin() + static_cast<std::ptrdiff_t>(place);
+            switch (below(5)) {
+                case 0:
+                    bytes.resize(place);
+                    break;
+                case 1:
+                    bytes.erase(at);
+                    break;
+                case 2:
+                    bytes.insert(at, any_byte());
+                    break;
+                case 3:
+                    *at ^= static_cast<std::byte>(1U << below(8));
+                    break;
+                default:
+                    *at = any_byte();
+                    break;
+            }
+        }
+    }
+
+    std::mt19937_64 random_;
+};
+
+TEST_F(Decoders, OfARecordAgreeOnEveryDamage) {
+    test::RecordedOutput output;
+    std::uint64_t accepted = 0;
+    for (std::uint64_t round = 0; round < rounds(); ++round) {
+        Bytes bytes = any_record();
+        damage(bytes);
+        SCOPED_TRACE("VORRIM_SEED=" + std::to_string(seed()) + " round " + std::to_string(round) +
+                     ": " + test::to_hex(bytes));
+
+        Meta meta;
+        kx_memory_file for_meta = test::stream_of(bytes);
+        const bool meta_accepts = meta.fromNetwork(for_meta);
+        const std::string meta_says = output.take();
+        kx_memory_file for_frozen = test::stream_of(bytes);
+        const FrozenRecord frozen = FrozenRecord::from_network(for_frozen);
+        const std::string frozen_says = output.take();
+
+        ASSERT_EQ(frozen.empty(), !meta_accepts);
+        ASSERT_EQ(frozen_says, meta_says);
+        if (!meta_accepts) continue;
+        ++accepted;
+        ASSERT_EQ(for_frozen.tell(), for_meta.tell());
+        ASSERT_EQ(frozen_bytes(frozen), test::network_form(meta));
+
+        // What the view shows is what the Meta holds, and freezing again changes nothing.
+        auto tag = meta.tags().begin();
+        for (const TagView& seen : frozen.view().tags()) {
+            ASSERT_NE(tag, meta.tags().end());
+            ASSERT_EQ(seen.type, (*tag)->type());
+            ASSERT_EQ(seen.named, !(*tag)->name().null());
+            if (seen.named) {
+                ASSERT_EQ(seen.name, (*tag)->name().view());
+                ASSERT_EQ(frozen.view().int_tag(seen.name), meta.getIntTag(seen.name));
+            }
+            ++tag;
+        }
+        ASSERT_EQ(tag, meta.tags().end());
+        ASSERT_EQ(frozen_bytes(freeze(frozen_bytes(frozen))), frozen_bytes(frozen));
+
+        const auto sources = static_cast<std::uint32_t>(random_());
+        FrozenRecord kept = frozen.clone();
+        kept.set_availability(sources);
+        meta.setTagById(TagId::Availability, sources);
+        ASSERT_EQ(frozen_bytes(kept), test::network_form(meta));
+    }
+    // The test is worth nothing if the damage leaves all or none of the records readable.
+    EXPECT_GT(accepted, rounds() / 10) << "VORRIM_SEED=" << seed();
+    EXPECT_LT(accepted, rounds() - rounds() / 10) << "VORRIM_SEED=" << seed();
+}
+
+TEST_F(Decoders, OfAListAgreeOnEveryDamage) {
+    test::RecordedOutput output;
+    for (std::uint64_t round = 0; round < rounds() / 4; ++round) {
+        Bytes bytes = hex("00 00 00 00");
+        const std::size_t count = below(4);
+        for (std::size_t i = 0; i < count; ++i)
+            bytes = bytes + any_record();
+        store_32(bytes.data(), static_cast<std::uint32_t>(count));
+        damage(bytes);
+        SCOPED_TRACE("VORRIM_SEED=" + std::to_string(seed()) + " round " + std::to_string(round) +
+                     ": " + test::to_hex(bytes));
+
+        FileList list;
+        kx_memory_file for_list = test::stream_of(bytes);
+        const bool list_accepts = list.fromNetwork(for_list);
+        const std::string list_says = output.take();
+        kx_memory_file for_frozen = test::stream_of(bytes);
+        const auto frozen = read_frozen_list(for_frozen);
+        ASSERT_EQ(frozen.has_value(), list_accepts);
+        ASSERT_EQ(output.take(), list_says);
+        if (!list_accepts) continue;
+        ASSERT_EQ(for_frozen.tell(), for_list.tell());
+        Bytes joined = hex("00 00 00 00");
+        store_32(joined.data(), static_cast<std::uint32_t>(frozen->size()));
+        for (const FrozenRecord& record : *frozen)
+            joined = joined + frozen_bytes(record);
+        ASSERT_EQ(joined, test::network_form(list));
+    }
+}
+
+}  // namespace
+}  // namespace vorrim
