@@ -302,8 +302,66 @@ protected:
         }
     }
 
+    static std::string repeat_with(std::uint64_t round, const Bytes& bytes) {
+        return "VORRIM_SEED=" + std::to_string(seed()) + ", round " + std::to_string(round) + ": " +
+               test::to_hex(bytes);
+    }
+
     std::mt19937_64 random_;
 };
+
+// True when both accepted the bytes.
+bool agree_on_record(const Bytes& bytes, std::uint32_t sources, test::RecordedOutput& output) {
+    Meta meta;
+    kx_memory_file for_meta = test::stream_of(bytes);
+    const bool meta_accepts = meta.fromNetwork(for_meta);
+    const std::string meta_says = output.take();
+    kx_memory_file for_frozen = test::stream_of(bytes);
+    FrozenRecord frozen = FrozenRecord::from_network(for_frozen);
+    EXPECT_EQ(output.take(), meta_says);
+    EXPECT_EQ(frozen.empty(), !meta_accepts);
+    if (frozen.empty() || !meta_accepts) return false;
+    EXPECT_EQ(for_frozen.tell(), for_meta.tell());
+    EXPECT_EQ(frozen_bytes(frozen), test::network_form(meta));
+    EXPECT_EQ(frozen_bytes(freeze(frozen_bytes(frozen))), frozen_bytes(frozen));
+
+    // What the view shows is what the Meta holds.
+    std::size_t i = 0;
+    for (const TagView& seen : frozen.view().tags()) {
+        if (i == meta.tags().size()) break;
+        const MetaTag& tag = *meta.tags()[i++];
+        EXPECT_EQ(seen.type, tag.type());
+        EXPECT_EQ(seen.named, !tag.name().null());
+        if (!seen.named) continue;
+        EXPECT_EQ(seen.name, tag.name().view());
+        EXPECT_EQ(frozen.view().int_tag(seen.name), meta.getIntTag(seen.name));
+    }
+    EXPECT_EQ(i, meta.tags().size());
+    EXPECT_EQ(frozen.view().tag_count(), i);
+
+    frozen.set_availability(sources);
+    meta.setTagById(TagId::Availability, sources);
+    EXPECT_EQ(frozen_bytes(frozen), test::network_form(meta));
+    return true;
+}
+
+void agree_on_list(const Bytes& bytes, test::RecordedOutput& output) {
+    FileList list;
+    kx_memory_file for_list = test::stream_of(bytes);
+    const bool list_accepts = list.fromNetwork(for_list);
+    const std::string list_says = output.take();
+    kx_memory_file for_frozen = test::stream_of(bytes);
+    const auto frozen = read_frozen_list(for_frozen);
+    EXPECT_EQ(output.take(), list_says);
+    EXPECT_EQ(frozen.has_value(), list_accepts);
+    if (!frozen || !list_accepts) return;
+    EXPECT_EQ(for_frozen.tell(), for_list.tell());
+    Bytes joined = hex("00 00 00 00");
+    store_32(joined.data(), static_cast<std::uint32_t>(frozen->size()));
+    for (const FrozenRecord& record : *frozen)
+        joined = joined + frozen_bytes(record);
+    EXPECT_EQ(joined, test::network_form(list));
+}
 
 TEST_F(Decoders, OfARecordAgreeOnEveryDamage) {
     test::RecordedOutput output;
@@ -311,48 +369,12 @@ TEST_F(Decoders, OfARecordAgreeOnEveryDamage) {
     for (std::uint64_t round = 0; round < rounds(); ++round) {
         Bytes bytes = any_record();
         damage(bytes);
-        SCOPED_TRACE("VORRIM_SEED=" + std::to_string(seed()) + " round " + std::to_string(round) +
-                     ": " + test::to_hex(bytes));
-
-        Meta meta;
-        kx_memory_file for_meta = test::stream_of(bytes);
-        const bool meta_accepts = meta.fromNetwork(for_meta);
-        const std::string meta_says = output.take();
-        kx_memory_file for_frozen = test::stream_of(bytes);
-        const FrozenRecord frozen = FrozenRecord::from_network(for_frozen);
-        const std::string frozen_says = output.take();
-
-        ASSERT_EQ(frozen.empty(), !meta_accepts);
-        ASSERT_EQ(frozen_says, meta_says);
-        if (!meta_accepts) continue;
-        ++accepted;
-        ASSERT_EQ(for_frozen.tell(), for_meta.tell());
-        ASSERT_EQ(frozen_bytes(frozen), test::network_form(meta));
-
-        // What the view shows is what the Meta holds, and freezing again changes nothing.
-        auto tag = meta.tags().begin();
-        for (const TagView& seen : frozen.view().tags()) {
-            ASSERT_NE(tag, meta.tags().end());
-            ASSERT_EQ(seen.type, (*tag)->type());
-            ASSERT_EQ(seen.named, !(*tag)->name().null());
-            if (seen.named) {
-                ASSERT_EQ(seen.name, (*tag)->name().view());
-                ASSERT_EQ(frozen.view().int_tag(seen.name), meta.getIntTag(seen.name));
-            }
-            ++tag;
-        }
-        ASSERT_EQ(tag, meta.tags().end());
-        ASSERT_EQ(frozen_bytes(freeze(frozen_bytes(frozen))), frozen_bytes(frozen));
-
-        const auto sources = static_cast<std::uint32_t>(random_());
-        FrozenRecord kept = frozen.clone();
-        kept.set_availability(sources);
-        meta.setTagById(TagId::Availability, sources);
-        ASSERT_EQ(frozen_bytes(kept), test::network_form(meta));
+        if (agree_on_record(bytes, static_cast<std::uint32_t>(random_()), output)) ++accepted;
+        ASSERT_FALSE(HasFailure()) << repeat_with(round, bytes);
     }
     // The test is worth nothing if the damage leaves all or none of the records readable.
-    EXPECT_GT(accepted, rounds() / 10) << "VORRIM_SEED=" << seed();
-    EXPECT_LT(accepted, rounds() - rounds() / 10) << "VORRIM_SEED=" << seed();
+    EXPECT_GT(accepted, rounds() / 10) << repeat_with(0, {});
+    EXPECT_LT(accepted, rounds() - rounds() / 10) << repeat_with(0, {});
 }
 
 TEST_F(Decoders, OfAListAgreeOnEveryDamage) {
@@ -364,24 +386,8 @@ TEST_F(Decoders, OfAListAgreeOnEveryDamage) {
             bytes = bytes + any_record();
         store_32(bytes.data(), static_cast<std::uint32_t>(count));
         damage(bytes);
-        SCOPED_TRACE("VORRIM_SEED=" + std::to_string(seed()) + " round " + std::to_string(round) +
-                     ": " + test::to_hex(bytes));
-
-        FileList list;
-        kx_memory_file for_list = test::stream_of(bytes);
-        const bool list_accepts = list.fromNetwork(for_list);
-        const std::string list_says = output.take();
-        kx_memory_file for_frozen = test::stream_of(bytes);
-        const auto frozen = read_frozen_list(for_frozen);
-        ASSERT_EQ(frozen.has_value(), list_accepts);
-        ASSERT_EQ(output.take(), list_says);
-        if (!list_accepts) continue;
-        ASSERT_EQ(for_frozen.tell(), for_list.tell());
-        Bytes joined = hex("00 00 00 00");
-        store_32(joined.data(), static_cast<std::uint32_t>(frozen->size()));
-        for (const FrozenRecord& record : *frozen)
-            joined = joined + frozen_bytes(record);
-        ASSERT_EQ(joined, test::network_form(list));
+        agree_on_list(bytes, output);
+        ASSERT_FALSE(HasFailure()) << repeat_with(round, bytes);
     }
 }
 
