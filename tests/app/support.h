@@ -60,6 +60,10 @@ public:
         std::vsnprintf(line.data(), line.size(), format, arguments);
         text += line.data();
     }
+    void vprintVerbose(const char* format, va_list arguments) override
+        __attribute__((format(printf, 2, 0))) {
+        if (verbose()) vprintError(format, arguments);
+    }
 
     std::string text;
 };

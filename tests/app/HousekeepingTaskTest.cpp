@@ -1,0 +1,87 @@
+#include <chrono>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "app/HousekeepingTask.h"
+#include "base/Random.h"
+#include "client/ClientConnection.h"
+#include "client/ClientService.h"
+#include "meta/Meta.h"
+#include "tests/net/PoolFixture.h"
+
+namespace vorrim {
+namespace {
+
+class Directory final : public DirectoryUpkeep {
+public:
+    void save() override { calls += "save "; }
+    void sweep() override { calls += "sweep "; }
+    std::string calls;
+};
+
+class NoServers final : public KnownServers {
+public:
+    [[nodiscard]] bool is_public() const override { return false; }
+    void onHello(std::uint32_t, std::uint16_t) override {}
+    void onListHeader(std::uint32_t, std::uint16_t) override {}
+    void learn(std::uint32_t, std::uint16_t) override {}
+    void writeWorkingList(kx_memory_file&) const override {}
+};
+
+class HousekeepingTaskTest : public PoolFixture {
+protected:
+    Random random_{1};
+    ClientTable clients_{random_};
+    FileIndex files_;
+    Directory directory_;
+    HousekeepingTask task_{clients_, files_, &directory_};
+};
+
+TEST_F(HousekeepingTaskTest, TheDirectoryIsSavedAndSweptAtOnceAndEvery721Cycles) {
+    for (int cycle = 0; cycle <= 2 * 721; ++cycle) {
+        directory_.calls.clear();
+        task_.cycle();
+        EXPECT_EQ(directory_.calls, cycle % 721 == 0 ? "save sweep " : "") << cycle;
+    }
+}
+
+TEST_F(HousekeepingTaskTest, EveryConnectionGetsTheStatusEvery13Cycles) {
+    NoServers servers;
+    RoomList rooms;
+    WelcomeLines welcome;
+    const FrozenRecord record = FrozenRecord::from(Meta());
+    const ServiceSettings settings;
+    ClientService service{settings, record, clients_, files_, rooms, welcome, servers};
+    auto [here, there] = make_pair();
+    pool_.add(std::make_unique<ClientConnection>(std::move(here), pool_, service));
+    settle();
+
+    std::vector<FrozenRecord> files;
+    for (int i = 0; i < 3; ++i) {
+        Meta file;
+        file.setHash(FileHash{{std::byte(i)}});
+        files.push_back(FrozenRecord::from(file));
+    }
+    files_.publish(std::move(files), ClientId(5), 4662);
+
+    const Bytes status = frame_of(std::string("\x34\x01\0\0\0\x03\0\0\0", 9));
+    for (int cycle = 1; cycle <= 2 * 13; ++cycle) {
+        task_.cycle();
+        settle();
+        EXPECT_EQ(read_all(*there), cycle % 13 == 0 ? status : Bytes()) << cycle;
+    }
+    pool_.delete_all();
+}
+
+TEST_F(HousekeepingTaskTest, StopDoesNotWaitForTheCycleToEnd) {
+    task_.start();
+    const auto start = std::chrono::steady_clock::now();
+    task_.stop();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, HousekeepingTask::kCycle);
+    EXPECT_EQ(task_.state(), kx_thread::State::stopped);
+}
+
+}  // namespace
+}  // namespace vorrim
