@@ -45,6 +45,9 @@ TEST(MemoryStream, GrowsInWholeSteps) {
     EXPECT_EQ(stream.capacity(), 2048u);
     write_8(stream, 1);
     EXPECT_EQ(stream.capacity(), 3072u);
+    kx_memory_file exact(4);
+    write_32(exact, 1);
+    EXPECT_EQ(exact.capacity(), 4u);
 }
 
 TEST(MemoryStream, KeepsItsBytesThroughEveryGrowth) {
