@@ -1,0 +1,130 @@
+#include "app/ServerDirectory.h"
+
+#include <utility>
+#include <vector>
+
+#include "app/SettingKeys.h"
+#include "base/Output.h"
+#include "base/file/primitives.h"
+#include "meta/Opcodes.h"
+#include "net/DatagramPacket.h"
+
+namespace vorrim {
+
+namespace {
+
+// Room behind the marker: opcode and endpoint; a list as long as one may be.
+constexpr std::uint32_t kHelloRoom = 7;
+constexpr std::uint32_t kListRoom = 2000;
+constexpr std::size_t kEntrySize = 6;  // address and port
+
+std::uint16_t datagram_port(std::uint16_t client_port) {
+    return static_cast<std::uint16_t>(client_port + kDatagramPortOffset);
+}
+
+}  // namespace
+
+ServerDirectory::ServerDirectory(const ServerSettings& settings, kx_net_protocol& net)
+    : settings_(settings), net_(net) {}
+
+void ServerDirectory::start() {
+    if (!known_.loadFromFile(settings_.serverListFile)) known_.clear();
+    if (known_.count() != 0) return;
+    const auto seed = std::make_shared<ServerMeta>();
+    if (seed->setAddress(settings_.seedIP.value_or(""),
+                         static_cast<std::uint16_t>(settings_.seedPort))) {
+        known_.append(seed);
+    }
+}
+
+void ServerDirectory::save() {
+    const kx_guard hold(save_lock_);
+    // A list that cannot be written now is written in an hour; the old file is still there.
+    static_cast<void>(known_.saveToFile(settings_.serverListFile));
+}
+
+void ServerDirectory::sweep() {
+    if (!is_public()) return;
+    current_output().printLine("Finding other servers...");
+    DatagramPacket hello(kHelloRoom);
+    write_8(hello.body(), to_byte(Opcode::OP_UDP_SERVER_HELLO));
+    write_own_address(hello.body());
+
+    std::vector<std::pair<std::uint32_t, std::uint16_t>> called;
+    {
+        const kx_guard hold(lock_);
+        working_.clear();
+        // A ping is counted before it goes out, so that the answer cannot come first.
+        known_.visit([&](ServerMeta& server) {
+            if (server.history() > kMostUnansweredPings) return Visit::remove;
+            if (server.id() == settings_.thisIP && server.port() == settings_.clientPort())
+                return Visit::keep;
+            called.emplace_back(server.id(), server.port());
+            server.addPing();
+            return Visit::keep;
+        });
+    }
+    for (const auto& [address, port] : called) {
+        current_output().printVerbose("Calling: %u : %d\n", address, port);
+        hello.send_to_server(net_, address, datagram_port(port));
+    }
+}
+
+void ServerDirectory::heardFrom(const ServerList::Record& server) {
+    server->setHistory(0);
+    working_.addUnique(server);
+}
+
+void ServerDirectory::onHello(std::uint32_t address, std::uint16_t port) {
+    if (!is_public()) return;
+    {
+        const kx_guard hold(lock_);
+        heardFrom(known_.findOrAdd(address, port));
+    }
+    DatagramPacket list(kListRoom);
+    write_8(list.body(), to_byte(Opcode::OP_UDP_SERVER_LIST));
+    write_own_address(list.body());
+    writeWorkingList(list.body());
+    list.send_to_server(net_, address, datagram_port(port));
+}
+
+void ServerDirectory::onListHeader(std::uint32_t address, std::uint16_t port) {
+    const kx_guard hold(lock_);
+    if (const ServerList::Record sender = known_.find(address, port)) heardFrom(sender);
+}
+
+ServerList::Record ServerDirectory::findOrAdd(std::uint32_t address, std::uint16_t port) {
+    return known_.findOrAdd(address, port);
+}
+
+void ServerDirectory::write_own_address(kx_memory_file& out) const {
+    write_32(out, settings_.thisIP);
+    write_16(out, settings_.clientPort());
+}
+
+void ServerDirectory::writeWorkingList(kx_memory_file& out) const {
+    const std::uint32_t count_at = out.tell();
+    std::uint8_t count = 0;
+    write_8(out, count);
+    working_.forEach([&](const ServerMeta& server) {
+        if (count == kMaxEntriesInList) return;
+        write_32(out, server.id());
+        write_16(out, server.port());
+        ++count;
+    });
+    store_8(out.data() + count_at, count);
+}
+
+std::size_t ServerDirectory::workingListSize() const {
+    return kEntrySize * working_.count() + 1;
+}
+
+void ServerDirectory::forEachKnown(const std::function<void(const ServerMeta&)>& see) const {
+    known_.forEach(see);
+}
+
+void ServerDirectory::forEachWorking(const std::function<void(const ServerMeta&)>& see) const {
+    working_.forEach(see);
+}
+
+}  // namespace vorrim

@@ -1,0 +1,78 @@
+#pragma once
+// The other servers of the network: those that this server knows, and those of them that it has
+// heard from since the last sweep began.
+//
+//     serverList.met ──► known ◄── greetings, lists ──────┐
+//                    ◄── save  │                          │ heard from
+//     seed ────────────► known │ sweep: hello to each     ▼
+//                              └── silent six times: out  working ──► clients, other servers
+//
+// A server that leaves six hellos in a row unanswered is forgotten by the seventh sweep. Only a
+// public server sends and answers hellos; the list is loaded, seeded and saved in any case.
+//
+// Ownership   The lists share their records, so neither can be left with one that is gone; a server
+//             that is forgotten leaves both in the same step.
+// Threads     `start` before the others; `save` and `sweep` belong to the housekeeping, though any
+//             thread may call them; the rest from any thread. The lock here comes before those of
+//             the two lists, and nothing else is locked or sent while it is held.
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+
+#include "app/HousekeepingTask.h"
+#include "app/ServerSettings.h"
+#include "base/Annotations.h"
+#include "base/file/kx_memory_file.h"
+#include "base/kx_critical_section.h"
+#include "client/KnownServers.h"
+#include "meta/ServerList.h"
+#include "net/kx_net.h"
+
+namespace vorrim {
+
+class ServerDirectory final : public KnownServers, public DirectoryUpkeep {
+public:
+    // A server that has left more pings than this unanswered is forgotten.
+    static constexpr std::uint32_t kMostUnansweredPings = 5;
+
+    // Both must outlive the directory.
+    ServerDirectory(const ServerSettings& settings, kx_net_protocol& net);
+    ServerDirectory(const ServerDirectory&) = delete;
+    ServerDirectory& operator=(const ServerDirectory&) = delete;
+
+    // Loads the server list file; without a good one, or with an empty one, begins with the seed
+    // server. Raises kx_err when the file ends within a record's fixed fields.
+    void start();
+    void save() override;
+    void sweep() override;
+
+    [[nodiscard]] bool is_public() const override { return settings_.publicServer; }
+    void onHello(std::uint32_t address, std::uint16_t port) override;
+    void onListHeader(std::uint32_t address, std::uint16_t port) override;
+    void learn(std::uint32_t address, std::uint16_t port) override { findOrAdd(address, port); }
+    void writeWorkingList(kx_memory_file& out) const override;
+
+    // The known server with this address and port, made when it is missing: one step.
+    ServerList::Record findOrAdd(std::uint32_t address, std::uint16_t port);
+    // Bytes of the written list as long as not more work than one list can name.
+    [[nodiscard]] std::size_t workingListSize() const;
+
+    // In list order. The callback must not use the directory.
+    void forEachKnown(const std::function<void(const ServerMeta&)>& see) const;
+    void forEachWorking(const std::function<void(const ServerMeta&)>& see) const;
+
+private:
+    void heardFrom(const ServerList::Record& server) REQUIRES(lock_);
+    void write_own_address(kx_memory_file& out) const;
+
+    const ServerSettings& settings_;
+    kx_net_protocol& net_;
+
+    kx_critical_section lock_;  // makes one step of what concerns both lists
+    ServerList known_;
+    ServerList working_;
+    kx_critical_section save_lock_;  // one save at a time
+};
+
+}  // namespace vorrim

@@ -1,0 +1,258 @@
+// Discovery against a network that only notes the datagrams; what they cause elsewhere is told by
+// hand.
+#include <atomic>
+#include <gtest/gtest.h>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "app/ServerDirectory.h"
+#include "base/file/primitives.h"
+#include "base/kx_err.h"
+#include "meta/ClientId.h"
+#include "tests/app/support.h"
+#include "tests/net/NotingNetwork.h"
+
+namespace vorrim {
+namespace {
+
+constexpr std::uint32_t kOwn = 0x01020305;  // 5.3.2.1
+constexpr std::uint16_t kOwnPort = 4661;
+constexpr std::uint32_t kOther = 0x04030201;  // 1.2.3.4
+const std::string kHello("\xE3\xA0\x05\x03\x02\x01\x35\x12", 8);
+const std::string kEmptyList("\x0E\0\0\0\0", 5);
+
+class ServerDirectoryTest : public ::testing::Test {
+protected:
+    ServerDirectoryTest() {
+        settings_.publicServer = true;
+        settings_.thisIP = kOwn;
+    }
+
+    // Address, port and unanswered pings of each server, in order.
+    using Servers = std::vector<std::string>;
+    static Servers list(const auto& for_each) {
+        Servers servers;
+        for_each([&](const ServerMeta& server) {
+            servers.push_back(ipToText(server.id()) + ':' + std::to_string(server.port()) + ' ' +
+                              std::to_string(server.history()));
+        });
+        return servers;
+    }
+    [[nodiscard]] Servers known() const {
+        return list([this](const auto& see) { directory_.forEachKnown(see); });
+    }
+    [[nodiscard]] Servers working() const {
+        return list([this](const auto& see) { directory_.forEachWorking(see); });
+    }
+    [[nodiscard]] std::string working_list() const {
+        kx_memory_file out(16);
+        directory_.writeWorkingList(out);
+        const auto bytes = out.written();
+        return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+    }
+
+    ScratchFolder folder_;
+    RecordingOutput output_;
+    ScopedOutput current_{output_};
+    ServerSettings settings_;
+    NotingNetwork net_;
+    ServerDirectory directory_{settings_, net_};
+};
+
+TEST_F(ServerDirectoryTest, WithoutAFileItBeginsWithTheSeedAndCallsItAtOnce) {
+    settings_.seedIP = "1.2.3.4";
+    settings_.seedPort = 5000;
+    directory_.start();
+    EXPECT_EQ(known(), (Servers{"1.2.3.4:5000 0"}));
+    output_.set_verbose(true);
+    directory_.sweep();
+    EXPECT_EQ(net_.take(), (Datagrams{{"1.2.3.4:5004", kHello}}));
+    EXPECT_EQ(output_.text, "Finding other servers...\nCalling: 67305985 : 5000\n");
+    EXPECT_EQ(known(), (Servers{"1.2.3.4:5000 1"}));
+    EXPECT_EQ(working(), Servers());
+}
+
+TEST_F(ServerDirectoryTest, WithoutAGoodSeedItBeginsWithNothing) {
+    for (const char* seed : {"", "localhost", "1.2.3"}) {
+        settings_.seedIP = seed;
+        ServerDirectory directory(settings_, net_);
+        directory.start();
+        EXPECT_EQ(list([&](const auto& see) { directory.forEachKnown(see); }), Servers()) << seed;
+    }
+    directory_.start();  // no seed at all
+    EXPECT_EQ(known(), Servers());
+}
+
+TEST_F(ServerDirectoryTest, AFileThatCannotBeReadGivesWayToTheSeed) {
+    settings_.seedIP = "1.2.3.4";
+    const std::string one("\x0E\x01\0\0\0\x7F\0\0\x01\x35\x12\0\0\0\0", 15);
+    const std::map<std::string, Servers> outcomes = {
+        {one, {"127.0.0.1:4661 0"}},
+        {kEmptyList, {"1.2.3.4:4661 0"}},
+        {"\x0D" + one.substr(1), {"1.2.3.4:4661 0"}},
+        // Two servers, the second with a tag of no known type.
+        {std::string("\x0E\x02\0\0\0\x7F\0\0\x01\x35\x12\0\0\0\0\x7F\0\0\x02\x35\x12\x01\0\0\0\x09",
+                     26),
+         {"1.2.3.4:4661 0"}},
+    };
+    for (const auto& [content, expected] : outcomes) {
+        ScratchFolder::write("serverList.met", content);
+        ServerDirectory directory(settings_, net_);
+        directory.start();
+        EXPECT_EQ(list([&](const auto& see) { directory.forEachKnown(see); }), expected);
+    }
+    for (const std::size_t size : {0U, 1U, 4U, 5U, 10U, 14U}) {
+        ScratchFolder::write("serverList.met", one.substr(0, size));
+        ServerDirectory directory(settings_, net_);
+        EXPECT_THROW(directory.start(), kx_err) << size;
+    }
+}
+
+TEST_F(ServerDirectoryTest, SilentServersAreCalledSixTimesAndForgottenByTheSeventhSweep) {
+    directory_.learn(kOther, 4661);
+    directory_.learn(kOther, 4662);
+    for (int sweep = 1; sweep <= 6; ++sweep) {
+        directory_.sweep();
+        EXPECT_EQ(net_.take().size(), 2U) << sweep;
+        if (sweep == 3) directory_.onListHeader(kOther, 4662);
+    }
+    EXPECT_EQ(known(), (Servers{"1.2.3.4:4661 6", "1.2.3.4:4662 3"}));
+    directory_.sweep();
+    EXPECT_EQ(net_.take(), (Datagrams{{"1.2.3.4:4666", kHello}}));
+    EXPECT_EQ(known(), (Servers{"1.2.3.4:4662 4"}));
+}
+
+TEST_F(ServerDirectoryTest, TheCountOfPingsGoesOnAfterARestart) {
+    directory_.learn(kOther, 4661);
+    for (int sweep = 1; sweep <= 6; ++sweep)
+        directory_.sweep();
+    directory_.save();
+    net_.take();
+
+    ServerDirectory next(settings_, net_);
+    next.start();
+    next.sweep();
+    EXPECT_EQ(net_.take(), Datagrams());
+    next.save();
+    EXPECT_EQ(ScratchFolder::read("serverList.met"), kEmptyList);
+}
+
+TEST_F(ServerDirectoryTest, ItNeverCallsNorForgetsItself) {
+    directory_.learn(kOwn, kOwnPort);
+    directory_.learn(kOwn, kOwnPort + 1);  // another server of the same host
+    for (int sweep = 1; sweep <= 8; ++sweep)
+        directory_.sweep();
+    EXPECT_EQ(net_.take().size(), 6U);
+    EXPECT_EQ(known(), (Servers{"5.3.2.1:4661 0"}));
+}
+
+TEST_F(ServerDirectoryTest, AGreetingIsAnsweredWhereItSaysWithAllWhoWereHeardFrom) {
+    directory_.onHello(kOther, 4661);
+    EXPECT_EQ(net_.take(),
+              (Datagrams{{"1.2.3.4:4665", std::string("\xE3\xA1\x05\x03\x02\x01\x35\x12\x01"
+                                                      "\x01\x02\x03\x04\x35\x12",
+                                                      15)}}));
+    directory_.onHello(kOther, 0xFFFF);  // the ports are 16 bits wide: 65535 + 4 is 3
+    directory_.onHello(kOther, 4661);    // known already, and counted once
+    EXPECT_EQ(net_.take(),
+              (Datagrams{{"1.2.3.4:3", std::string("\xE3\xA1\x05\x03\x02\x01\x35\x12\x02"
+                                                   "\x01\x02\x03\x04\x35\x12"
+                                                   "\x01\x02\x03\x04\xFF\xFF",
+                                                   21)},
+                         {"1.2.3.4:4665", std::string("\xE3\xA1\x05\x03\x02\x01\x35\x12\x02"
+                                                      "\x01\x02\x03\x04\x35\x12"
+                                                      "\x01\x02\x03\x04\xFF\xFF",
+                                                      21)}}));
+    EXPECT_EQ(known(), (Servers{"1.2.3.4:4661 0", "1.2.3.4:65535 0"}));
+    EXPECT_EQ(directory_.workingListSize(), 13U);
+}
+
+TEST_F(ServerDirectoryTest, AListMakesAKnownSenderFreshAndAnUnknownOneNotKnown) {
+    directory_.learn(kOther, 4661);
+    directory_.sweep();
+    directory_.onListHeader(kOther, 4661);
+    directory_.onListHeader(kOther, 4662);
+    EXPECT_EQ(known(), (Servers{"1.2.3.4:4661 0"}));
+    EXPECT_EQ(working(), (Servers{"1.2.3.4:4661 0"}));
+    directory_.sweep();
+    EXPECT_EQ(working(), Servers());
+}
+
+TEST_F(ServerDirectoryTest, AListNamesTheFirst230) {
+    for (std::uint16_t port = 1; port <= 231; ++port)
+        directory_.onHello(kOther, port);
+    const Datagrams answers = net_.take();
+    for (const std::size_t answer : {229U, 230U}) {
+        const std::string& bytes = answers[answer].bytes;
+        EXPECT_EQ(bytes.size(), 1389U);
+        EXPECT_EQ(bytes.substr(8), working_list());
+        EXPECT_EQ(bytes[8], '\xE6');
+        EXPECT_EQ(bytes.substr(1389 - 6), std::string("\x01\x02\x03\x04\xE6\x00", 6));
+    }
+    EXPECT_EQ(directory_.workingListSize(), 6U * 231 + 1);
+}
+
+TEST_F(ServerDirectoryTest, AServerThatIsNotPublicKeepsItsListAndIsSilent) {
+    settings_.publicServer = false;
+    settings_.seedIP = "1.2.3.4";
+    directory_.start();
+    directory_.sweep();
+    directory_.onHello(kOther, 4662);
+    EXPECT_EQ(output_.text, "");
+    EXPECT_EQ(net_.take(), Datagrams());
+    EXPECT_EQ(known(), (Servers{"1.2.3.4:4661 0"}));
+    directory_.save();
+    ServerDirectory next(settings_, net_);
+    settings_.seedIP.reset();
+    next.start();
+    EXPECT_EQ(list([&](const auto& see) { next.forEachKnown(see); }), known());
+}
+
+TEST_F(ServerDirectoryTest, AFailingSaveOrSendChangesNothing) {
+    settings_.serverListFile = "no such folder/serverList.met";
+    net_.unreachable = true;
+    directory_.learn(kOther, 4661);
+    directory_.save();
+    directory_.sweep();
+    directory_.onHello(kOther, 4662);
+    EXPECT_EQ(known(), (Servers{"1.2.3.4:4661 1", "1.2.3.4:4662 0"}));
+}
+
+// Meant for the sanitizers: everything at once, with servers that are forgotten while they greet.
+TEST_F(ServerDirectoryTest, GreetingsDuringSweepsLeaveNoForgottenServerBehind) {
+    std::atomic<bool> over{false};
+    const auto greet = [&](std::uint32_t base) {
+        for (std::uint16_t i = 0; !over; ++i) {
+            directory_.onHello(base, static_cast<std::uint16_t>(i % 50));
+            directory_.learn(base + 1, static_cast<std::uint16_t>(i % 500));
+            directory_.onListHeader(base + 1, static_cast<std::uint16_t>(i % 7));
+            static_cast<void>(working_list());
+        }
+    };
+    std::thread one(greet, 0x0A000001U);
+    std::thread two(greet, 0x0A000001U);  // the same servers
+    for (int sweep = 0; sweep < 200; ++sweep) {
+        directory_.sweep();
+        if (sweep % 20 == 0) directory_.save();
+    }
+    over = true;
+    one.join();
+    two.join();
+    net_.take();
+
+    const Servers all = known();
+    for (const std::string& server : working())
+        EXPECT_NE(std::find(all.begin(), all.end(), server), all.end()) << server;
+    std::vector<std::string> addresses;
+    for (const std::string& server : all)
+        addresses.push_back(server.substr(0, server.find(' ')));
+    std::sort(addresses.begin(), addresses.end());
+    EXPECT_EQ(std::adjacent_find(addresses.begin(), addresses.end()), addresses.end());
+}
+
+}  // namespace
+}  // namespace vorrim
