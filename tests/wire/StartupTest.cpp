@@ -1,0 +1,198 @@
+// Starting and stopping: what the server says, which files it leaves, how it ends.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <string>
+#include <sys/socket.h>
+
+#include "tests/wire/harness/Datagram.h"
+#include "tests/wire/harness/WireClient.h"
+
+namespace vorrim::wire {
+namespace {
+
+const char kWelcome[] = "Welcome to Vorrim server v16.36.\n";
+const char kPrompt[] = "Enter commands at any time (type '?' for help)\n\n";
+
+std::string current_folder(const ServerProcess& server) {
+    return "currentDir=" + server.folder()->path().string() + '\n';
+}
+
+TEST(Startup, SaysWhereItIsWhatItIsAndWhoItIs) {
+    const ServerProcess server("thisIP=10.20.30.40");
+    server.wait_for_output(kPrompt);
+    EXPECT_EQ(server.output(),
+              current_folder(server) + kWelcome + "Using IP: 10.20.30.40\n\n" + kPrompt);
+    EXPECT_EQ(server.errors(), "");
+}
+
+TEST(Startup, WithoutSettingsItUsesTheDefaults) {
+    const bool isolated = in_private_network([] {
+        ServerProcess server(ServerProcess::Setup{
+            .with_ini = false, .ports = std::make_shared<PortBlock>(std::uint16_t{4661})});
+        server.wait_for_output(kPrompt);
+        EXPECT_EQ(server.output(), current_folder(server) +
+                                       "Couldn't open vorrim.ini (using defaults) \n\n" + kWelcome +
+                                       "Using IP: 0.0.0.0\n\n" + kPrompt);
+        EXPECT_EQ(server.errors(), "");
+
+        WireClient client(server);
+        EXPECT_EQ(client.login(client_record(hash_of(1), "guest")).texts,
+                  std::vector<std::string>{"server version 16.36"});
+        // Its own record has neither name nor description, nor an address.
+        EXPECT_EQ(client.ask(hex("14")), hex("32 00"));
+        EXPECT_EQ(client.receive(), hex("41").fill(20, 0).add(hex("35 12 00 00 00 00")));
+        // Words are indexed.
+        client.open_door();
+        client.login(client_record(hash_of(1), "guest"));
+        client.publish({file(hash_of(1), "some words")});
+        EXPECT_EQ(client.search(words("words")).records.size(), 1U);
+        EXPECT_EQ(client.search(words("word")).records.size(), 0U);
+
+        const Socket administrator = Socket::open(SOCK_STREAM);
+        administrator.connect(kLocalhost, server.ports().admin());
+        EXPECT_EQ(server.status().users, 1U);  // an administrator is no client
+        EXPECT_TRUE(server.folder()->has("log"));
+        EXPECT_EQ(server.folder()->read("log"), "");
+        EXPECT_EQ(server.stop(SIGTERM), 1);
+    });
+    if (!isolated) GTEST_SKIP() << "no private network, so the default ports may be in use";
+}
+
+TEST(Startup, WithTheConsoleOffOnlyTheFolderIsShown) {
+    ServerProcess server("console=false\nverbose=true");
+    const WireClient client = WireClient::low(server);
+    client.send(hex("17"));
+    client.expect_nothing();
+    EXPECT_EQ(server.output(), current_folder(server));
+    EXPECT_EQ(server.errors(), "");
+    EXPECT_EQ(server.folder()->read("log"), "");
+    EXPECT_EQ(server.stop(SIGTERM), 1);
+    EXPECT_EQ(server.output(), current_folder(server));
+}
+
+TEST(Startup, TheLogHoldsWhatTheConsoleShowsFromTheSettingsOn) {
+    const ServerProcess server("logFile=true\nverbose=true\nfilter[0]=()");
+    const WireClient client = WireClient::low(server);
+    client.send(hex("17"));
+    client.expect_nothing();
+    server.wait_for_output(kPrompt);
+    server.wait_for_output("Unknown msg from Connection: 23\n");
+    const std::string output = server.output();
+    EXPECT_EQ(output.find(current_folder(server) + "Bad filter: ()\nUsing log file.\n\n" +
+                          kWelcome + "Using IP: 127.0.0.1\n\n"),
+              0U)
+        << output;
+    const std::string log = server.folder()->read("log");
+    EXPECT_EQ(current_folder(server) + log, output);
+    EXPECT_TRUE(server.folder()->has("vorrim.log"));
+}
+
+TEST(Startup, TheLogIsThereEvenWhenItIsOffAndTheDiagnosticFileIsNot) {
+    const ServerProcess server;
+    EXPECT_TRUE(server.folder()->has("log"));
+    EXPECT_EQ(server.folder()->read("log"), "");
+    EXPECT_FALSE(server.folder()->has("vorrim.log"));
+}
+
+TEST(Startup, TheLogKeepsEarlierRuns) {
+    const auto folder = std::make_shared<ScratchFolder>();
+    folder->write("log", "an older line\n");
+    for (int run = 1; run <= 2; ++run) {
+        ServerProcess server(
+            ServerProcess::Setup{.settings = "logFile=true\nconsole=false", .folder = folder});
+        EXPECT_EQ(server.stop(SIGTERM), 1);
+    }
+    const std::string log = folder->read("log");
+    const std::string one_run =
+        std::string("Using log file.\n\n") + kWelcome + "Using IP: 127.0.0.1\n\n";
+    EXPECT_EQ(log, "an older line\n" + one_run + one_run);
+}
+
+TEST(Startup, VerboseMessagesAreSilentUnlessAskedFor) {
+    const ServerProcess server;
+    const WireClient client = WireClient::low(server);
+    client.send(hex("17"));
+    client.expect_nothing();
+    EXPECT_EQ(server.output().find("Unknown"), std::string::npos);
+    EXPECT_EQ(server.output().find("ID="), std::string::npos);
+}
+
+TEST(Startup, AnEndOfStandardInputIsNoCommandToStop) {
+    ServerProcess server(ServerProcess::Setup{.standard_input_open = false});
+    server.wait_for_output(kPrompt);
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(WireClient(server).ask(callback(1)), hex("36 01 00 00 00"));
+    EXPECT_TRUE(server.running());
+    EXPECT_EQ(server.stop(SIGTERM), 1);
+}
+
+TEST(Shutdown, ClosesEveryConnectionAndLeavesWith1) {
+    ServerProcess server;
+    const WireClient one = WireClient::low(server);
+    const WireClient two = WireClient::high(server);
+    const WireClient half(server);
+    half.send_raw(hex("E3 01"));
+    EXPECT_EQ(server.stop(SIGTERM), 1);
+    one.expect_closed();
+    two.expect_closed();
+    half.expect_closed();
+}
+
+TEST(Shutdown, TheSamePortsServeAgainAtOnce) {
+    auto first = std::make_unique<ServerProcess>();
+    const WireClient client = WireClient::low(*first);
+    const auto ports = first->shared_ports();
+    EXPECT_EQ(first->stop(SIGTERM), 1);  // the connection is still in the system's hands
+    first.reset();
+    const ServerProcess second(ServerProcess::Setup{.ports = ports});
+    EXPECT_EQ(WireClient::low(second).id(), 1U);
+}
+
+TEST(Doors, ATakenClientPortIsReportedAndTheOthersServe) {
+    const auto ports = std::make_shared<PortBlock>();
+    const Socket holder = Socket::open(SOCK_STREAM);
+    const int on = 1;  // for what an earlier user of the port left behind; it does not share it
+    ::setsockopt(holder.descriptor(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    holder.bind(Address(0, 0, 0, 0), ports->client());
+    ASSERT_EQ(::listen(holder.descriptor(), 1), 0);
+    const ServerProcess server(ServerProcess::Setup{.ports = ports});
+    server.wait_for_output(
+        "Can't Listen for connections. Please adjust your proxy settings in the options tab.\n");
+    EXPECT_EQ(server.status(), (Status{0, 0}));
+}
+
+TEST(Doors, ATakenDatagramPortIsReportedAndTheOthersServe) {
+    const auto ports = std::make_shared<PortBlock>();
+    const Socket holder = Socket::open(SOCK_DGRAM);
+    holder.bind(Address(0, 0, 0, 0), ports->udp());
+    const ServerProcess server(
+        ServerProcess::Setup{.ready = ServerProcess::Ready::accepting, .ports = ports});
+    server.wait_for_output("ERROR: couldn't create UDPDoor\n");
+    EXPECT_EQ(WireClient::low(server).id(), 1U);
+}
+
+TEST(Threads, OneServesEverybody) {
+    const ServerProcess server("threads=1");
+    std::vector<WireClient> clients;
+    for (int i = 0; i < 20; ++i)
+        clients.push_back(WireClient::high(server));
+    for (const WireClient& client : clients)
+        EXPECT_EQ(client.users(anything()).size(), 20U);
+}
+
+TEST(Threads, NoneServeNobody) {
+    for (const char* none : {"threads=0", "threads=-3", "threads="}) {
+        ServerProcess server(
+            ServerProcess::Setup{.settings = none, .ready = ServerProcess::Ready::accepting});
+        const WireClient client(server);  // the system accepts, nobody takes it over
+        client.send(find_user(kNobody));
+        const Datagram asker(server);
+        constexpr std::chrono::milliseconds kLongEnough{300};
+        EXPECT_FALSE(asker.answers(kLongEnough)) << none;
+        EXPECT_FALSE(client.socket().readable(std::chrono::milliseconds(0))) << none;
+        EXPECT_EQ(server.stop(SIGTERM), 1) << none;
+    }
+}
+
+}  // namespace
+}  // namespace vorrim::wire

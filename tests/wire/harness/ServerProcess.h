@@ -1,0 +1,106 @@
+#pragma once
+// The real server program, started in a scratch folder of its own on ports of its own.
+//
+//     the test ── vorrim.ini ──► scratch folder ◄── log, vorrim.log ── vorrim
+//              ── SIGTERM, SIGKILL ──────────────────────────────────►
+//              ◄── standard output, standard error, exit status ──────
+//
+// Ending  The destructor stops the server with SIGTERM and makes the test fail when it had died
+//         before, does not stop, leaves with another status than 1, or a sanitizer spoke up.
+// Ports   Three free ones, kept apart from those of tests that run at the same time.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <sys/types.h>
+#include <vector>
+
+#include "tests/wire/harness/ScratchFolder.h"
+#include "tests/wire/harness/Socket.h"
+
+namespace vorrim::wire {
+
+// A port P for clients such that P (TCP), P + 2 (TCP, administration) and P + 4 (UDP) are free.
+// While the object lives no other test takes them.
+class PortBlock final {
+public:
+    PortBlock();
+    explicit PortBlock(std::uint16_t client_port) : client_(client_port) {}  // as it is, unclaimed
+
+    [[nodiscard]] std::uint16_t client() const { return client_; }
+    [[nodiscard]] std::uint16_t admin() const { return static_cast<std::uint16_t>(client_ + 2); }
+    [[nodiscard]] std::uint16_t udp() const { return static_cast<std::uint16_t>(client_ + 4); }
+
+private:
+    std::uint16_t client_ = 0;
+    Socket claim_;
+};
+
+struct Status {
+    std::uint32_t users = 0;
+    std::uint32_t files = 0;
+    bool operator==(const Status&) const = default;
+};
+
+class ServerProcess final {
+public:
+    enum class Ready {
+        answering,  // a status datagram is answered; no client has been counted
+        accepting,  // a TCP connection is made
+        at_once     // nothing is waited for
+    };
+
+    struct Setup {
+        // Lines of section "server", before the ports and thisIP=127.0.0.1: the first of two
+        // counts.
+        std::string settings{};
+        // The whole vorrim.ini instead; {port} and {adminPort} stand for the ports.
+        std::optional<std::string> ini{};
+        bool with_ini = true;
+        bool standard_input_open = true;
+        Ready ready = Ready::answering;
+        std::shared_ptr<ScratchFolder> folder{};  // one of an earlier run; by default a new one
+        std::shared_ptr<PortBlock> ports{};       // likewise
+    };
+
+    explicit ServerProcess(std::string_view settings = "");
+    explicit ServerProcess(const Setup& setup);
+    ServerProcess(const ServerProcess&) = delete;
+    ServerProcess& operator=(const ServerProcess&) = delete;
+    ~ServerProcess();
+
+    [[nodiscard]] const PortBlock& ports() const { return *ports_; }
+    [[nodiscard]] const std::shared_ptr<PortBlock>& shared_ports() const { return ports_; }
+    [[nodiscard]] const std::shared_ptr<ScratchFolder>& folder() const { return folder_; }
+    [[nodiscard]] pid_t pid() const { return pid_; }
+
+    [[nodiscard]] std::string output() const;  // standard output so far
+    [[nodiscard]] std::string errors() const;  // standard error so far
+    // Until standard output holds the text.
+    void wait_for_output(std::string_view text) const;
+
+    // By a status datagram.
+    [[nodiscard]] Status status() const;
+    void wait_for_status(const Status& wanted) const;
+    void wait_for_users(std::uint32_t wanted) const;
+
+    [[nodiscard]] bool running();
+    // The exit status; minus the signal's number when a signal ended it.
+    int stop(int signal);
+
+private:
+    void start(const Setup& setup);
+    void wait_until_ready(Ready ready);
+    void note_end(int wait_status);
+
+    std::shared_ptr<PortBlock> ports_;
+    std::shared_ptr<ScratchFolder> folder_;
+    ScratchFolder captured_;
+    Socket standard_input_;  // the end that the server reads from never comes
+    pid_t pid_ = -1;
+    std::optional<int> exit_;
+};
+
+}  // namespace vorrim::wire
