@@ -18,7 +18,8 @@ using Lines = std::vector<std::string>;
 
 inline Bytes little_endian(std::uint32_t value, int width) {
     Bytes bytes;
-    for (int i = 0; i < width; ++i) bytes += static_cast<char>(value >> (8 * i) & 0xFF);
+    for (int i = 0; i < width; ++i)
+        bytes += static_cast<char>(value >> (8 * i) & 0xFF);
     return bytes;
 }
 
@@ -35,7 +36,7 @@ inline std::string folded(std::string text) {
 struct ModelTag {
     int type = 3;  // 1 hash, 2 text, 3 integer
     std::string name;
-    std::string value;          // the text, or the 16 bytes
+    std::string value;  // the text, or the 16 bytes
     std::uint32_t number = 0;
 
     [[nodiscard]] bool is(int wanted_type, const std::string& wanted_name) const {
@@ -43,7 +44,9 @@ struct ModelTag {
     }
     [[nodiscard]] Bytes encode() const {
         return static_cast<char>(type) + counted(name) +
-               (type == 1 ? value : type == 2 ? counted(value) : little_endian(number, 4));
+               (type == 1   ? value
+                : type == 2 ? counted(value)
+                            : little_endian(number, 4));
     }
 };
 
@@ -56,7 +59,8 @@ struct ModelRecord {
     [[nodiscard]] Bytes encode() const {
         Bytes bytes = hash + little_endian(id, 4) + little_endian(port, 2) +
                       little_endian(static_cast<std::uint32_t>(tags.size()), 4);
-        for (const ModelTag& tag : tags) bytes += tag.encode();
+        for (const ModelTag& tag : tags)
+            bytes += tag.encode();
         return bytes;
     }
     void set_availability(std::uint32_t sources) {
@@ -106,7 +110,8 @@ struct ModelNode {
             case 1:
                 return any_tag([&](const ModelTag& tag) { return tag.type == 2 && contains(tag); });
             case 2:
-                return any_tag([&](const ModelTag& tag) { return tag.is(2, name) && contains(tag); });
+                return any_tag(
+                    [&](const ModelTag& tag) { return tag.is(2, name) && contains(tag); });
             case 3:
                 return any_tag([&](const ModelTag& tag) {
                     return tag.is(3, name) && compare(static_cast<std::int32_t>(tag.number), lines);
@@ -122,13 +127,21 @@ private:
     }
     bool compare(std::int32_t value, Lines& lines) const {
         switch (op) {
-            case 0: return value == number;
-            case 1: return value > number;
-            case 2: return value < number;
-            case 3: return value >= number;
-            case 4: return value <= number;
-            case 5: return value != number;
-            default: lines.emplace_back("Unknown Operation in SN_IntTagCompare"); return false;
+            case 0:
+                return value == number;
+            case 1:
+                return value > number;
+            case 2:
+                return value < number;
+            case 3:
+                return value >= number;
+            case 4:
+                return value <= number;
+            case 5:
+                return value != number;
+            default:
+                lines.emplace_back("Unknown Operation in SN_IntTagCompare");
+                return false;
         }
     }
     bool combine(const ModelRecord& record, Lines& lines) const {
@@ -138,20 +151,27 @@ private:
         }
         const bool left = children[0].evaluate(record, lines);
         switch (op) {
-            case 0: return left && children[1].evaluate(record, lines);
-            case 1: return left || children[1].evaluate(record, lines);
-            case 2: return left && !children[1].evaluate(record, lines);
-            case 3: return left != children[1].evaluate(record, lines);
-            default: return !left && children[1].evaluate(record, lines);
+            case 0:
+                return left && children[1].evaluate(record, lines);
+            case 1:
+                return left || children[1].evaluate(record, lines);
+            case 2:
+                return left && !children[1].evaluate(record, lines);
+            case 3:
+                return left != children[1].evaluate(record, lines);
+            default:
+                return !left && children[1].evaluate(record, lines);
         }
     }
 };
 
 // Texts cut into runs of other characters, at most 255 long.
-inline std::vector<std::string> model_words(const std::string& text, const std::string& separators) {
+inline std::vector<std::string> model_words(const std::string& text,
+                                            const std::string& separators) {
     std::vector<std::string> words(1);
     for (const char c : text) {
-        if (separators.find(c) != std::string::npos || words.back().size() == 255) words.emplace_back();
+        if (separators.find(c) != std::string::npos || words.back().size() == 255)
+            words.emplace_back();
         if (separators.find(c) == std::string::npos) words.back() += c;
     }
     std::erase(words, "");
@@ -163,7 +183,9 @@ inline std::uint32_t model_keyword_hash(const std::string& word) {
     const auto wrap = [](std::int64_t v) {
         return std::int64_t{static_cast<std::int32_t>(static_cast<std::uint32_t>(v))};
     };
-    const auto shifted_left = [&](std::int64_t v, int by) { return wrap(v * (std::int64_t{1} << by)); };
+    const auto shifted_left = [&](std::int64_t v, int by) {
+        return wrap(v * (std::int64_t{1} << by));
+    };
     for (const char c : folded(word)) {
         h = wrap(h + static_cast<signed char>(c));
         h = wrap(h + shifted_left(h, 10));
@@ -306,19 +328,22 @@ public:
     [[nodiscard]] std::size_t keyword_total() const { return lists_.size(); }
     [[nodiscard]] std::size_t file_total() const {
         std::size_t total = 0;
-        for (const auto& [number, bucket] : table_) total += bucket.size();
+        for (const auto& [number, bucket] : table_)
+            total += bucket.size();
         return total;
     }
     [[nodiscard]] std::size_t longest_list() const {
         std::size_t longest = 0;
-        for (const auto& [word, list] : lists_) longest = std::max(longest, list.size());
+        for (const auto& [word, list] : lists_)
+            longest = std::max(longest, list.size());
         return longest;
     }
 
 private:
     [[nodiscard]] std::uint32_t bucket_of(const Bytes& hash) const {
         std::uint32_t first = 0;
-        for (std::size_t i = 4; i-- > 0;) first = first << 8 | static_cast<unsigned char>(hash[i]);
+        for (std::size_t i = 4; i-- > 0;)
+            first = first << 8 | static_cast<unsigned char>(hash[i]);
         return first % buckets_;
     }
     [[nodiscard]] Entry* find(const Bytes& hash) const {

@@ -61,7 +61,7 @@ public:
         }
         --shard.size;
         --size_;
-        if (shard.size < shard.capacity / 4)
+        if (shard.size == 0 || shard.size < shard.capacity / 4)
             resize(shard, shard.size == 0 ? 0 : shard.size + shard.size / 2 + kFirstCapacity);
     }
 

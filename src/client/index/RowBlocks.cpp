@@ -29,13 +29,10 @@ RowBlocks::Block RowBlocks::make_array(std::uint32_t base, std::uint32_t capacit
     return block;
 }
 
-RowBlocks::Block RowBlocks::make_bitmap(std::span<const std::uint32_t> rows) {
+RowBlocks::Block RowBlocks::make_bitmap(std::uint32_t window_start) {
     Block block;
-    block.base = window_of(rows.front()) << kWindowBits;
-    block.count = static_cast<std::uint16_t>(rows.size());
+    block.base = window_start;
     block.data = std::make_unique<std::byte[]>(kBitmapBytes);
-    for (const std::uint32_t row : rows)
-        block.bits()[word_of(row)] |= bit_of(row);
     return block;
 }
 
@@ -90,20 +87,27 @@ void RowBlocks::append(std::uint32_t row) {
     blocks_.back().count = 1;
 }
 
-// The end of the last array holds enough rows of one window: they become its bitmap.
+// The end of the last array holds enough rows of one window: they become its bitmap, together with
+// those at the end of the array before, for a window's bitmap has all of its rows.
 void RowBlocks::turn_tail_dense() {
-    Block& last = blocks_.back();
-    const auto rows = last.array();
-    const std::uint32_t window_start = window_of(rows.back()) << kWindowBits;
-    const auto split = std::lower_bound(rows.begin(), rows.end(), window_start);
-    const auto before = static_cast<std::uint32_t>(split - rows.begin());
-    Block bitmap = make_bitmap(rows.subspan(before));
-    if (before == 0) {
-        last = std::move(bitmap);
-        return;
+    const std::uint32_t window_start = window_of(blocks_.back().array().back()) << kWindowBits;
+    Block bitmap = make_bitmap(window_start);
+    while (!blocks_.empty() && !blocks_.back().bitmap() &&
+           blocks_.back().array().back() >= window_start) {
+        Block& last = blocks_.back();
+        const auto rows = last.array();
+        const auto split = std::lower_bound(rows.begin(), rows.end(), window_start);
+        for (auto row = split; row != rows.end(); ++row)
+            bitmap.bits()[word_of(*row)] |= bit_of(*row);
+        const auto kept = static_cast<std::uint32_t>(split - rows.begin());
+        bitmap.count = static_cast<std::uint16_t>(bitmap.count + last.count - kept);
+        last.count = static_cast<std::uint16_t>(kept);
+        if (kept != 0) {
+            resize_array(last, kept);
+            break;
+        }
+        blocks_.pop_back();
     }
-    last.count = static_cast<std::uint16_t>(before);
-    resize_array(last, before);
     blocks_.push_back(std::move(bitmap));
 }
 

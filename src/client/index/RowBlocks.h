@@ -76,7 +76,7 @@ private:
     static constexpr std::uint32_t kFirstCapacity = 64;
 
     [[nodiscard]] static Block make_array(std::uint32_t base, std::uint32_t capacity);
-    [[nodiscard]] static Block make_bitmap(std::span<const std::uint32_t> rows);
+    [[nodiscard]] static Block make_bitmap(std::uint32_t window_start);
     static void resize_array(Block& block, std::uint32_t capacity);
     // The row number `index` of a bitmap, counted from 0.
     [[nodiscard]] static std::uint32_t select(const Block& block, std::uint32_t index) noexcept;

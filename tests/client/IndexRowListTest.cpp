@@ -1,0 +1,181 @@
+// RowList against a sorted vector, in all of its forms.
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <random>
+#include <vector>
+
+#include "client/index/RowList.h"
+#include "client/index/RowListTable.h"
+
+namespace vorrim {
+namespace {
+
+using Rows = std::vector<std::uint32_t>;
+
+// Takes the runs of a visit apart again; stops after `most` rows.
+struct Collector {
+    Rows found;
+    std::size_t most = SIZE_MAX;
+    std::size_t windows = 0;
+
+    bool take(std::uint32_t row) {
+        found.push_back(row);
+        return found.size() < most;
+    }
+    bool rows(std::span<const std::uint32_t> run) {
+        return std::all_of(run.begin(), run.end(), [this](std::uint32_t row) { return take(row); });
+    }
+    bool window(std::uint32_t base, RowBlocks::Window bits, std::uint32_t first) {
+        ++windows;
+        EXPECT_EQ(base % RowBlocks::kWindowRows, 0u);
+        for (std::uint32_t i = first - base; i < RowBlocks::kWindowRows; ++i)
+            if ((bits[i / 64] >> (i % 64) & 1) != 0 && !take(base + i)) return false;
+        return true;
+    }
+};
+
+Collector visited(const RowList& list, std::uint32_t from = 0, std::size_t most = SIZE_MAX) {
+    Collector collector{{}, most, 0};
+    const bool reached_end = list.visit(from, collector);
+    EXPECT_EQ(reached_end, collector.found.size() < most);
+    return collector;
+}
+
+void expect_same(const RowList& list, const Rows& rows, std::mt19937& random) {
+    ASSERT_EQ(list.size(), rows.size());
+    ASSERT_EQ(visited(list).found, rows);
+    Rows unpacked;
+    list.for_each([&](std::uint32_t row) { unpacked.push_back(row); });
+    ASSERT_EQ(unpacked, rows);
+    for (int i = 0; i < 4 && !rows.empty(); ++i) {
+        const auto index = static_cast<std::uint32_t>(random() % rows.size());
+        ASSERT_EQ(list.rank(rows[index]), index);
+        ASSERT_EQ(visited(list, index).found, Rows(rows.begin() + index, rows.end()));
+        const std::uint32_t other = rows[index] + static_cast<std::uint32_t>(random() % 5000);
+        ASSERT_EQ(list.rank(other),
+                  std::lower_bound(rows.begin(), rows.end(), other) - rows.begin());
+    }
+    ASSERT_TRUE(visited(list, list.size()).found.empty());
+    ASSERT_TRUE(visited(list, 0xFFFFFFFF).found.empty());
+}
+
+// One phase: so many appends and erasures per hundred, rows so far apart.
+struct Phase {
+    int operations;
+    std::uint32_t appends_percent;
+    std::uint32_t gap;
+};
+
+TEST(IndexRowList, KeepsTheRowsOfAVectorThroughAllForms) {
+    std::mt19937 random(7);
+    RowList list(42);
+    Rows rows;
+    std::uint32_t next = 0;
+    std::size_t windows = 0;
+    for (const Phase& phase :
+         {Phase{60, 55, 1}, Phase{3000, 90, 3}, Phase{9000, 80, 400}, Phase{30000, 95, 2},
+          Phase{20000, 10, 1}, Phase{9000, 70, 20}, Phase{30000, 2, 1}, Phase{9000, 60, 15}}) {
+        for (int i = 0; i < phase.operations; ++i) {
+            if (rows.empty() || random() % 100 < phase.appends_percent) {
+                next += 1 + static_cast<std::uint32_t>(random() % phase.gap);
+                list.append(next);
+                rows.push_back(next);
+            } else {
+                const auto at = rows.begin() + static_cast<std::ptrdiff_t>(random() % rows.size());
+                list.erase(*at);
+                rows.erase(at);
+            }
+            if (i % 997 == 0 || rows.size() < 4 || (rows.size() + 2) % 1024 < 4)
+                ASSERT_NO_FATAL_FAILURE(expect_same(list, rows, random));
+        }
+        windows += visited(list).windows;
+        ASSERT_NO_FATAL_FAILURE(expect_same(list, rows, random));
+    }
+    EXPECT_GT(windows, 0u) << "no frequent word was tested";
+    EXPECT_EQ(list.key(), 42u);
+
+    RowList moved = std::move(list);
+    ASSERT_NO_FATAL_FAILURE(expect_same(moved, rows, random));
+    moved.renumber([&](std::uint32_t row) {
+        return static_cast<std::uint32_t>(std::lower_bound(rows.begin(), rows.end(), row) -
+                                          rows.begin());
+    });
+    for (std::uint32_t i = 0; i < rows.size(); ++i)
+        rows[i] = i;
+    ASSERT_NO_FATAL_FAILURE(expect_same(moved, rows, random));
+}
+
+TEST(IndexRowList, AVisitStopsWhereItIsTold) {
+    RowList list;
+    for (std::uint32_t row = 0; row < 6000; ++row)
+        list.append(row < 3000 ? row : row * 100);
+    for (const std::size_t most : {1, 2, 700, 2999, 3000, 3001, 5999})
+        EXPECT_EQ(visited(list, 0, most).found.size(), most);
+}
+
+TEST(IndexRowList, GivesItsMemoryBack) {
+    RowList list;
+    Rows rows;
+    std::uint32_t row = 0;
+    for (int i = 0; i < 300000; ++i) {
+        // Stretches of frequent and of rare rows.
+        row += i / 10000 % 2 == 0 ? 2 : 50;
+        rows.push_back(row);
+        list.append(row);
+    }
+    for (std::size_t i = 0; i < rows.size(); ++i)
+        if (i % 1000 != 0) list.erase(rows[i]);
+    EXPECT_EQ(list.size(), 300u);
+    EXPECT_LT(list.heap_bytes(), 8 * 1024u);
+    for (std::size_t i = 0; i < rows.size(); i += 1000)
+        list.erase(rows[i]);
+    EXPECT_TRUE(list.empty());
+    EXPECT_EQ(list.heap_bytes(), 0u);
+}
+
+TEST(IndexRowList, DenseRowsCostBits) {
+    RowList list;
+    for (std::uint32_t row = 0; row < 1000000; row += 4)
+        list.append(row);
+    EXPECT_LT(list.heap_bytes(), 250000 * 4 / 5u);
+}
+
+TEST(IndexRowListTable, HoldsOneListPerKeyAndDropsEmptyOnes) {
+    std::mt19937 random(11);
+    RowListTable table;
+    std::vector<Rows> model(3000);
+    std::uint32_t next = 0;
+    for (int i = 0; i < 60000; ++i) {
+        const auto key = static_cast<std::uint32_t>(random() % model.size());
+        Rows& rows = model[key];
+        const std::uint32_t wire_key = key * 2654435761u;
+        if (rows.empty() || random() % 2 == 0) {
+            EXPECT_EQ(table.append(wire_key, next), rows.empty());
+            rows.push_back(next++);
+        } else {
+            const auto at = rows.begin() + static_cast<std::ptrdiff_t>(random() % rows.size());
+            const std::uint32_t row = *at;
+            rows.erase(at);
+            EXPECT_EQ(table.erase(wire_key, row), rows.empty());
+        }
+    }
+    std::size_t lists = 0;
+    for (std::uint32_t key = 0; key < model.size(); ++key) {
+        const RowList* const list = table.find(key * 2654435761u);
+        ASSERT_EQ(list != nullptr, !model[key].empty());
+        if (list == nullptr) continue;
+        ++lists;
+        EXPECT_EQ(visited(*list).found, model[key]);
+    }
+    EXPECT_EQ(table.size(), lists);
+    EXPECT_EQ(table.find(1), nullptr);
+
+    for (std::uint32_t key = 0; key < model.size(); ++key)
+        for (const std::uint32_t row : model[key])
+            table.erase(key * 2654435761u, row);
+    EXPECT_EQ(table.size(), 0u);
+    EXPECT_EQ(table.heap_bytes(), 0u);
+}
+
+}  // namespace
+}  // namespace vorrim
