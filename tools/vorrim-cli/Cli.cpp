@@ -3,6 +3,7 @@
 #include <clocale>
 #include <cstdarg>
 #include <cstdio>
+#include <memory>
 
 #include "Commands.h"
 #include "Text.h"
@@ -56,8 +57,8 @@ int run_cli(int argc, const char* const* argv) {
     const Terminal terminal = Terminal::detect();
     Silence silence;
     const ScopedOutput quiet(silence);
-    kx_tcpip_protocol net;
-    const Context context{parsed.options, terminal, net};
+    const std::unique_ptr<kx_net_protocol> net = kx_create_tcpip_protocol();
+    const Context context{parsed.options, terminal, *net};
     try {
         return static_cast<int>(run(context));
     } catch (const Failure& failure) {

@@ -71,8 +71,13 @@ void print_json(const nlohmann::json& document) {
     print_line(document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
+void clear_progress(const Context& context) {
+    if (context.terminal.errors_are_terminal()) std::fputs("\r\x1b[K", stderr);
+}
+
 void print_aside(const Context& context, std::string_view text) {
     if (!context.terminal.errors_are_terminal() || context.options.json) return;
+    clear_progress(context);
     std::fprintf(stderr, "%s\n", context.terminal.on_errors(Style::dim, text).c_str());
 }
 

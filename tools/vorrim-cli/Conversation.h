@@ -45,6 +45,8 @@ private:
 void print(std::string_view text);
 void print_line(std::string_view text);
 void print_json(const nlohmann::json& document);
+// Takes away what a progress line may have left on the terminal.
+void clear_progress(const Context& context);
 // Standard error, and only when it is a terminal.
 void print_aside(const Context& context, std::string_view text);
 

@@ -48,19 +48,22 @@ ServerStatus Datagrams::status() {
 }
 
 Datagrams::Answers Datagrams::ask(const kx_memory_file& question, Opcode answer) {
-    Answers answers{{}, false};
+    Answers answers{{}, false, {}};
     for (int attempt = 0; attempt < kTries && answers.datagrams.empty(); ++attempt) {
+        const auto sent_at = Clock::now();
         send(question);
         const std::uint32_t challenge = send_status_request();
-        auto deadline = Clock::now() + timeout_ / kTries;
+        auto deadline = sent_at + timeout_ / kTries;
         while (const auto datagram = receive(deadline)) {
             kx_memory_file data = kx_memory_file::reading(*datagram);
             try {
                 const std::uint8_t opcode = read_8(data);
                 if (opcode == to_byte(answer)) {
                     answers.datagrams.emplace_back(datagram->begin(), datagram->end());
+                    answers.elapsed = Clock::now() - sent_at;
                 } else if (opcode == to_byte(Opcode::OP_UDP_STATUS) && read_32(data) == challenge) {
                     answers.complete = true;
+                    answers.elapsed = Clock::now() - sent_at;
                     deadline = std::min(deadline, Clock::now() + kStragglers);
                 }
             } catch (const kx_err&) {

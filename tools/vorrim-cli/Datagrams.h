@@ -36,6 +36,7 @@ public:
     struct Answers {
         std::vector<std::vector<std::byte>> datagrams;
         bool complete;  // the end was seen; otherwise something may have been lost
+        std::chrono::nanoseconds elapsed{};  // from the question to the last of them, or to the end
     };
     [[nodiscard]] Answers ask(const kx_memory_file& question, Opcode answer);
 

@@ -1,9 +1,9 @@
 // Publishing, and staying: what a client has published lasts as long as its connection.
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
-#include <limits>
 #include <poll.h>
 
 #include "Commands.h"
@@ -23,7 +23,8 @@ using Clock = std::chrono::steady_clock;
 class ProgressLine {
 public:
     explicit ProgressLine(const Context& context)
-        : shown_(context.terminal.errors_are_terminal() && !context.options.json) {}
+        : context_(context),
+          shown_(context.terminal.errors_are_terminal() && !context.options.json) {}
     ~ProgressLine() { clear(); }
     ProgressLine(const ProgressLine&) = delete;
     ProgressLine& operator=(const ProgressLine&) = delete;
@@ -49,10 +50,11 @@ public:
     }
 
     void clear() {
-        if (shown_) std::fputs("\r\x1b[K", stderr);
+        if (shown_) clear_progress(context_);
     }
 
 private:
+    const Context& context_;
     bool shown_;
     Clock::time_point start_ = Clock::now();
 };
@@ -117,6 +119,7 @@ Outcome run_publish(const Context& context) {
     session.on_callback([&context](ClientId asker, std::uint16_t port) {
         const std::string line =
             dotted(asker) + ':' + std::to_string(port) + " asks this client to connect";
+        clear_progress(context);
         // With --json, standard output holds one document and nothing else.
         if (context.options.json) {
             std::fprintf(stderr, "%s\n", line.c_str());

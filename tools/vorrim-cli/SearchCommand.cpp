@@ -116,11 +116,10 @@ Findings search_by_datagram(const Context& context, const SearchKind& kind,
         throw Failure("this search is too long for a datagram");
     }
     Findings found;
-    const auto start = Clock::now();
     const Datagrams::Answers answers =
         Datagrams(context.net, context.server(), context.options.timeout)
             .ask(question, Opcode::OP_UDP_SEARCH_RESULT);
-    found.elapsed = Clock::now() - start;
+    found.elapsed = answers.elapsed;
     found.complete = answers.complete;
     for (const auto& datagram : answers.datagrams) {
         kx_memory_file data = kx_memory_file::reading(std::span(datagram).subspan(1));

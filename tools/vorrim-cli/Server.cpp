@@ -1,5 +1,6 @@
 #include "Server.h"
 
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <system_error>
 
@@ -30,6 +31,12 @@ std::unique_ptr<kx_net_socket> connect_to(kx_net_protocol& net, const Server& se
     if (!address) throw Failure("no such host: " + printable(server.host));
     address->set_port(server.port);
     const std::string what = "cannot connect to " + printable(server.text()) + ": ";
+    if (const std::string proxy = net.proxy_name(); !proxy.empty() && type == SocketType::stream) {
+        std::unique_ptr<kx_net_socket> socket = net.connect(*address, type, ConnectMode::blocking);
+        if (!socket) throw Failure(what + "no way through the proxy " + printable(proxy));
+        socket->set_blocking(false);
+        return socket;
+    }
     std::unique_ptr<kx_net_socket> socket = net.connect(*address, type, ConnectMode::non_blocking);
     if (!socket) throw Failure(what + "the system gives no socket");
     const std::uint32_t ready =
@@ -39,6 +46,12 @@ std::unique_ptr<kx_net_socket> connect_to(kx_net_protocol& net, const Server& se
         throw Failure(what + std::generic_category().message(error));
     }
     if (!socket->connected()) throw Failure(what + "the network is unreachable");
+    if (type == SocketType::stream) {
+        // Requests are whole when they are written; holding them back would cost every answer the
+        // peer's delayed acknowledgement.
+        const int on = 1;
+        ::setsockopt(socket->handle(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    }
     return socket;
 }
 

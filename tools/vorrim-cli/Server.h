@@ -23,8 +23,9 @@ struct Server {
     static constexpr std::uint16_t kDatagramPortOffset = 4;
 };
 
-// A socket that is connected to the server; raises Failure with the reason when there is none
-// within the time.
+// A socket that is connected to the server and does not block; raises Failure with the reason when
+// there is none within the time. A connection that goes through a proxy is given the proxy's time
+// instead, which is longer; datagrams never do.
 [[nodiscard]] std::unique_ptr<kx_net_socket> connect_to(kx_net_protocol& net, const Server& server,
                                                         SocketType type,
                                                         std::chrono::milliseconds timeout);

@@ -1,6 +1,9 @@
 #include "Session.h"
 
 #include <algorithm>
+#include <array>
+#include <span>
+#include <sys/uio.h>
 #include <utility>
 
 #include "Failure.h"
@@ -55,17 +58,26 @@ ClientId Session::login(const std::string& name, std::uint16_t port) {
 }
 
 void Session::send(Packet packet) {
+    // Header and payload leave in one segment.
+    const auto piece = [](std::span<const std::byte> bytes) {
+        return iovec{const_cast<std::byte*>(bytes.data()), bytes.size()};
+    };
+    std::array<iovec, 2> pieces = {piece(packet.header()), piece(packet.payload())};
     auto deadline = Clock::now() + timeout_;
     for (;;) {
-        std::uint32_t count = 0;
-        switch (packet.send(*socket_, count)) {
-            case Progress::done:
-                return;
-            case Progress::failed:
-                fail_closed();
-            case Progress::pending:
-                break;
+        const std::int32_t count = socket_->write_gathered(pieces);
+        if (count < 0) {
+            handle_arrived();  // its last words may be waiting
+            fail_closed();
         }
+        auto gone = static_cast<std::size_t>(count);
+        for (iovec& rest : pieces) {
+            const std::size_t taken = std::min(gone, rest.iov_len);
+            rest.iov_base = static_cast<std::byte*>(rest.iov_base) + taken;
+            rest.iov_len -= taken;
+            gone -= taken;
+        }
+        if (pieces.back().iov_len == 0) return;
         // A server that takes something, however slowly, is given time for the rest.
         if (count > 0) deadline = Clock::now() + timeout_;
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
