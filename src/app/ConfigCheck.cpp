@@ -68,6 +68,8 @@ private:
         if (name == SettingName::thisIP) {
             add(name, ipToText(settings_.thisIP), given,
                 lines_.empty() ? "default" : "this host's first address");
+        } else if (name == SettingName::adminBind) {
+            add(name, settings_.adminBind == 0 ? "all" : ipToText(settings_.adminBind), given);
         } else {
             add(name, given ? ipToText(textToIp(*settings_.seedIP)) : "none", given);
         }

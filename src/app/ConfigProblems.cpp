@@ -184,7 +184,10 @@ private:
             case SettingKind::address:
                 if (!is_address(value))
                     add(std::string(key.name) + " is no IPv4 address: " + quoted(value) +
-                        " counts as " + ipToText(textToIp(value)));
+                        " counts as " +
+                        ipToText(key.name == SettingName::adminBind
+                                     ? ServerSettings::bindAddress(value)
+                                     : textToIp(value)));
                 break;
             case SettingKind::text:
             case SettingKind::row:

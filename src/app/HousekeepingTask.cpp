@@ -11,7 +11,32 @@ namespace vorrim {
 
 void HousekeepingTask::run_once() {
     cycle();
-    pause(kCycle);
+    const auto end = std::chrono::steady_clock::now() + kCycle;
+    while (take_request(end))
+        upkeep();
+}
+
+void HousekeepingTask::requestUpkeep() {
+    const kx_guard hold(request_lock_);
+    ++requests_;
+    requested_.notify_all();
+}
+
+void HousekeepingTask::wake() {
+    const kx_guard hold(request_lock_);
+    requested_.notify_all();
+}
+
+bool HousekeepingTask::take_request(std::chrono::steady_clock::time_point until) {
+    const kx_guard hold(request_lock_);
+    while (!stop_requested()) {
+        if (requests_ > 0) {
+            --requests_;
+            return true;
+        }
+        if (!requested_.wait_until(request_lock_, until)) return false;
+    }
+    return false;
 }
 
 void HousekeepingTask::cycle() {
@@ -23,11 +48,14 @@ void HousekeepingTask::cycle() {
     }
     if (serverCountdown_ < 0) {
         serverCountdown_ = kServerCountdown;
-        if (directory_ != nullptr) {
-            directory_->save();
-            directory_->sweep();
-        }
+        upkeep();
     }
+}
+
+void HousekeepingTask::upkeep() {
+    if (directory_ == nullptr) return;
+    directory_->save();
+    directory_->sweep();
 }
 
 void HousekeepingTask::announce_status() const {

@@ -9,11 +9,15 @@
 // A cycle is its work and then five seconds, so that the periods are a little over a minute and
 // about an hour.
 //
+// Between two cycles the directory is also looked after when somebody asks for it.
+//
 // Threads: its own; it reads the client table and the index through their own operations.
 
 #include <chrono>
 #include <cstdint>
 
+#include "base/Annotations.h"
+#include "base/kx_critical_section.h"
 #include "client/ClientTable.h"
 #include "client/FileIndex.h"
 #include "net/kx_thread.h"
@@ -41,6 +45,9 @@ public:
         : clients_(clients), files_(files), directory_(directory) {}
     ~HousekeepingTask() override { stop(); }
 
+    // Any thread: saves and sweeps soon, once for each call, whatever the cycles say.
+    void requestUpkeep();
+
     void run_once() override;
     // The work of one cycle, without the wait.
     void cycle();
@@ -50,13 +57,21 @@ private:
     static constexpr std::int32_t kStatusCountdown = 12;
     static constexpr std::int32_t kServerCountdown = 720;
 
+    void wake() override;
+    void upkeep();
     void announce_status() const;
+    // Waits for a request; false when the moment has come or a stop is asked for.
+    [[nodiscard]] bool take_request(std::chrono::steady_clock::time_point until);
 
     const ClientTable& clients_;
     const FileIndex& files_;
     DirectoryUpkeep* const directory_;
     std::int32_t statusCountdown_ = kStatusCountdown;
     std::int32_t serverCountdown_ = 0;
+
+    kx_critical_section request_lock_;
+    kx_condition requested_;
+    std::uint32_t requests_ GUARDED_BY(request_lock_) = 0;
 };
 
 }  // namespace vorrim

@@ -8,13 +8,13 @@
 #include "app/DescriptorLimit.h"
 #include "app/SettingKeys.h"
 #include "base/file/kx_disk_file.h"
-#include "base/file/primitives.h"
 #include "base/kx_debug_console.h"
 #include "base/kx_err.h"
 #include "client/ClientDoor.h"
 #include "client/ExClientDoor.h"
 #include "client/KeywordFileIndex.h"
 #include "meta/ClientId.h"
+#include "net/ControllerDoor.h"
 #include "net/Door.h"
 #include "platform/message_box.h"
 
@@ -34,29 +34,6 @@ void log_message_box(std::string_view caption, std::string_view text) {
         output->log(std::string(caption) + ": " + std::string(text) + '\n');
 }
 
-// Without discovery there are no other servers.
-class NoOtherServers final : public KnownServers {
-public:
-    [[nodiscard]] bool is_public() const override { return false; }
-    void onHello(std::uint32_t, std::uint16_t) override {}
-    void onListHeader(std::uint32_t, std::uint16_t) override {}
-    void learn(std::uint32_t, std::uint16_t) override {}
-    void writeWorkingList(kx_memory_file& out) const override { write_8(out, 0); }
-};
-
-// Keeps the administration port and turns everybody away: there are no sessions for them yet.
-class AdministrationDoor final : public Door {
-public:
-    AdministrationDoor(socketPool& pool, std::uint16_t port) : Door(pool, port) {}
-
-private:
-    [[nodiscard]] bool may_accept() override { return false; }
-    [[nodiscard]] std::unique_ptr<Connection> create_connection(std::unique_ptr<kx_net_socket>,
-                                                                socketPool&) override {
-        return nullptr;
-    }
-};
-
 }  // namespace
 
 std::uint32_t localAddress(kx_net_protocol& net) {
@@ -64,8 +41,8 @@ std::uint32_t localAddress(kx_net_protocol& net) {
     return host.addresses.empty() ? 0 : host.addresses.front().value();
 }
 
-Server::Server(kx_net_protocol& net, const Clock& clock, Random random)
-    : net_(net), random_(random), pool_(net, clock) {
+Server::Server(kx_net_protocol& net, const Clock& clock, Random random, ConsoleInput& input)
+    : net_(net), input_(input), random_(random), throttle_(clock), pool_(net, clock) {
     log_of_boxes = &output_;
     set_message_box_hook(&log_message_box);
 }
@@ -93,9 +70,15 @@ void Server::start(const std::string& settings_file) {
             static_cast<unsigned long long>(needed));
 
     start_workers();
+    directory_.start();
+    housekeeping_.emplace(clients_, *files_, &directory_);
     open_doors();
-    housekeeping_.emplace(clients_, *files_, nullptr);
     housekeeping_->start();
+    serving_ = true;
+}
+
+void Server::run() {
+    console_->run(settings_.console);
 }
 
 void Server::load(const std::string& settings_file) {
@@ -122,12 +105,17 @@ void Server::make_service(LoadedSettings loaded) {
     files_->init(settings_.tableSize);
     for (const std::string& room : loaded.rooms)
         rooms_.add(room);
-    servers_ = std::make_unique<NoOtherServers>();
     own_record_ = FrozenRecord::from(settings_);
     service_settings_ = {settings_.maxClients, settings_.maxSearchResults, settings_.minVersion,
                          settings_.maxVersion};
     service_.emplace(ClientService{service_settings_, own_record_, clients_, *files_, rooms_,
-                                   settings_.welcome, *servers_});
+                                   settings_.welcome, directory_});
+    console_.emplace(
+        input_, settings_, *service_, directory_, [this] { housekeeping_->requestUpkeep(); },
+        random_);
+    if (loaded.administrator)
+        console_->setRemoteCredentials(std::move(loaded.administrator->name),
+                                       std::move(loaded.administrator->password));
 }
 
 void Server::start_workers() {
@@ -144,8 +132,9 @@ void Server::start_workers() {
 }
 
 void Server::open_doors() {
-    Door::open(std::make_unique<AdministrationDoor>(pool_, settings_.administrationPort()), pool_,
-               kProxyWait);
+    Door::open(std::make_unique<ControllerDoor>(pool_, settings_.administrationPort(),
+                                                settings_.adminBind, *console_, throttle_),
+               pool_, kProxyWait);
     Door::open(std::make_unique<ClientDoor>(pool_, settings_.clientPort(), *service_), pool_,
                kProxyWait);
     UDPDoor::open(std::make_unique<ExClientDoor>(pool_, settings_.datagramPort(), *service_), pool_,
@@ -157,6 +146,8 @@ void Server::stop() {
     for (const auto& worker : workers_)
         worker->stop();
     pool_.delete_all();
+    // After a start that failed half-way the list in memory says nothing.
+    if (std::exchange(serving_, false)) directory_.save();
 }
 
 }  // namespace vorrim

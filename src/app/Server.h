@@ -15,7 +15,10 @@
 #include <string>
 #include <vector>
 
+#include "app/ConsoleInput.h"
 #include "app/HousekeepingTask.h"
+#include "app/ServerConsole.h"
+#include "app/ServerDirectory.h"
 #include "app/ServerOutput.h"
 #include "app/ServerSettings.h"
 #include "base/Clock.h"
@@ -25,9 +28,9 @@
 #include "client/ClientService.h"
 #include "client/ClientTable.h"
 #include "client/FileIndex.h"
-#include "client/KnownServers.h"
 #include "client/RoomList.h"
 #include "meta/FrozenRecord.h"
+#include "net/LoginThrottle.h"
 #include "net/Worker.h"
 #include "net/kx_net.h"
 #include "net/socketPool.h"
@@ -40,18 +43,21 @@ namespace vorrim {
 class Server final {
 public:
     // Opens the log and makes the server's output the current one. `random` keys what clients could
-    // otherwise aim at.
-    Server(kx_net_protocol& net, const Clock& clock, Random random);
+    // otherwise aim at. `input` is the operator.
+    Server(kx_net_protocol& net, const Clock& clock, Random random, ConsoleInput& input);
     // Stops what runs.
     ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
     // Reads the settings and serves. A port that cannot be opened is reported and left out. Raises
-    // kx_err when the system refuses a thread or a readiness set; what runs then stops with the
-    // destructor. Call once.
+    // kx_err when the system refuses a thread or a readiness set or the server list file is cut
+    // short; what runs then stops with the destructor. Call once.
     void start(const std::string& settings_file);
-    // Returns when nothing runs any more and every connection is closed. May be called again.
+    // The operator's part: returns when the server has been told to stop. After start.
+    void run();
+    // Returns when nothing runs any more, every connection is closed and the server list saved. May
+    // be called again.
     void stop();
 
     [[nodiscard]] const ServerSettings& settings() const noexcept { return settings_; }
@@ -69,14 +75,18 @@ private:
     ScopedOutput current_{output_};
     std::unique_ptr<kx_file> debug_log_;  // none unless the settings ask for a log
 
+    ConsoleInput& input_;
     Random random_;
+    ServerDirectory directory_{settings_, net_};
+    LoginThrottle throttle_;
     ClientTable clients_{random_};
     std::unique_ptr<FileIndex> files_;
     RoomList rooms_;
-    std::unique_ptr<KnownServers> servers_;
     FrozenRecord own_record_;
     ServiceSettings service_settings_;
     std::optional<ClientService> service_;
+    std::optional<ServerConsole> console_;
+    bool serving_ = false;
 
     socketPool pool_;  // with every connection, so it goes before what they use
     std::vector<std::unique_ptr<Worker>> workers_;

@@ -28,6 +28,12 @@ ServerSettings::ServerSettings() {
     setPort(clientPort());
 }
 
+std::uint32_t ServerSettings::bindAddress(std::string_view text) noexcept {
+    constexpr std::string_view kAll = "0.0.0.0";
+    const std::uint32_t address = textToIp(text);
+    return address != 0 || text == kAll ? address : textToIp("127.0.0.1");
+}
+
 std::uint16_t ServerSettings::clientPort() const noexcept {
     return static_cast<std::uint16_t>(port);
 }
@@ -78,6 +84,8 @@ void ServerSettings::apply(const IniFile& ini, Output& output, const LocalAddres
     thisIP = address ? textToIp(*address) : local_address();
     setId(thisIP);
     if (const auto seed = ini.getString(kSection, SettingName::seedIP)) seedIP = *seed;
+    if (const auto bind = ini.getString(kSection, SettingName::adminBind))
+        adminBind = bindAddress(*bind);
 
     read_row(ini, SettingName::welcome, [&](std::string_view line) { welcome.append(line); });
     read_row(ini, SettingName::room,

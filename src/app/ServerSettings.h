@@ -60,6 +60,7 @@ public:
     std::int32_t maxSearchResults = 200;
     std::int32_t port = 4661;
     std::int32_t adminPort = 4663;
+    std::uint32_t adminBind = 0;  // administrators come in on this local address; 0: on all
     std::int32_t threads = 5;
     std::int32_t minVersion = 50;
     std::int32_t maxVersion = 2000;
@@ -78,6 +79,10 @@ public:
     [[nodiscard]] std::uint16_t clientPort() const noexcept;
     [[nodiscard]] std::uint16_t datagramPort() const noexcept;
     [[nodiscard]] std::uint16_t administrationPort() const noexcept;
+
+    // What a value of `adminBind` means. A text that is no address counts as 127.0.0.1, so that a
+    // slip never opens the door to everybody.
+    [[nodiscard]] static std::uint32_t bindAddress(std::string_view text) noexcept;
 
 private:
     void apply(const IniFile& ini, Output& output, const LocalAddress& local_address,

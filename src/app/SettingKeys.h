@@ -44,6 +44,7 @@ inline constexpr std::string_view name = "name";
 inline constexpr std::string_view desc = "desc";
 inline constexpr std::string_view thisIP = "thisIP";
 inline constexpr std::string_view seedIP = "seedIP";
+inline constexpr std::string_view adminBind = "adminBind";
 inline constexpr std::string_view welcome = "welcome";
 inline constexpr std::string_view room = "room";
 inline constexpr std::string_view filter = "filter";
@@ -72,6 +73,7 @@ inline constexpr auto kSettingKeys = [] {
         Key::numeric("maxVersion", &ServerSettings::maxVersion, 0, kAny),
         Key::numeric("tableSize", &ServerSettings::tableSize, 1, kAny),
         Key::numeric("adminPort", &ServerSettings::adminPort, 1, kHighestPort),
+        Key::other(SettingName::adminBind, SettingKind::address),
         Key::other(SettingName::welcome, SettingKind::row),
         Key::other(SettingName::room, SettingKind::row),
         Key::other(SettingName::filter, SettingKind::row),

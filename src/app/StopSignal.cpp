@@ -30,28 +30,46 @@ StopSignal::StopSignal() {
     if (!is_ignored(SIGHUP)) sigaddset(&signals, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     signal_ = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-    cleared_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (signal_ < 0 || cleared_ < 0) kx_error("no descriptor for the stop signal");
+    woken_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (signal_ < 0 || woken_ < 0) kx_error("no descriptor for the stop signal");
 }
 
 StopSignal::~StopSignal() {
     ::close(signal_);
-    ::close(cleared_);
+    ::close(woken_);
 }
 
-void StopSignal::clear() noexcept {
-    running_ = false;
+void StopSignal::wake() noexcept {
     const std::uint64_t one = 1;
-    [[maybe_unused]] const auto written = ::write(cleared_, &one, sizeof(one));
+    [[maybe_unused]] const auto written = ::write(woken_, &one, sizeof(one));
 }
 
-void StopSignal::wait() {
-    std::array<pollfd, 2> events{pollfd{signal_, POLLIN, 0}, pollfd{cleared_, POLLIN, 0}};
-    while (running_) {
-        if (::poll(events.data(), events.size(), -1) <= 0) continue;
-        signalfd_siginfo received;
-        if (::read(signal_, &received, sizeof(received)) > 0) running_ = false;
+bool StopSignal::poll_with(int descriptor, int timeout_ms) {
+    std::array<pollfd, 2> events{pollfd{signal_, POLLIN, 0}, pollfd{descriptor, POLLIN, 0}};
+    if (::poll(events.data(), events.size(), timeout_ms) <= 0) return false;
+    signalfd_siginfo received;
+    if (::read(signal_, &received, sizeof(received)) > 0) signalled_ = true;
+    return events[1].revents != 0;
+}
+
+StopSignal::Event StopSignal::waitReadable(int descriptor) {
+    while (!signalled_) {
+        if (poll_with(descriptor, -1) && !signalled_) return Event::readable;
     }
+    return Event::signalled;
+}
+
+StopSignal::Event StopSignal::wait() {
+    if (waitReadable(woken_) == Event::signalled) return Event::signalled;
+    std::uint64_t count = 0;
+    [[maybe_unused]] const auto drained = ::read(woken_, &count, sizeof(count));
+    return Event::woken;
+}
+
+bool StopSignal::signalled() {
+    constexpr int kNoDescriptor = -1;  // poll passes it over
+    if (!signalled_) poll_with(kNoDescriptor, 0);
+    return signalled_;
 }
 
 }  // namespace vorrim

@@ -8,6 +8,7 @@
 #include "app/ConfigCheck.h"
 #include "app/Options.h"
 #include "app/Server.h"
+#include "app/StandardInput.h"
 #include "app/StopSignal.h"
 #include "base/Clock.h"
 #include "base/Output.h"
@@ -41,16 +42,15 @@ int check_config(const Options& options) {
 
 int serve(const Options& options) {
     StopSignal stop_signal;
+    StandardInput input(stop_signal, STDIN_FILENO, STDOUT_FILENO);
     kx_tcpip_protocol net;
     // Outlives the report of an error, which goes to its log too.
     std::optional<Server> server;
     return kx_run_main([&] {
         kx_init();
-        server.emplace(net, system_clock(), Random::from_system());
+        server.emplace(net, system_clock(), Random::from_system(), input);
         server->start(options.settings_file);
-        if (server->settings().console)
-            current_output().printLine("Enter commands at any time (type '?' for help)\n");
-        stop_signal.wait();
+        server->run();
         server->stop();
         kx_uninit();
     });

@@ -56,6 +56,8 @@ TEST(ConfigCheck, JudgesValues) {
               "2: seedIP is no IPv4 address: \"1.2.3.400\" counts as 1.2.3.144\n");
     EXPECT_EQ(problem_of("thisIP=localhost"),
               "2: thisIP is no IPv4 address: \"localhost\" counts as 0.0.0.0\n");
+    EXPECT_EQ(problem_of("adminBind=localhost"),
+              "2: adminBind is no IPv4 address: \"localhost\" counts as 127.0.0.1\n");
     EXPECT_EQ(problem_of("filter[0]=()"), "2: a bad filter is passed over: \"()\"\n");
     EXPECT_EQ(problem_of("name"), "2: \"name\" has no value\n");
     EXPECT_EQ(problem_of("name=a\0b"s), "2: a NUL byte: the line ends there\n");

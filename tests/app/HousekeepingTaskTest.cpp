@@ -1,7 +1,9 @@
+#include <atomic>
 #include <chrono>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "app/HousekeepingTask.h"
@@ -73,6 +75,31 @@ TEST_F(HousekeepingTaskTest, EveryConnectionGetsTheStatusEvery13Cycles) {
         EXPECT_EQ(read_all(*there), cycle % 13 == 0 ? status : Bytes()) << cycle;
     }
     pool_.delete_all();
+}
+
+TEST_F(HousekeepingTaskTest, EachRequestIsMetAtOnceAndMovesNoCycle) {
+    std::atomic<int> sweeps{0};
+    class Counter final : public DirectoryUpkeep {
+    public:
+        explicit Counter(std::atomic<int>& count) : count_(count) {}
+        void save() override {}
+        void sweep() override { ++count_; }
+
+    private:
+        std::atomic<int>& count_;
+    };
+    Counter counter(sweeps);
+    HousekeepingTask task(clients_, files_, &counter);
+    task.requestUpkeep();
+    task.start();
+    for (int i = 0; i < 20; ++i)
+        task.requestUpkeep();
+    const auto start = std::chrono::steady_clock::now();
+    while (sweeps < 1 + 21)
+        std::this_thread::yield();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, HousekeepingTask::kCycle);
+    task.stop();
+    EXPECT_EQ(sweeps, 1 + 21);
 }
 
 TEST_F(HousekeepingTaskTest, StopDoesNotWaitForTheCycleToEnd) {

@@ -66,6 +66,19 @@ TEST_F(ServerSettingsTest, WithAFileTheRecordHasBothTextsAndTheHostsAddress) {
     EXPECT_EQ(printed(), "");
 }
 
+TEST_F(ServerSettingsTest, ABindAddressThatIsNoneNeverMeansEverybody) {
+    for (const auto& [text, address] :
+         std::vector<std::pair<std::string, std::uint32_t>>{{"0.0.0.0", 0},
+                                                            {"10.0.0.1", 0x0100000A},
+                                                            {"", 0x0100007F},
+                                                            {"localhost", 0x0100007F},
+                                                            {"0", 0x0100007F},
+                                                            {"256.0.0.0", 0x0100007F}}) {
+        load("adminBind=" + text);
+        EXPECT_EQ(settings_.adminBind, address) << text;
+    }
+}
+
 TEST_F(ServerSettingsTest, EveryKeyReachesItsField) {
     const LoadedSettings loaded = load(
         "maxClients=1\nname=N\ndesc=D\npublic=true\nlogFile=true\nconsole=false\nverbose=true\n"

@@ -28,8 +28,8 @@ public:
     [[nodiscard]] kx_host_info local_host_info() override { return {"host", {}, addresses}; }
     [[nodiscard]] std::unique_ptr<kx_net_socket> listen_at(const kx_ip_address& local, int,
                                                            SocketType type) override {
-        asked += (type == SocketType::stream ? "tcp " : "udp ") +
-                 std::to_string(local.get_port()) + ' ';
+        asked +=
+            (type == SocketType::stream ? "tcp " : "udp ") + std::to_string(local.get_port()) + ' ';
         return nullptr;
     }
 
@@ -40,14 +40,24 @@ private:
     kx_tcpip_protocol real_;
 };
 
+class NoOperator final : public ConsoleInput {
+public:
+    [[nodiscard]] Event readLine(std::string_view, std::size_t, std::string&) override {
+        return Event::stopped;
+    }
+    [[nodiscard]] Event wait() override { return Event::stopped; }
+    void wake() noexcept override {}
+};
+
 class ServerTest : public ::testing::Test {
 protected:
     std::unique_ptr<Server> make() {
-        return std::make_unique<Server>(net_, system_clock(), Random(1));
+        return std::make_unique<Server>(net_, system_clock(), Random(1), operator_);
     }
 
     ScratchFolder folder_;
     NoPorts net_;
+    NoOperator operator_;
 };
 
 TEST_F(ServerTest, RunsOnWithoutThePortsThatItDoesNotGet) {

@@ -11,19 +11,21 @@ namespace {
 TEST(StopSignal, EachOfTheSignalsEndsTheWait) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         StopSignal stop;
-        EXPECT_TRUE(stop.running());
+        EXPECT_FALSE(stop.signalled());
         ::kill(::getpid(), signal);  // of no effect but this
-        stop.wait();
-        EXPECT_FALSE(stop.running());
-        stop.wait();  // at once
+        EXPECT_EQ(stop.wait(), StopSignal::Event::signalled);
+        EXPECT_TRUE(stop.signalled());
+        stop.wake();
+        EXPECT_EQ(stop.wait(), StopSignal::Event::signalled);  // at once, and for ever
+        EXPECT_EQ(stop.waitReadable(-1), StopSignal::Event::signalled);
     }
 }
 
 TEST(StopSignal, AnotherThreadEndsTheWait) {
     StopSignal stop;
-    std::thread other([&] { stop.clear(); });
-    stop.wait();
-    EXPECT_FALSE(stop.running());
+    std::thread other([&] { stop.wake(); });
+    EXPECT_EQ(stop.wait(), StopSignal::Event::woken);
+    EXPECT_FALSE(stop.signalled());
     other.join();
 }
 
@@ -35,8 +37,9 @@ TEST(StopSignal, AHangUpThatIsIgnoredStaysIgnored) {
     std::signal(SIGHUP, SIG_IGN);
     StopSignal stop;
     ::kill(::getpid(), SIGHUP);
+    EXPECT_FALSE(stop.signalled());
     ::kill(::getpid(), SIGTERM);
-    stop.wait();
+    EXPECT_EQ(stop.wait(), StopSignal::Event::signalled);
     std::signal(SIGHUP, SIG_DFL);
     sigset_t pending;
     sigpending(&pending);
