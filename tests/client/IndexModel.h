@@ -38,6 +38,7 @@ struct ModelTag {
     std::string name;
     std::string value;  // the text, or the 16 bytes
     std::uint32_t number = 0;
+    std::string lowered = folded(value);
 
     [[nodiscard]] bool is(int wanted_type, const std::string& wanted_name) const {
         return type == wanted_type && name != "n" && name == wanted_name;
@@ -67,10 +68,10 @@ struct ModelRecord {
         const std::string name = "\x15";
         for (ModelTag& tag : tags) {
             if (tag.name != name) continue;
-            tag = {3, name, "", sources};
+            tag = {3, name, "", sources, ""};
             return;
         }
-        tags.push_back({3, name, "", sources});
+        tags.push_back({3, name, "", sources, ""});
     }
 };
 
@@ -100,6 +101,13 @@ struct ModelNode {
         }
     }
 
+    // What reading the wire form does to the texts to be found.
+    void lower() {
+        text = folded(text);
+        for (ModelNode& child : children)
+            child.lower();
+    }
+
     bool evaluate(const ModelRecord& record, Lines& lines) const {
         const auto any_tag = [&](auto&& test) {
             return std::any_of(record.tags.begin(), record.tags.end(), test);
@@ -123,7 +131,7 @@ struct ModelNode {
 
 private:
     [[nodiscard]] bool contains(const ModelTag& tag) const {
-        return folded(tag.value).find(folded(text)) != std::string::npos;
+        return tag.lowered.find(text) != std::string::npos;
     }
     bool compare(std::int32_t value, Lines& lines) const {
         switch (op) {

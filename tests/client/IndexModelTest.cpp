@@ -246,7 +246,7 @@ private:
 
     void publish() {
         std::vector<ModelRecord> records;
-        const std::uint32_t most = setup_.stay == kLongStay ? 200 : chance_.one_in(4) ? 90 : 12;
+        const std::uint32_t most = setup_.stay == kLongStay ? 130 : chance_.one_in(4) ? 90 : 12;
         for (std::uint32_t count = chance_.below(most); count > 0; --count) {
             records.push_back(chance_.record());
             if (chance_.one_in(9)) records.push_back(records.back());
@@ -280,11 +280,12 @@ private:
     }
 
     void begin_search() {
-        const ModelNode root = chance_.node(static_cast<int>(chance_.below(4)));
+        ModelNode root = chance_.node(static_cast<int>(chance_.below(4)));
         Pair& pair = pairs_[chance_.below(kPairs)];
         const Bytes wire = root.encode();
         kx_memory_file stream = kx_memory_file::reading(as_span(wire));
         ASSERT_TRUE(pair.real.read(stream));
+        root.lower();
         pair.model = ModelSearch{root, "", -1, 0};
         pair.asker = chance_.client();
         pair.limit = static_cast<std::int32_t>(chance_.one_in(3) ? 200 : 1 + chance_.below(12));
@@ -358,7 +359,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Setup{"PlainSeven", false, 7, {}, 3000, 5},
                     Setup{"PlainDefault", false, 2333, kOnlyWalks, 3000, 20},
                     Setup{"PlainTwoBillion", false, 2000000000, kEdges, 1000, 8},
-                    Setup{"PlainLong", false, 3, {}, 1000000, kLongStay},
+                    Setup{"PlainLong", false, 31, {}, 1000000, kLongStay},
                     Setup{"KeywordOneBucket", true, 1, {}, 3000, 20},
                     Setup{"KeywordSeven", true, 7, kEdges, 300, 5},
                     Setup{"KeywordDefault", true, 2333, kEdges, 1000, 8},

@@ -85,8 +85,9 @@ TEST(IndexRowList, KeepsTheRowsOfAVectorThroughAllForms) {
                 list.erase(*at);
                 rows.erase(at);
             }
-            if (i % 997 == 0 || rows.size() < 4 || (rows.size() + 2) % 1024 < 4)
+            if (i % 997 == 0 || rows.size() < 4 || (rows.size() + 2) % 1024 < 4) {
                 ASSERT_NO_FATAL_FAILURE(expect_same(list, rows, random));
+            }
         }
         windows += visited(list).windows;
         ASSERT_NO_FATAL_FAILURE(expect_same(list, rows, random));

@@ -38,7 +38,7 @@ void RowStore::set_reachable(std::uint32_t row, bool reachable) noexcept {
 
 // No more rows are appended to it: the last segment takes them all.
 bool RowStore::closed(const Segment& segment) const noexcept {
-    return segment.ordinal + 1 < segments_.size() || segment.full();
+    return segment.ordinal + 1 < segments_.size() || segment.full() || !segment.dense();
 }
 
 void RowStore::tidy(Segment& segment) {
