@@ -1,0 +1,252 @@
+// The user's registry, and which proxy its values select.
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+#include "base/proxy/kx_proxy_entry.h"
+#include "base/proxy/kx_proxy_settings.h"
+#include "base/proxy/kx_registry_value.h"
+#include "platform/registry.h"
+
+namespace vorrim {
+namespace {
+
+using namespace std::string_literals;
+namespace fs = std::filesystem;
+using Type = kx_proxy_type;
+
+// A folder that is the user's configuration folder as long as it lives.
+class RegistryTest : public ::testing::Test {
+protected:
+    RegistryTest() {
+        std::string name = (fs::temp_directory_path() / "vorrim-registry-XXXXXX").string();
+        folder_ = ::mkdtemp(name.data());
+    }
+    ~RegistryTest() override { fs::remove_all(folder_); }
+
+    [[nodiscard]] std::string file() const { return folder_ / "vorrim" / "registry"; }
+    [[nodiscard]] std::string content() const {
+        std::ifstream from(file(), std::ios::binary);
+        return {std::istreambuf_iterator<char>(from), {}};
+    }
+    [[nodiscard]] Registry with(const std::string& content) const {
+        fs::create_directories(folder_ / "vorrim");
+        std::ofstream(file(), std::ios::binary) << content;
+        return Registry(file());
+    }
+
+    fs::path folder_;
+};
+
+TEST_F(RegistryTest, ReadsValuesOfTheirKeyWhateverIsWrittenAroundThem) {
+    const Registry registry = with(
+        "stray=0\n"
+        "# [A]\n"
+        "  [ A ]  \r\n"
+        " First = one two \r\n"
+        "empty=\n"
+        ";First=not me\n"
+        "quoted=\"  kept  \"\n"
+        "half=\"\n"
+        "equals=a=b\n"
+        "FIRST=second\n"
+        "nonsense\n"
+        "=nameless\n"
+        "[B]\n"
+        "first=other\n"
+        "[a]\n"
+        "last=here");
+    EXPECT_EQ(registry.text("a", "first"), "one two");
+    EXPECT_EQ(registry.text("A", "empty"), "");
+    EXPECT_EQ(registry.text("A", "quoted"), "  kept  ");
+    EXPECT_EQ(registry.text("A", "half"), "\"");
+    EXPECT_EQ(registry.text("A", "equals"), "a=b");
+    EXPECT_EQ(registry.text("B", "First"), "other");
+    EXPECT_EQ(registry.text("A", "last"), "here");
+    EXPECT_EQ(registry.text("A", "stray"), std::nullopt);
+    EXPECT_EQ(registry.text("C", "first"), std::nullopt);
+}
+
+TEST_F(RegistryTest, ANumberIsDecimalAndHas32Bits) {
+    const Registry registry = with(
+        "[K]\nzero=0\nmost=4294967295\ntoo much=4294967296\nsigned=-1\ntext=yes\nnone=\ntail=1x\n");
+    EXPECT_EQ(registry.number("K", "zero"), 0U);
+    EXPECT_EQ(registry.number("K", "most"), 0xFFFFFFFFU);
+    for (const char* name : {"too much", "signed", "text", "none", "tail", "missing"})
+        EXPECT_EQ(registry.number("K", name), std::nullopt) << name;
+}
+
+TEST_F(RegistryTest, AFileThatCannotBeReadIsAnEmptyRegistry) {
+    const std::string value = "[K]\nname=text\n";
+    const std::string remark(Registry::kMostBytes - value.size() - 1, '#');
+    EXPECT_EQ(with(value + remark + '\n').text("K", "name"), "text");
+    EXPECT_EQ(with(value + remark + "#\n").text("K", "name"), std::nullopt);
+    EXPECT_EQ(Registry(folder_).text("K", "name"), std::nullopt);
+    EXPECT_EQ(Registry(folder_ / "nothing").text("K", "name"), std::nullopt);
+    EXPECT_EQ(Registry("").text("K", "name"), std::nullopt);
+    ASSERT_EQ(::mkfifo((folder_ / "pipe").c_str(), 0600), 0);
+    EXPECT_EQ(Registry(folder_ / "pipe").text("K", "name"), std::nullopt);
+}
+
+TEST_F(RegistryTest, StoringKeepsEveryOtherLineAndTheSecretsOfTheUser) {
+    Registry registry(file());
+    EXPECT_TRUE(registry.set_text("K", "name", "text"));
+    EXPECT_EQ(content(), "[K]\nname=text\n");
+    struct stat status {};
+    ASSERT_EQ(::stat(file().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+
+    registry = with("# mine\n[K]\nname=old\nother=1\n[L]\n");
+    for (const std::string& text : {""s, " blanks "s, "\"quoted\""s, "a \"b\" c"s, "plain"s}) {
+        EXPECT_TRUE(registry.set_text("k", "NAME", text));
+        EXPECT_EQ(Registry(file()).text("K", "name"), text);
+    }
+    EXPECT_EQ(content(), "# mine\n[K]\nNAME=plain\nother=1\n[L]\n");
+    EXPECT_TRUE(registry.set_text("L", "new", "2"));
+    EXPECT_TRUE(registry.set_text("M", "newer", "3"));
+    EXPECT_EQ(content(), "# mine\n[K]\nNAME=plain\nother=1\n[L]\nnew=2\n\n[M]\nnewer=3\n");
+
+    for (const std::string& text : {"a\nb"s, "a\rb"s, "a\0b"s, std::string(70'000, 'x')})
+        EXPECT_FALSE(registry.set_text("K", "name", text));
+    EXPECT_EQ(registry.text("K", "name"), "plain");
+    EXPECT_FALSE(Registry("").set_text("K", "name", "text"));
+    EXPECT_FALSE(Registry("/proc/vorrim/registry").set_text("K", "name", "text"));
+}
+
+TEST_F(RegistryTest, TheUsersFileIsInTheConfigurationFolder) {
+    ::setenv("XDG_CONFIG_HOME", "/config", 1);
+    ::setenv("HOME", "/home/me", 1);
+    EXPECT_EQ(Registry::file_of_user(), "/config/vorrim/registry");
+    ::setenv("XDG_CONFIG_HOME", "relative", 1);
+    EXPECT_EQ(Registry::file_of_user(), "/home/me/.config/vorrim/registry");
+    ::unsetenv("XDG_CONFIG_HOME");
+    EXPECT_EQ(Registry::file_of_user(), "/home/me/.config/vorrim/registry");
+    ::unsetenv("HOME");
+    EXPECT_EQ(Registry::file_of_user(), "");
+}
+
+TEST_F(RegistryTest, AProxyValueIsStoredOnlyWhereThatIsAskedFor) {
+    Registry registry(file());
+    EXPECT_EQ(kx_registry_value(registry, "protocol", "HTTPS"), "HTTPS");
+    EXPECT_FALSE(fs::exists(file()));
+    EXPECT_EQ(kx_registry_value(registry, "protocol", "HTTPS", RegistryWrite::when_missing),
+              "HTTPS");
+    EXPECT_EQ(content(), "[HKEY_CURRENT_USER\\Software\\Brannoc\\Proxy]\nprotocol=HTTPS\n");
+    EXPECT_EQ(kx_registry_value(registry, "protocol", "SOCKSV5", RegistryWrite::when_missing),
+              "HTTPS");
+    EXPECT_EQ(kx_registry_value(registry, "protocol", "SOCKSV5", RegistryWrite::always), "SOCKSV5");
+    EXPECT_EQ(kx_registry_value(registry, "protocol", "HTTPS"), "SOCKSV5");
+
+    // One byte of the room is the terminator's.
+    const std::string longest(kRegistryTextRoom - 1, 'p');
+    kx_registry_value(registry, "pword", longest, RegistryWrite::always);
+    EXPECT_EQ(kx_registry_value(registry, "pword", "none"), longest);
+    kx_registry_value(registry, "pword", longest + "p", RegistryWrite::always);
+    EXPECT_EQ(kx_registry_value(registry, "pword", "none"), "none");
+}
+
+TEST_F(RegistryTest, TheProxyIsSelectedByProtocol) {
+    struct Case {
+        const char* protocol;  // null: no such value
+        const char* servers;   // null: no such value
+        Type type;
+        const char* host;
+        std::int32_t port;
+    };
+    const std::vector<Case> cases = {
+        {nullptr, nullptr, Type::https, "", 3128},
+        {nullptr, "https=p:8080", Type::https, "p", 8080},
+        {"HTTPS", "https=p:8080", Type::https, "p", 8080},
+        {"HTTPS", "https=p", Type::https, "p", 3128},
+        {"https", "HTTPS=p", Type::https, "p", 3128},
+        {"HTTPS", "http=a:1;https=b:2;https=c:3", Type::https, "b", 2},
+        // "socks" alone is the version asked for, or version 5.
+        {"SOCKSV4", "socks=p", Type::socks4, "p", 1080},
+        {"SOCKSV5", "socks=p:99", Type::socks5, "p", 99},
+        {"HTTPS", "Socks=p", Type::socks5, "p", 1080},
+        {"HTTPS", "https=a;socks=b", Type::https, "a", 3128},
+        {"socksv4", "https=a;SOCKS=b", Type::socks4, "b", 1080},
+        {"SOCKSV4", "socksv5=p", Type::socks5, "p", 1080},
+        {"SOCKSV4", "socksv5=a;socksv4=b", Type::socks4, "b", 1080},
+        // What is asked for by another name is no proxy that we can speak to.
+        {"socksx", "socks=p", Type::none, "p", 1080},
+        {"ftp", "ftp=p:21", Type::none, "p", 21},
+        {"ftp", "https=p", Type::https, "", 3128},
+        {"", "https=p", Type::https, "", 3128},
+        // Entries without a protocol add nothing.
+        {"HTTPS", "p:8080", Type::https, "", 3128},
+        {"HTTPS", ";;https=p;;", Type::https, "p", 3128},
+        {"HTTPS", "https=p:", Type::https, "p", 0},
+        {"HTTPS", "https=p:-7:8", Type::https, "p", -7},
+        {"HTTPS", "https=", Type::https, "", 3128},
+        {"HTTPS", "https=p=q:5", Type::https, "p=q", 5},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.protocol != nullptr ? c.protocol : "-") + ' ' +
+                     (c.servers != nullptr ? c.servers : "-"));
+        for (const bool enabled : {true, false}) {
+            std::string text =
+                "[HKEY_CURRENT_USER\\Software\\Brannoc\\Proxy]\n"
+                "uname=me\npword=secret\n";
+            if (c.protocol != nullptr) text += "protocol="s + c.protocol + '\n';
+            text +=
+                "[HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\"
+                "Internet Settings]\n";
+            if (c.servers != nullptr) text += "ProxyServer="s + c.servers + '\n';
+            text += enabled ? "ProxyEnable=1\n" : "ProxyEnable=0\n";
+            const Registry registry = with(text);
+            const kx_proxy_settings settings = kx_read_proxy_settings(registry);
+            EXPECT_EQ(settings.type, enabled ? c.type : Type::none);
+            EXPECT_EQ(settings.host, c.host);
+            EXPECT_EQ(settings.port, c.port);
+            EXPECT_EQ(settings.user, "me");
+            EXPECT_EQ(settings.password, "secret");
+            EXPECT_FALSE(settings.address);
+            EXPECT_EQ(content(), text);
+        }
+    }
+}
+
+TEST_F(RegistryTest, WithoutARegistryThereIsNoProxy) {
+    ::setenv("XDG_CONFIG_HOME", folder_.c_str(), 1);
+    const kx_proxy_settings settings = kx_read_proxy_settings();
+    EXPECT_EQ(settings.type, Type::none);
+    EXPECT_EQ(settings.user, "");
+    EXPECT_TRUE(fs::is_empty(folder_));
+}
+
+TEST_F(RegistryTest, AListOfProxiesThatIsTooLongIsNone) {
+    const auto host_of = [this](std::size_t length) {
+        const std::string servers = "https=p;x=" + std::string(length - 10, 'x');
+        return kx_read_proxy_settings(
+                   with("[HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\"
+                        "Internet Settings]\nProxyServer=" +
+                        servers + '\n'))
+            .host;
+    };
+    EXPECT_EQ(host_of(256), "p");
+    EXPECT_EQ(host_of(257), "");
+}
+
+TEST(ProxyTable, HoldsMoreEntriesThanItBeganWith) {
+    kx_proxy_table table(kProxyTableStep, kProxyTableStep);
+    std::string text;
+    for (int i = 0; i < 20; ++i)
+        text += "p" + std::to_string(i) + "=h" + std::to_string(i) + ';';
+    kx_add_proxy_entries(table, text, "HTTPS");
+    ASSERT_EQ(table.count(), 20U);
+    const kx_proxy_entry* const last = kx_find_proxy_entry(table, "P19");
+    ASSERT_NE(last, nullptr);
+    EXPECT_EQ(last->host, "h19");
+    EXPECT_TRUE(last->from_system);
+    EXPECT_EQ(kx_find_proxy_entry(table, "p20"), nullptr);
+}
+
+}  // namespace
+}  // namespace vorrim
