@@ -1,6 +1,7 @@
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <memory>
 #include <optional>
 #include <unistd.h>
 #include <variant>
@@ -31,11 +32,11 @@ void hold_standard_descriptors() {
 }
 
 int check_config(const Options& options) {
-    kx_tcpip_protocol net;
+    const std::unique_ptr<kx_net_protocol> net = kx_create_tcpip_protocol();
     const ConfigReport report =
         checkConfig(options.settings_file,
                     options.settings_file_named ? MissingFile::is_a_problem : MissingFile::is_fine,
-                    [&net] { return localAddress(net); });
+                    [&net] { return localAddress(*net); });
     std::fputs(report.text.c_str(), stdout);
     return report.good ? Options::kExitDone : Options::kExitUsage;
 }
@@ -43,12 +44,12 @@ int check_config(const Options& options) {
 int serve(const Options& options) {
     StopSignal stop_signal;
     StandardInput input(stop_signal, STDIN_FILENO, STDOUT_FILENO);
-    kx_tcpip_protocol net;
+    const std::unique_ptr<kx_net_protocol> net = kx_create_tcpip_protocol();
     // Outlives the report of an error, which goes to its log too.
     std::optional<Server> server;
     return kx_run_main([&] {
         kx_init();
-        server.emplace(net, system_clock(), Random::from_system(), input);
+        server.emplace(*net, system_clock(), Random::from_system(), input);
         server->start(options.settings_file);
         server->run();
         server->stop();

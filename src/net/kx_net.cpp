@@ -3,11 +3,14 @@
 #include <arpa/inet.h>
 #include <array>
 #include <cstring>
+#include <limits>
 #include <netdb.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
 
+#include "net/kx_named_address.h"
+#include "net/kx_proxy_socket.h"
 #include "net/kx_select_set.h"
 #include "net/kx_tcpip_socket.h"
 
@@ -39,38 +42,103 @@ bool look_up(const std::string& host, int flags, Take take) {
     return true;
 }
 
+// The first address of a host; its port is 0.
+std::optional<kx_ip_address> address_of(std::string_view host) {
+    const std::string text(host.substr(0, kHostBuffer - 1));
+    sockaddr_in endpoint{};
+    endpoint.sin_family = AF_INET;
+    if (::inet_aton(text.c_str(), &endpoint.sin_addr) != 0 &&
+        endpoint.sin_addr.s_addr != INADDR_NONE) {
+        return kx_ip_address(endpoint);
+    }
+    std::optional<kx_ip_address> first;
+    look_up(text, 0, [&](const kx_ip_address& address, const char*) {
+        if (!first) first = address;
+    });
+    return first;
+}
+
+// Where an address lies for who connects to it directly.
+std::optional<kx_ip_address> address_of(const kx_net_address& address) {
+    if (const auto* ip = dynamic_cast<const kx_ip_address*>(&address)) return *ip;
+    const auto* named = dynamic_cast<const kx_named_address*>(&address);
+    auto found = named != nullptr ? address_of(named->host()) : std::nullopt;
+    if (found) found->set_port(named->get_port());
+    return found;
+}
+
+std::unique_ptr<kx_tcpip_socket> connect_directly(const kx_ip_address& to, SocketType type,
+                                                  ConnectMode mode) {
+    auto socket = std::make_unique<kx_tcpip_socket>(type);
+    if (socket->creation_failed()) return nullptr;
+    if (mode == ConnectMode::non_blocking) socket->set_blocking(false);
+    const int result = ::connect(
+        socket->handle(), reinterpret_cast<const sockaddr*>(&to.endpoint()), sizeof(sockaddr_in));
+    if (mode == ConnectMode::blocking && result != 0) return nullptr;
+    return socket;
+}
+
 }  // namespace
+
+std::unique_ptr<kx_net_protocol> kx_create_tcpip_protocol(std::optional<kx_proxy_settings> proxy) {
+    if (!proxy) proxy = kx_read_proxy_settings();
+    return std::make_unique<kx_tcpip_protocol>(std::move(*proxy));
+}
+
+kx_tcpip_protocol::kx_tcpip_protocol(kx_proxy_settings proxy)
+    : proxy_type_(proxy.type),
+      proxy_name_(proxy.type == kx_proxy_type::none
+                      ? std::string()
+                      : proxy.host + ':' + std::to_string(proxy.port)),
+      proxy_(std::move(proxy)) {}
 
 std::unique_ptr<kx_socket_set> kx_tcpip_protocol::create_socket_set() {
     return std::make_unique<kx_select_set>();
 }
 
 std::unique_ptr<kx_net_address> kx_tcpip_protocol::resolve(std::string_view host) {
-    const std::string text(host.substr(0, kHostBuffer - 1));
-    sockaddr_in endpoint{};
-    endpoint.sin_family = AF_INET;
-    if (::inet_aton(text.c_str(), &endpoint.sin_addr) != 0 &&
-        endpoint.sin_addr.s_addr != INADDR_NONE) {
-        return std::make_unique<kx_ip_address>(endpoint);
+    if (proxy_type_ == kx_proxy_type::socks5 || proxy_type_ == kx_proxy_type::https) {
+        return std::make_unique<kx_named_address>(host);
     }
-    std::unique_ptr<kx_net_address> first;
-    look_up(text, 0, [&](const kx_ip_address& address, const char*) {
-        if (!first) first = address.clone();
-    });
-    return first;
+    const std::optional<kx_ip_address> address = address_of(host);
+    return address ? address->clone() : nullptr;
 }
 
 std::unique_ptr<kx_net_socket> kx_tcpip_protocol::connect(const kx_net_address& to, SocketType type,
                                                           ConnectMode mode) {
-    const auto* address = dynamic_cast<const kx_ip_address*>(&to);
-    if (address == nullptr) return nullptr;
-    auto socket = std::make_unique<kx_tcpip_socket>(type);
-    if (socket->creation_failed()) return nullptr;
-    if (mode == ConnectMode::non_blocking) socket->set_blocking(false);
-    const int result =
-        ::connect(socket->handle(), reinterpret_cast<const sockaddr*>(&address->endpoint()),
-                  sizeof(sockaddr_in));
-    if (mode == ConnectMode::blocking && result != 0) return nullptr;
+    const bool proxied = proxy_type_ != kx_proxy_type::none && type == SocketType::stream &&
+                         mode == ConnectMode::blocking;
+    if (proxied) return connect_through_proxy(to);
+    const std::optional<kx_ip_address> address = address_of(to);
+    return address ? connect_directly(*address, type, mode) : nullptr;
+}
+
+std::unique_ptr<kx_net_socket> kx_tcpip_protocol::connect_through_proxy(const kx_net_address& to) {
+    const kx_guard hold(lock_);
+    std::unique_ptr<kx_tcpip_socket> connected = connect_to_proxy();
+    if (!connected) return nullptr;
+    auto socket = std::make_unique<kx_proxy_socket>(std::move(connected), proxy_, to);
+    return socket->wait_ready(kWritable, kProxyTimeout) != 0 ? std::move(socket) : nullptr;
+}
+
+std::unique_ptr<kx_tcpip_socket> kx_tcpip_protocol::connect_to_proxy() {
+    if (!proxy_.address) {
+        if (proxy_.port < 1 || proxy_.port > std::numeric_limits<std::uint16_t>::max()) {
+            return nullptr;
+        }
+        std::optional<kx_ip_address> found = address_of(proxy_.host);
+        if (!found) return nullptr;
+        found->set_port(static_cast<std::uint16_t>(proxy_.port));
+        proxy_.address = found->endpoint();
+    }
+    // The system alone would wait for minutes for a proxy that is not there.
+    std::unique_ptr<kx_tcpip_socket> socket = connect_directly(
+        kx_ip_address(*proxy_.address), SocketType::stream, ConnectMode::non_blocking);
+    if (!socket || socket->wait_ready(kWritable | kException, kProxyTimeout) == 0 ||
+        !socket->connected()) {
+        return nullptr;
+    }
+    socket->set_blocking(true);
     return socket;
 }
 

@@ -38,8 +38,9 @@ struct DatagramSlot {
 
 class kx_net_socket : public kx_file {
 public:
-    // Told the share of the timeout that has passed, between waits of at most 100 ms.
-    using WaitProgress = std::function<void(float)>;
+    // Told the share of the timeout that has passed, between waits of at most 100 ms. False breaks
+    // the wait off.
+    using WaitProgress = std::function<bool(float)>;
 
     // One gathered write of several pieces; results as `write`.
     [[nodiscard]] virtual std::int32_t write_gathered(std::span<const iovec> pieces) = 0;

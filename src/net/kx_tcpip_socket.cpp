@@ -169,13 +169,20 @@ std::uint32_t kx_tcpip_socket::wait_ready(std::uint32_t flags, int timeout_ms,
         return ready_flags();
     }
     const auto start = steady_clock::now();
+    int left = timeout_ms;
     for (;;) {
-        if (::poll(&watched, 1, kProgressStep) > 0) return 1;
+        const bool limited = timeout_ms >= 0;
+        if (::poll(&watched, 1, limited ? std::min(left, kProgressStep) : kProgressStep) > 0) {
+            return 1;
+        }
         const auto passed =
             std::chrono::duration_cast<std::chrono::milliseconds>(steady_clock::now() - start);
-        const auto elapsed = std::min<std::int64_t>(passed.count(), timeout_ms);
-        progress(static_cast<float>(elapsed + 1) / static_cast<float>(timeout_ms + 1));
-        if (timeout_ms >= 0 && elapsed >= timeout_ms) return 0;
+        const auto elapsed = static_cast<int>(std::min<std::int64_t>(passed.count(), timeout_ms));
+        left = timeout_ms - elapsed;
+        // Without a limit no share of it ever passes.
+        const float share =
+            limited ? static_cast<float>(elapsed + 1) / static_cast<float>(timeout_ms + 1) : 0.0F;
+        if (!progress(share) || (limited && left == 0)) return 0;
     }
 }
 

@@ -37,9 +37,8 @@ public:
     [[nodiscard]] std::optional<kx_ip_address> peer_address() const override;
     [[nodiscard]] int handle() const noexcept override { return handle_; }
 
-protected:
-    // Gives the descriptor up without closing it.
-    int release_handle() noexcept;
+    // Gives the descriptor up, open, to the caller; this socket is closed then.
+    [[nodiscard]] int release_handle() noexcept;
 
 private:
     int handle_ = -1;
