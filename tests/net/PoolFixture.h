@@ -26,7 +26,9 @@ inline Bytes frame_of(const std::string& payload) {
     Packet packet(static_cast<std::uint32_t>(payload.size()));
     write_bytes(packet.body(), std::as_bytes(std::span(payload)));
     packet.finish();
-    Bytes bytes(packet.header().begin(), packet.header().end());
+    Bytes bytes;
+    bytes.reserve(packet.header().size() + packet.payload().size());
+    bytes.insert(bytes.end(), packet.header().begin(), packet.header().end());
     bytes.insert(bytes.end(), packet.payload().begin(), packet.payload().end());
     return bytes;
 }
