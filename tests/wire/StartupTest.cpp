@@ -11,7 +11,7 @@ namespace vorrim::wire {
 namespace {
 
 const char kWelcome[] = "Welcome to Vorrim server v16.36.\n";
-const char kPrompt[] = "Enter commands at any time (type '?' for help)\n\n";
+const char kPrompt[] = "Enter commands at any time (type '?' for help)\n\n> ";
 
 std::string current_folder(const ServerProcess& server) {
     return "currentDir=" + server.folder()->path().string() + '\n';
@@ -77,12 +77,13 @@ TEST(Startup, TheLogHoldsWhatTheConsoleShowsFromTheSettingsOn) {
     client.expect_nothing();
     server.wait_for_output(kPrompt);
     server.wait_for_output("Unknown msg from Connection: 23\n");
-    const std::string output = server.output();
+    std::string output = server.output();
     EXPECT_EQ(output.find(current_folder(server) + "Bad filter: ()\nUsing log file.\n\n" +
                           kWelcome + "Using IP: 127.0.0.1\n\n"),
               0U)
         << output;
     const std::string log = server.folder()->read("log");
+    output.erase(output.find("> "), 2);  // the console's prompt is no message
     EXPECT_EQ(current_folder(server) + log, output);
     EXPECT_TRUE(server.folder()->has("vorrim.log"));
 }

@@ -3,9 +3,14 @@
 #include <algorithm>
 #include <cstring>
 #include <fcntl.h>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <iostream>
+#include <iterator>
 #include <signal.h>
+#include <sstream>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -112,10 +117,13 @@ void ServerProcess::start(const Setup& setup) {
         // Between fork and exec only what is safe after a fork.
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (::getppid() != parent || ::chdir(folder.c_str()) != 0) ::_exit(126);
+        const rlimit descriptors{setup.descriptors, setup.descriptors};
+        if (setup.descriptors != 0 && ::setrlimit(RLIMIT_NOFILE, &descriptors) != 0) ::_exit(126);
         const int flags = O_WRONLY | O_CREAT | O_APPEND;
         ::dup2(setup.standard_input_open ? reading.descriptor() : ::open("/dev/null", O_RDONLY), 0);
         ::dup2(::open(out.c_str(), flags, 0600), 1);
         ::dup2(::open(err.c_str(), flags, 0600), 2);
+        if (!setup.standard_input_there) ::close(0);
         ::execl(VORRIM_BINARY, "vorrim", static_cast<char*>(nullptr));
         ::_exit(127);
     }
@@ -179,6 +187,12 @@ void ServerProcess::wait_for_output(std::string_view text) const {
                [&] { return output().find(text) != std::string::npos; });
 }
 
+void ServerProcess::type(std::string_view text) const {
+    if (::write(standard_input_.descriptor(), text.data(), text.size()) !=
+        static_cast<ssize_t>(text.size()))
+        throw WireFailure("the server's standard input takes no more");
+}
+
 Status ServerProcess::status() const {
     return Datagram(*this).status();
 }
@@ -197,6 +211,22 @@ void ServerProcess::wait_for_status(const Status& wanted) const {
 void ServerProcess::wait_for_users(std::uint32_t wanted) const {
     const Datagram asker(*this);
     wait_until(std::to_string(wanted) + " users", [&] { return asker.status().users == wanted; });
+}
+
+std::chrono::milliseconds ServerProcess::processor_time() const {
+    std::ifstream file("/proc/" + std::to_string(pid_) + "/stat");
+    const std::string stat{std::istreambuf_iterator<char>(file), {}};
+    // The name in parentheses may hold anything; user and system time are fields 14 and 15.
+    std::istringstream fields(stat.substr(stat.rfind(')') + 1));
+    constexpr int kBefore = 11;
+    std::string skipped;
+    for (int i = 0; i < kBefore; ++i)
+        fields >> skipped;
+    std::int64_t user = 0;
+    std::int64_t system = 0;
+    if (!(fields >> user >> system)) throw WireFailure("no processor time of the server");
+    constexpr std::int64_t kMilliseconds = 1000;
+    return std::chrono::milliseconds((user + system) * kMilliseconds / ::sysconf(_SC_CLK_TCK));
 }
 
 bool ServerProcess::running() {

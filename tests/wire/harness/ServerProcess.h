@@ -9,6 +9,7 @@
 //         before, does not stop, leaves with another status than 1, or a sanitizer spoke up.
 // Ports   Three free ones, kept apart from those of tests that run at the same time.
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -59,7 +60,9 @@ public:
         // The whole vorrim.ini instead; {port} and {adminPort} stand for the ports.
         std::optional<std::string> ini{};
         bool with_ini = true;
-        bool standard_input_open = true;
+        bool standard_input_open = true;   // false: it ends at once
+        bool standard_input_there = true;  // false: there is no such descriptor
+        std::uint32_t descriptors = 0;  // as many as the server may have open; 0 leaves the limit
         Ready ready = Ready::answering;
         std::shared_ptr<ScratchFolder> folder{};  // one of an earlier run; by default a new one
         std::shared_ptr<PortBlock> ports{};       // likewise
@@ -81,10 +84,17 @@ public:
     // Until standard output holds the text.
     void wait_for_output(std::string_view text) const;
 
+    // On the server's standard input, as it stands; then its end.
+    void type(std::string_view text) const;
+    void end_input() { standard_input_.close(); }
+
     // By a status datagram.
     [[nodiscard]] Status status() const;
     void wait_for_status(const Status& wanted) const;
     void wait_for_users(std::uint32_t wanted) const;
+
+    // What the process has used so far, all its threads together.
+    [[nodiscard]] std::chrono::milliseconds processor_time() const;
 
     [[nodiscard]] bool running();
     // The exit status; minus the signal's number when a signal ended it.
@@ -98,7 +108,7 @@ private:
     std::shared_ptr<PortBlock> ports_;
     std::shared_ptr<ScratchFolder> folder_;
     ScratchFolder captured_;
-    Socket standard_input_;  // the end that the server reads from never comes
+    Socket standard_input_;  // the end that the server does not read from
     pid_t pid_ = -1;
     std::optional<int> exit_;
 };

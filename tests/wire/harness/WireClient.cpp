@@ -30,6 +30,9 @@ WireClient logged_in(const ServerProcess& server, std::string_view name, Address
 }  // namespace
 
 WireClient::WireClient(const ServerProcess& server, Address from)
+    : WireClient(server.ports().client(), from) {}
+
+WireClient::WireClient(std::uint16_t port, Address from)
     : address_(from), socket_(Socket::open(SOCK_STREAM)) {
     const int on = 1;
     ::setsockopt(socket_.descriptor(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
@@ -37,7 +40,7 @@ WireClient::WireClient(const ServerProcess& server, Address from)
     patience.tv_sec = kDeadline.count();
     ::setsockopt(socket_.descriptor(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     socket_.bind(from, 0);
-    socket_.connect(kLocalhost, server.ports().client());
+    socket_.connect(kLocalhost, port);
 }
 
 WireClient WireClient::high(const ServerProcess& server, std::string_view name, Address from) {

@@ -30,6 +30,8 @@ inline constexpr Hash kNobody = {{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF
 class WireClient final {
 public:
     explicit WireClient(const ServerProcess& server, Address from = next_address());
+    // To another port of this machine than that for clients.
+    WireClient(std::uint16_t port, Address from);
 
     // Connected and logged in under a name, with a high or a low identifier.
     [[nodiscard]] static WireClient high(const ServerProcess& server,

@@ -1,0 +1,235 @@
+// Remote administration over the real port.
+#include <chrono>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <string>
+#include <sys/socket.h>
+#include <thread>
+#include <vector>
+
+#include "tests/wire/harness/Administrator.h"
+
+namespace vorrim::wire {
+namespace {
+
+const std::string kAccount = "adminName=root\nadminPass=open sesame\n";
+constexpr const char* kName = "root";
+constexpr const char* kPassword = "open sesame";
+
+bool connects(Address to, std::uint16_t port) {
+    const Socket socket = Socket::open(SOCK_STREAM);
+    const sockaddr_in door = endpoint(to, port);
+    return ::connect(socket.descriptor(), reinterpret_cast<const sockaddr*>(&door), sizeof door) ==
+           0;
+}
+
+TEST(Admin, TheServerSpeaksToItsAdministratorInsteadOfTheConsole) {
+    const ServerProcess server(kAccount);
+    server.type("g\n");
+    server.wait_for_output("Users: 0\t\tFiles: 0\n> ");
+    const std::string before = server.output();
+    {
+        const Administrator admin(server, kName, kPassword);
+        const WireClient client = WireClient::low(server, "anna");
+        EXPECT_EQ(admin.receive(), "ID=1 \n");
+        EXPECT_EQ(admin.ask("g"), "Users: 1\t\tFiles: 0");
+        EXPECT_EQ(admin.ask("vc"), "Num\tID\tName");
+        EXPECT_EQ(admin.receive(), "(1)\t1.0.0.0\tanna");
+        EXPECT_EQ(admin.ask("nonsense"), "Unrecognized command. type ? for help\n");
+        admin.send_command("m hello");
+        EXPECT_EQ(client.receive(), Bytes().u8(0x38).text("hello"));
+        // What the operator types is executed, and its output goes the same way.
+        server.type("g\n");
+        EXPECT_EQ(admin.receive(), "Users: 1\t\tFiles: 0");
+        server.wait_for_output(before + "> ");
+        EXPECT_EQ(server.output(), before + "> ");
+    }
+    wait_until("the console speaks again", [&] {
+        server.type("g\n");
+        return server.output().ends_with("Users: 0\t\tFiles: 0\n> ");
+    });
+}
+
+TEST(Admin, MessagesArePacketsOfOneTextAndChatterComesUnasked) {
+    const ServerProcess server(kAccount);
+    const Administrator admin(server);
+    admin.send_login(kName, kPassword);
+    EXPECT_EQ(admin.connection().receive_packet(),
+              hex("E3 09 00 00 00 38 06 00 56 61 6C 69 64 0A"));
+    const WireClient client = WireClient::low(server);
+    EXPECT_EQ(admin.receive(), "ID=1 \n");  // verbose is off
+    admin.send_command("wel 1 " + std::string(400, 'w'));
+    EXPECT_EQ(admin.ask("wel"), "(1) " + std::string(251, 'w'));
+}
+
+TEST(Admin, BeforeALoginNothingHasAnEffectAndTheConnectionStays) {
+    const ServerProcess server(kAccount);
+    const Administrator admin(server);
+    admin.send_stop();
+    admin.send_command("wel 1 changed");
+    for (const char* packet : {"00", "01", "38", "63", "67", "FF", "66", "66 FF FF"})
+        admin.connection().send(hex(packet));
+    admin.send_login(kName, kPassword);
+    EXPECT_EQ(admin.receive(), "Valid\n");
+    EXPECT_EQ(admin.ask("wel"), "(1) server version 16.36");
+}
+
+TEST(Admin, AWrongLoginEndsTheConnection) {
+    const ServerProcess server(kAccount);
+    for (const auto& [name, password] : std::vector<std::pair<std::string, std::string>>{
+             {"root", "open"}, {"Root", kPassword}, {"", ""}, {std::string(60'000, 'n'), "x"}}) {
+        const Administrator admin(server);
+        admin.send_login(name, password);
+        admin.connection().expect_closed();
+    }
+    const Administrator broken(server);
+    broken.connection().send(hex("64 FF FF"));
+    broken.connection().expect_closed();
+    const Administrator admin(server, kName, kPassword);
+}
+
+TEST(Admin, WithoutAnAccountNobodyGetsInUntilTheOperatorMakesOne) {
+    const ServerProcess server("adminName=root");
+    const Administrator early(server);
+    early.send_login("root", "");
+    early.connection().expect_closed();
+    server.type("pass root secret\ng\n");
+    server.wait_for_output("Users: ");
+    const Administrator admin(server, "root", "secret");
+    admin.send_command("pass");
+    EXPECT_EQ(admin.ask("g"), "Users: 0\t\tFiles: 0");  // whoever is in stays in
+}
+
+TEST(Admin, OfTwoAtTheSameMomentOneGetsIn) {
+    const ServerProcess server(kAccount);
+    for (int round = 0; round < 4; ++round) {
+        std::vector<Administrator> rivals;
+        for (int i = 0; i < 2; ++i)
+            rivals.emplace_back(server);
+        for (const Administrator& rival : rivals)
+            rival.send_login(kName, kPassword);
+        int in = 0;
+        for (const Administrator& rival : rivals) {
+            const auto answer = rival.connection().receive_or_end();
+            if (!answer) continue;
+            EXPECT_EQ(*answer, Bytes().u8(0x38).text("Valid\n"));
+            ++in;
+        }
+        EXPECT_EQ(in, 1);
+        rivals.clear();
+        // The output is free again when the console says so.
+        wait_until("the output is free", [&] {
+            server.type("g\n");
+            return server.output().ends_with("Files: 0\n> ");
+        });
+    }
+}
+
+TEST(Admin, AStopFromAfarEndsTheQuietWaitAtOnce) {
+    for (const bool console : {true, false}) {
+        ServerProcess server(ServerProcess::Setup{
+            .settings = kAccount + (console ? "" : "console=false"), .standard_input_open = false});
+        const Administrator admin(server, kName, kPassword);
+        const auto start = std::chrono::steady_clock::now();
+        admin.send_stop();
+        wait_until("the server ends", [&] { return !server.running(); });
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+        EXPECT_EQ(server.stop(SIGTERM), 1);
+        admin.connection().expect_closed();
+        EXPECT_EQ(server.folder()->read("serverList.met").size(), 5U);
+    }
+}
+
+TEST(Admin, AStopFromAfarWaitsForTheLineThatTheOperatorIsTyping) {
+    ServerProcess server(kAccount);
+    server.wait_for_output("> ");
+    server.type("half");
+    const Administrator admin(server, kName, kPassword);
+    admin.send_stop();
+    EXPECT_EQ(admin.ask("g"), "Users: 0\t\tFiles: 0");
+    EXPECT_TRUE(server.running());
+    server.type(" a line\n");
+    EXPECT_EQ(admin.receive(), "Unrecognized command. type ? for help\n");
+    wait_until("the server ends", [&] { return !server.running(); });
+    EXPECT_EQ(server.stop(SIGTERM), 1);
+}
+
+TEST(Admin, AQuestionFromAfarIsAnsweredAtTheServersConsole) {
+    for (const bool console : {true, false}) {
+        ServerProcess server(kAccount + (console ? "" : "console=false"));
+        const Administrator admin(server, kName, kPassword);
+        EXPECT_EQ(admin.ask("q"), "Are you sure you want to exit?(y or n): ");
+        EXPECT_EQ(admin.ask("g"), "Users: 0\t\tFiles: 0");  // nobody waits for the answer
+        server.type("n\n");
+        EXPECT_EQ(admin.ask("q"), "Are you sure you want to exit?(y or n): ");
+        EXPECT_TRUE(server.running());
+        server.type("yes\n");
+        wait_until("the server ends", [&] { return !server.running(); });
+        EXPECT_EQ(server.stop(SIGTERM), 1);
+    }
+}
+
+TEST(Admin, TheDoorCanBeKeptToOneAddress) {
+    const ServerProcess bound(kAccount + "adminBind=127.7.7.7");
+    EXPECT_FALSE(connects(kLocalhost, bound.ports().admin()));
+    EXPECT_TRUE(connects(Address(127, 7, 7, 7), bound.ports().admin()));
+    EXPECT_TRUE(connects(Address(127, 7, 7, 7), bound.ports().client()));
+    const ServerProcess typo(kAccount + "adminBind=local host");
+    EXPECT_TRUE(connects(kLocalhost, typo.ports().admin()));
+    EXPECT_FALSE(connects(Address(127, 7, 7, 7), typo.ports().admin()));
+}
+
+TEST(Admin, WhoGuessesWaitsAndNobodyElseDoes) {
+    const ServerProcess server(kAccount);
+    const Address guesser = next_address();
+    for (int i = 0; i < 5; ++i) {
+        const Administrator admin(server, guesser);
+        admin.send_login(kName, "guess " + std::to_string(i));
+        admin.connection().expect_closed();
+    }
+    const auto start = std::chrono::steady_clock::now();
+    const Administrator slow(server, guesser);
+    slow.send_login(kName, kPassword);
+    {
+        const Administrator other(server, kName, kPassword);
+        EXPECT_EQ(other.ask("g"), "Users: 0\t\tFiles: 0");
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+    }
+    EXPECT_EQ(slow.receive(), "Valid\n");
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+    EXPECT_NE(server.output().find("Administrator logins slowed down: 1, the latest from " +
+                                   guesser.text() + "\n"),
+              std::string::npos);
+}
+
+TEST(Admin, OneWhoVanishesUnderAFloodOfMessagesLeavesTheServerAlone) {
+    const ServerProcess server(kAccount);
+    for (int round = 0; round < 3; ++round) {
+        std::vector<WireClient> clients;
+        for (int i = 0; i < 8; ++i)
+            clients.emplace_back(server);
+        {
+            Administrator admin(server, kName, kPassword);
+            for (int i = 0; i < 200; ++i) {
+                for (const WireClient& client : clients)
+                    client.send(hex("17"));  // each brings a line of chatter
+                admin.send_command("?");
+            }
+            if (round == 0) {
+                for (const WireClient& client : clients)
+                    client.expect_nothing();
+            }
+        }  // unread messages turn the end into a reset
+        for (const WireClient& client : clients)
+            client.expect_nothing();
+        wait_until("the console speaks again", [&] {
+            server.type("g\n");
+            return server.output().ends_with("Users: 8\t\tFiles: 0\n> ");
+        });
+        clients.clear();
+        server.wait_for_users(0);
+    }
+}
+
+}  // namespace
+}  // namespace vorrim::wire

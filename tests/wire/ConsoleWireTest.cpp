@@ -1,0 +1,169 @@
+// The operator at a pipe: what is typed, what the console shows, how the server ends.
+#include <chrono>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <string>
+#include <thread>
+
+#include "tests/wire/harness/Datagram.h"
+#include "tests/wire/harness/WireClient.h"
+
+namespace vorrim::wire {
+namespace {
+
+// What the console shows after its first prompt.
+std::string session(const ServerProcess& server) {
+    const std::string output = server.output();
+    const std::string prompt = "for help)\n\n> ";
+    return output.substr(output.find(prompt) + prompt.size());
+}
+
+// Types the lines, answers the question at the end, and returns what was shown meanwhile.
+std::string run(ServerProcess& server, const std::string& lines) {
+    server.wait_for_output("> ");
+    server.type(lines + "q\ny\n");
+    wait_until("the server ends", [&] { return !server.running(); });
+    EXPECT_EQ(server.stop(SIGTERM), 1);
+    const std::string shown = session(server);
+    const std::string end = "> Are you sure you want to exit?(y or n): \n";
+    EXPECT_TRUE(shown.ends_with(end)) << shown;
+    return shown.substr(0, shown.size() - end.size());
+}
+
+TEST(Console, EveryCommandAnswersByteForByte) {
+    ServerProcess server("minVersion=10\nadminName=root\nseedIP=1.2.3.4\nseedPort=99\nthreads=2");
+    const WireClient anna = WireClient::high(server, "anna", Address(127, 9, 8, 7));
+    const WireClient bert = WireClient::low(server, "bert", Address(127, 9, 8, 6));
+    const WireClient nobody(server);
+    bert.publish({file(hash_of(1), "a"), file(hash_of(2), "b")});
+    server.wait_for_users(3);
+
+    const std::string header = "Num\tName\t\tIP\t\tPort\t\tPingCount\n";
+    const std::string tests =
+        " HashTable32 test:\n kx_strtok test:\n stristr test:\n MetaTag test:\n BoolArray test:\n";
+    const std::string rest = "Port: " + std::to_string(server.ports().client()) +
+                             "\nWorkers: 2\nMaxClients: 600\nVersions Allowed: 10 - 2000\n";
+    const std::string shown = run(server,
+                                  "vc\nvf\nvo\nvs\n"
+                                  "m hello, everybody\n"
+                                  "pass root secret\nvo\npass\nvo\n"
+                                  "g\n"
+                                  "wel 2 and goodbye\nwel 1 good day\nwel\n"
+                                  "test\nfree\n"
+                                  "ip\nip 1\nip 117967231\nip 77\nip x\n"
+                                  "d\nd 77\nd 1\n"
+                                  "q\nno\n"
+                                  "\nhelp\nQ\n");
+    EXPECT_EQ(shown,
+              "Num\tID\tName\n(1)\t127.9.8.7\tanna\n(2)\t1.0.0.0\tbert\n(3)\t0.0.0.0\t(null)\n> "
+              "> "
+              "AdminName: (null)\nAdminPass: (null)\n" +
+                  rest + "> " + header + "(1)\t(null)\t1.2.3.4\t99\t0\nWorking:\n" + header +
+                  "> "
+                  "> "
+                  "> AdminName: root\nAdminPass: secret\n" +
+                  rest + "> > AdminName: \nAdminPass: \n" + rest +
+                  "> Users: 3\t\tFiles: 2\n"
+                  "> > > (1) good day\n(2) and goodbye\n"
+                  "> " +
+                  tests +
+                  "go.\n"
+                  "> Minimizing the heap.\n"
+                  "> Need Client ID\n> IP: 127.9.8.6\n> IP: 127.9.8.7\n> No such client\n> "
+                  "> Need Client ID\n> No such client\n> Client Disconnected.\n"
+                  "> Are you sure you want to exit?(y or n): \n"
+                  "> Unrecognized command. type ? for help\n\n"
+                  "> Unrecognized command. type ? for help\n\n"
+                  "> Unrecognized command. type ? for help\n\n");
+    for (const WireClient* client : {&anna, &bert, &nobody}) {
+        EXPECT_EQ(client->receive(), Bytes().u8(0x38).text("hello, everybody"));
+        client->expect_closed();
+    }
+}
+
+TEST(Console, TheHelpShowsTheListedCommandsOnly) {
+    ServerProcess server;
+    const std::string help = run(server, "?\n");
+    EXPECT_EQ(help.find("Commands: (optional arguments)\nm message\t: broadcast"), 0U);
+    EXPECT_TRUE(help.ends_with("is allowed.\n\tExample: pass admin secret\n")) << help;
+    for (const char* unlisted : {"test", "free", "sweep"})
+        EXPECT_EQ(help.find(unlisted), std::string::npos) << unlisted;
+}
+
+TEST(Console, ANewWelcomeReachesWhoLogsInNext) {
+    const ServerProcess server("welcome[0]=first");
+    EXPECT_EQ(WireClient(server).login(client_record(hash_of(1), "a")).texts,
+              (std::vector<std::string>{"server version 16.36", "first"}));
+    server.type("wel 2 changed\nwel 3\nwel 9 added,  as it stands \ng\n");
+    server.wait_for_output("Users: ");
+    EXPECT_EQ(
+        WireClient(server).login(client_record(hash_of(2), "b")).texts,
+        (std::vector<std::string>{"server version 16.36", "changed", "", "added,  as it stands "}));
+}
+
+TEST(Console, ALineThatIsTooLongLosesItsRest) {
+    ServerProcess server;
+    const WireClient client(server);
+    const std::string text(252, 't');
+    EXPECT_EQ(run(server, "m " + text + "q\nm " + std::string(100'000, 'u') + "\n"), "> ");
+    EXPECT_EQ(client.receive(), Bytes().u8(0x38).text(text));
+    EXPECT_EQ(client.receive(), Bytes().u8(0x38).text(std::string(252, 'u')));
+}
+
+TEST(Console, ASignalStopsItWhileTheOperatorIsTyping) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        ServerProcess server;
+        server.wait_for_output("> ");
+        server.type("half a li");
+        EXPECT_EQ(server.stop(signal), 1);
+        EXPECT_EQ(session(server), "");
+        EXPECT_EQ(server.folder()->read("serverList.met").size(), 5U);
+    }
+}
+
+TEST(Console, ASignalStopsItWhileAQuestionWaits) {
+    ServerProcess server;
+    server.type("q\n");
+    server.wait_for_output("(y or n): \n");
+    EXPECT_EQ(server.stop(SIGTERM), 1);
+}
+
+// After the end of its lines a server serves on, and waits without spending anything.
+void expect_quiet_wait(ServerProcess& server) {
+    const auto before = server.processor_time();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_LE(server.processor_time() - before, std::chrono::milliseconds(50));
+    EXPECT_EQ(server.status(), (Status{0, 0}));
+    EXPECT_EQ(server.stop(SIGTERM), 1);
+}
+
+TEST(Console, TheEndOfTheLinesIsNoCommand) {
+    ServerProcess server;
+    server.type("g\nq");  // a last line without its end counts, but nobody answers it
+    server.end_input();
+    server.wait_for_output("(y or n): \n");
+    expect_quiet_wait(server);
+    EXPECT_EQ(session(server),
+              "Users: 0\t\tFiles: 0\n> Are you sure you want to exit?(y or n): \n");
+}
+
+TEST(Console, AnInputThatEndsAtOnceOrIsNotThereIsNoCommandEither) {
+    for (const bool there : {true, false}) {
+        ServerProcess server(
+            ServerProcess::Setup{.standard_input_open = false, .standard_input_there = there});
+        server.wait_for_output("> ");
+        expect_quiet_wait(server);
+        EXPECT_EQ(session(server), "");
+    }
+}
+
+TEST(Console, WithTheConsoleOffNothingIsRead) {
+    ServerProcess server("console=false");
+    server.type("q\ny\n");
+    EXPECT_EQ(server.status(), (Status{0, 0}));
+    EXPECT_TRUE(server.running());
+    EXPECT_EQ(server.stop(SIGTERM), 1);
+}
+
+}  // namespace
+}  // namespace vorrim::wire

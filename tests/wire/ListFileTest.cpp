@@ -1,0 +1,122 @@
+// The server list file under a server that is killed while it saves: whatever the moment, the file
+// is the old one or the new one, whole.
+#include <chrono>
+#include <gtest/gtest.h>
+#include <random>
+#include <signal.h>
+#include <string>
+#include <thread>
+
+#include "tests/wire/harness/Administrator.h"
+#include "tests/wire/harness/Bytes.h"
+
+namespace vorrim::wire {
+namespace {
+
+constexpr std::uint32_t kServers = 600;
+constexpr int kKills = 300;
+constexpr const char* kFile = "serverList.met";
+constexpr const char* kBeside = "serverList.met.new";
+
+// Servers without tags, as no save writes them: a load adds the tags that every server has.
+std::string bare_list() {
+    Bytes bytes;
+    bytes.u8(0x0E).u32(kServers);
+    for (std::uint32_t i = 0; i < kServers; ++i)
+        bytes.u32(0x0100007F + (i << 8U)).u16(1000 + i).u32(0);
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+ServerProcess::Setup saving_on(const std::shared_ptr<ScratchFolder>& folder,
+                               const std::shared_ptr<PortBlock>& ports) {
+    return {.settings = "threads=1\nadminName=root\nadminPass=secret",
+            .ready = ServerProcess::Ready::at_once,
+            .folder = folder,
+            .ports = ports};
+}
+
+// Saves that follow one another for longer than any test waits.
+void keep_saving(const ServerProcess& server) {
+    std::string commands;
+    for (int i = 0; i < 2000; ++i)
+        commands += "sweep\n";
+    server.type(commands);
+}
+
+TEST(ListFile, AKillAtAnyMomentLeavesTheOldFileOrTheNewOne) {
+    const auto folder = std::make_shared<ScratchFolder>();
+    const auto ports = std::make_shared<PortBlock>();
+    const std::string old_list = bare_list();
+    folder->write(kFile, old_list);
+    const auto begin = std::chrono::steady_clock::now();
+    std::chrono::steady_clock::duration until_saved{};
+    {
+        ServerProcess server(saving_on(folder, ports));
+        wait_until("the first save", [&] { return folder->read(kFile) != old_list; });
+        until_saved = std::chrono::steady_clock::now() - begin;
+        EXPECT_EQ(server.stop(SIGTERM), 1);
+    }
+    const std::string new_list = folder->read(kFile);
+    ASSERT_GT(new_list.size(), old_list.size());
+
+    constexpr unsigned kSeed = 4661;
+    std::minstd_rand random(kSeed);
+    int old_ones = 0;
+    int new_ones = 0;
+    int in_the_middle = 0;
+    for (int kill = 0; kill < kKills; ++kill) {
+        folder->write(kFile, old_list);
+        ServerProcess server(saving_on(folder, ports));
+        keep_saving(server);
+        // Around the first save, and in the midst of the later ones.
+        const auto share = std::uniform_int_distribution<int>(40, 160)(random);
+        std::this_thread::sleep_for(until_saved * share / 100);
+        ASSERT_EQ(server.stop(SIGKILL), -SIGKILL);
+        const std::string found = folder->read(kFile);
+        if (found == old_list) {
+            ++old_ones;
+        } else if (found == new_list) {
+            ++new_ones;
+        } else {
+            FAIL() << "after kill " << kill << " the file has " << found.size() << " bytes";
+        }
+        in_the_middle += folder->has(kBeside) ? 1 : 0;
+        std::filesystem::remove(folder->path() / kBeside);
+    }
+    std::cout << kKills << " kills: " << old_ones << " old files, " << new_ones << " new ones, "
+              << in_the_middle << " kills between begin and end of a save\n";
+    EXPECT_GT(old_ones, 0);
+    EXPECT_GT(new_ones, 0);
+    EXPECT_GT(in_the_middle, 0);
+}
+
+TEST(ListFile, WhatAKillLeavesBesideTheFileIsNeitherReadNorInTheWay) {
+    const auto folder = std::make_shared<ScratchFolder>();
+    folder->write(kFile, bare_list());
+    folder->write(kBeside, bare_list().substr(0, 1000));
+    ServerProcess server(
+        ServerProcess::Setup{.settings = "adminName=root\nadminPass=secret", .folder = folder});
+    const Administrator admin(server, "root", "secret");
+    admin.send_command("vs");
+    const std::string known = admin.receive_until("Working:");
+    EXPECT_NE(known.find("\n(1)\t(null)\t127.0.0.1\t1000\t0\n"), std::string::npos);
+    EXPECT_TRUE(known.ends_with("\n(600)\t(null)\t127.87.2.1\t1599\t0\nWorking:\n"));
+    EXPECT_EQ(server.stop(SIGTERM), 1);
+    EXPECT_FALSE(folder->has(kBeside));
+}
+
+TEST(ListFile, AFolderThatTakesNoFileLeavesTheOldOneAndTheServerRunning) {
+    const auto folder = std::make_shared<ScratchFolder>();
+    const std::string old_list = bare_list();
+    folder->write(kFile, old_list);
+    // What stands beside cannot be written: it is a folder.
+    std::filesystem::create_directory(folder->path() / kBeside);
+    ServerProcess server(ServerProcess::Setup{.settings = "", .folder = folder});
+    server.type("sweep\ng\n");
+    server.wait_for_output("Users: ");
+    EXPECT_EQ(server.stop(SIGTERM), 1);
+    EXPECT_EQ(folder->read(kFile), old_list);
+}
+
+}  // namespace
+}  // namespace vorrim::wire
