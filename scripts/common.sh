@@ -14,7 +14,8 @@ fail() {
 }
 
 # install_packages GROUP...: sees to it that every package of the groups is there. Asks dpkg first,
-# so that nothing is fetched, and nothing said, when nothing is missing.
+# so that nothing is fetched, and nothing said, when nothing is missing. Of a package that brings a
+# service only the program is wanted: it is not started, now or at the next boot.
 install_packages() {
     local group package reason missing=() wanted=()
     while read -r group package reason; do
@@ -31,19 +32,31 @@ install_packages() {
     done
     ((${#missing[@]})) || return 0
 
-    local apt=(env DEBIAN_FRONTEND=noninteractive apt-get -qq)
+    local sudo=()
     if ((EUID != 0)); then
         command -v sudo >/dev/null ||
             fail "could not install ${missing[*]}: run me as root once, or install sudo"
-        apt=(sudo "${apt[@]}")
+        sudo=(sudo)
     fi
-    local log
+    local apt=("${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq)
+    local log policy=/usr/sbin/policy-rc.d own_policy='' status=0
     log=$(mktemp)
     say "installing ${missing[*]}"
-    if ! { "${apt[@]}" update && "${apt[@]}" install -y --no-install-recommends "${missing[@]}"; } \
-        </dev/null >"$log" 2>&1; then
-        fail "could not install ${missing[*]}" "$log"
+    if [[ ! -e $policy ]]; then
+        own_policy=yes
+        printf '#!/bin/sh\nexit 101\n' | "${sudo[@]}" install -m 755 /dev/stdin "$policy"
     fi
+    { "${apt[@]}" update && "${apt[@]}" install -y --no-install-recommends "${missing[@]}"; } \
+        </dev/null >"$log" 2>&1 || status=$?
+    [[ -z $own_policy ]] || "${sudo[@]}" rm -f "$policy"
+    ((status == 0)) || fail "could not install ${missing[*]}" "$log"
+
+    # Where there is no systemctl nothing would start them either.
+    local unit
+    for unit in $(dpkg -L "${missing[@]}" | sed -n 's|^/lib/systemd/system/\(.*\.service\)$|\1|p'); do
+        ! command -v systemctl >/dev/null || "${sudo[@]}" systemctl disable "$unit" >"$log" 2>&1 ||
+            fail "could not disable $unit" "$log"
+    done
     rm -f "$log"
 }
 

@@ -1,0 +1,83 @@
+#include "tests/wire/harness/Program.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <fcntl.h>
+#include <signal.h>
+#include <sstream>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/wire/harness/Bytes.h"
+#include "tests/wire/harness/Socket.h"
+
+namespace vorrim::wire {
+
+std::string Program::find(std::string_view name) {
+    const char* const path = std::getenv("PATH");
+    std::istringstream folders((path != nullptr ? path : "") + std::string(":/usr/sbin:/sbin"));
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        const std::string file = folder + '/' + std::string(name);
+        if (::access(file.c_str(), X_OK) == 0) return file;
+    }
+    return "";
+}
+
+Program::Program(std::vector<std::string> command) {
+    std::vector<char*> arguments;
+    for (std::string& word : command)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    const std::string out = (captured_.path() / "output").string();
+    const std::string err = (captured_.path() / "errors").string();
+    const pid_t parent = ::getpid();
+
+    pid_ = ::fork();
+    if (pid_ == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (::getppid() != parent) ::_exit(126);
+        ::setpgid(0, 0);
+        const int flags = O_WRONLY | O_CREAT | O_APPEND;
+        ::dup2(::open("/dev/null", O_RDONLY), 0);
+        ::dup2(::open(out.c_str(), flags, 0600), 1);
+        ::dup2(::open(err.c_str(), flags, 0600), 2);
+        ::execv(arguments[0], arguments.data());
+        ::_exit(127);
+    }
+    if (pid_ < 0) throw WireFailure("no process");
+    ::setpgid(pid_, pid_);  // on both sides, so that it is done whoever comes first
+}
+
+Program::~Program() {
+    constexpr std::chrono::seconds kGrace{5};
+    if (running()) {
+        ::kill(pid_, SIGTERM);
+        try {
+            wait_until(
+                "a program ends", [this] { return !running(); }, kGrace);
+        } catch (const WireFailure&) {
+            ::kill(pid_, SIGKILL);
+            ::waitpid(pid_, nullptr, 0);
+        }
+    }
+    ::kill(-pid_, SIGKILL);  // what it has left behind, if anything
+}
+
+bool Program::running() {
+    int status = 0;
+    if (!exit_ && ::waitpid(pid_, &status, WNOHANG) == pid_)
+        exit_ = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    return !exit_;
+}
+
+int Program::exit() {
+    wait_until("a program ends", [this] { return !running(); });
+    return *exit_;
+}
+
+void Program::wait_for_output(std::string_view text) const {
+    wait_until(text, [&] { return output().find(text) != std::string::npos; });
+}
+
+}  // namespace vorrim::wire
