@@ -1,0 +1,144 @@
+// Little to do, too much to do, and too little to do it with.
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <random>
+#include <signal.h>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/wire/harness/Datagram.h"
+#include "tests/wire/harness/WireClient.h"
+
+namespace vorrim::wire {
+namespace {
+
+std::vector<WireClient> crowd_of(const ServerProcess& server, std::size_t count) {
+    std::vector<WireClient> crowd;
+    for (std::size_t i = 0; i < count; ++i)
+        crowd.push_back(WireClient::low(server));
+    return crowd;
+}
+
+// A file whose record alone fills `size` bytes and more.
+Record heavy_file(std::uint32_t number, std::size_t size) {
+    Record record = file(hash_of(number), "heavy song " + std::to_string(number));
+    record.tags.push_back(text_tag(kDescription, std::string(size, 'd')));
+    return record;
+}
+
+TEST(Endurance, AnIdleServerUsesNoProcessorTime) {
+    for (const bool input_open : {true, false}) {
+        const ServerProcess server(ServerProcess::Setup{.standard_input_open = input_open});
+        const std::vector<WireClient> crowd = crowd_of(server, 50);
+        const WireClient half(server);
+        half.send_raw(hex("E3 05 00 00"));
+        WireClient gone(server);
+        gone.close();
+        server.wait_for_users(51);
+        const auto before = server.processor_time();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1500));  // what is measured
+        EXPECT_LE(server.processor_time() - before, std::chrono::milliseconds(30)) << input_open;
+    }
+}
+
+TEST(Endurance, TenThousandRequestsAreSentBeforeTheFirstAnswerIsRead) {
+    const ServerProcess server;
+    const WireClient client(server);
+    constexpr std::uint32_t kRequests = 10000;
+    Bytes all;
+    for (std::uint32_t i = 0; i < kRequests; ++i)
+        all.add(packet(callback(i)));
+    client.send_raw(all);
+    for (std::uint32_t i = 0; i < kRequests; ++i)
+        ASSERT_EQ(client.receive(), Bytes().u8(0x36).u32(i));
+}
+
+TEST(Endurance, AnAnswerOfManyMegabytesArrivesWhole) {
+    const ServerProcess server;
+    const WireClient client = WireClient::high(server);
+    constexpr std::uint32_t kFiles = 201;
+    constexpr std::size_t kSize = 65000;
+    for (std::uint32_t first = 0; first < kFiles; first += 67) {
+        std::vector<Record> files;
+        for (std::uint32_t i = first; i < first + 67; ++i)
+            files.push_back(heavy_file(i, kSize));
+        client.publish(files);
+    }
+    const Results found = client.search(words("heavy"));
+    EXPECT_EQ(found.records.size(), kFiles);
+    EXPECT_TRUE(found.more);
+    EXPECT_TRUE(client.more().records.empty());
+}
+
+TEST(Endurance, AResultTooLargeForADatagramDoesNotKeepTheOthersBack) {
+    const ServerProcess server;
+    const WireClient client = WireClient::high(server);
+    client.publish({file(hash_of(1), "heavy song before"), heavy_file(2, 65500),
+                    file(hash_of(3), "heavy song after")});
+    const std::vector<std::string> found =
+        names(Datagram(server).results(udp_search_files(words("heavy"))));
+    EXPECT_EQ(found, (std::vector<std::string>{"heavy song before", "heavy song after"}));
+}
+
+TEST(Endurance, WithoutDescriptorsNobodyIsLostAndTheNextWait) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizers need descriptors of their own for their checks";
+#endif
+    const ServerProcess server(
+        ServerProcess::Setup{.settings = "verbose=true\nthreads=2", .descriptors = 80});
+    const std::string output = server.output();
+    EXPECT_NE(output.find(" 80 "), std::string::npos) << output;
+    EXPECT_NE(output.find("maxClients 600"), std::string::npos) << output;
+
+    std::vector<WireClient> clients;
+    constexpr std::size_t kFarTooMany = 120;
+    for (std::size_t i = 0; i < kFarTooMany; ++i) {
+        clients.emplace_back(server);
+        clients.back().send(find_user(kNobody));
+    }
+    // Those who were taken over are served, and go on being served.
+    EXPECT_EQ(clients.front().receive(), hex("3F 00"));
+    for (int i = 0; i < 10; ++i)
+        clients.front().expect_nothing();
+    const std::uint32_t taken = server.status().users;
+    EXPECT_LT(taken, kFarTooMany);
+    EXPECT_GT(taken, 20U);
+
+    const auto before = server.processor_time();
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    EXPECT_LE(server.processor_time() - before, std::chrono::milliseconds(300));
+    EXPECT_LT(server.output().size(), output.size() + 2000);  // and does not talk about it
+
+    // As places become free, the others have theirs, down to the last.
+    const WireClient last = std::move(clients.back());
+    clients.pop_back();
+    EXPECT_TRUE(last.silent());
+    clients.clear();
+    EXPECT_EQ(last.receive(), hex("3F 00"));
+    server.wait_for_users(1);
+}
+
+TEST(Endurance, AStopAmidTheCrowd) {
+    for (int round = 0; round < 5; ++round) {
+        ServerProcess server;
+        std::vector<WireClient> crowd;
+        Bytes busy;
+        std::vector<Record> files;
+        for (std::uint32_t i = 0; i < 100; ++i)
+            files.push_back(file(hash_of(i), "song " + std::to_string(i)));
+        for (int i = 0; i < 20; ++i)
+            busy.add(packet(offer(files))).add(packet(search_files(words("song"))));
+        for (std::uint32_t i = 0; i < 30; ++i) {
+            crowd.emplace_back(server);
+            if (i % 2 == 0) crowd.back().open_door();
+            Record self = client_record(hash_of(i), "busy");
+            self.port = crowd.back().announced_port();
+            static_cast<void>(crowd.back().send_some(packet(login(self)).add(busy)));
+        }
+        EXPECT_EQ(server.stop(SIGTERM), 1);
+    }
+}
+
+}  // namespace
+}  // namespace vorrim::wire
