@@ -9,7 +9,8 @@
 
 namespace vorrim {
 
-FileIndex::FileIndex(IndexTuning tuning) : tuning_(tuning), table_(hash_key_, tuning.row_limit) {}
+FileIndex::FileIndex(IndexTuning tuning)
+    : tuning_(tuning), table_(tuning.row_limit, tuning.segment_rows) {}
 
 FileIndex::~FileIndex() = default;
 
@@ -61,8 +62,12 @@ void FileIndex::enter(std::span<Prepared> slice, ClientId owner, std::uint16_t p
         prepared.digest = digest_of(hash_key_, prepared.record.view().hash());
     find_known(slice);
     for (Prepared& prepared : slice)
-        if (!prepared.known) prepare(prepared);
+        if (!prepared.known()) prepare(prepared);
 
+    {
+        const kx_read_guard guard(lock_);
+        warm(slice);
+    }
     std::vector<std::uint32_t> handles;
     handles.reserve(slice.size());
     const kx_write_guard guard(lock_);
@@ -76,9 +81,12 @@ void FileIndex::find_known(std::span<Prepared> slice) const {
     const kx_read_guard guard(lock_);
     for (const Prepared& prepared : slice)
         table_.prefetch(prepared.digest);
-    for (Prepared& prepared : slice)
-        prepared.known =
-            table_.find(prepared.digest, prepared.record.view().hash()) != FileTable::kNone;
+    for (Prepared& prepared : slice) {
+        prepared.likely = table_.find_likely(prepared.digest);
+        if (prepared.known()) table_.prefetch_entry(prepared.likely);
+    }
+    for (const Prepared& prepared : slice)
+        if (prepared.known()) table_.entry(prepared.likely).prefetch();
 }
 
 void FileIndex::prepare(Prepared& prepared) const {
@@ -93,7 +101,7 @@ std::uint32_t FileIndex::add_record(Prepared& prepared, ClientId owner, std::uin
         table_.add_source(handle, owner, port);
         return handle;
     }
-    if (prepared.known) prepare(prepared);  // its last source left since
+    if (prepared.known()) prepare(prepared);  // its last source left since
     if (table_.rows().exhausted()) renumber();
     return table_.add_entry(prepared, owner, port);
 }
@@ -103,13 +111,6 @@ void FileIndex::renumber() {
 }
 
 // ---- departure ----
-
-struct FileIndex::Leaving {
-    std::uint32_t handle;
-    std::uint32_t sources;  // how many the client has there
-    bool foreseen;          // it will be the entry's last: the words are made
-    KeywordHashes words;
-};
 
 void FileIndex::remove_client(ClientId client) {
     OwnerIndex::Handles owned;
@@ -126,32 +127,55 @@ void FileIndex::remove_client(ClientId client) {
             const std::size_t first = at;
             while (at < handles.size() && handles[at] == handles[first])
                 ++at;
-            slice.push_back({handles[first], static_cast<std::uint32_t>(at - first), false, {}});
+            slice.push_back({handles[first], static_cast<std::uint32_t>(at - first)});
         }
         leave(slice, client);
     }
     source_total_.fetch_sub(static_cast<std::int32_t>(handles.size()), std::memory_order_relaxed);
 }
 
-// An entry stays while a source of it is still to be removed, so that what the first half sees is
-// there for the second.
 void FileIndex::leave(std::span<Leaving> slice, ClientId client) {
-    {
-        const kx_read_guard guard(lock_);
-        for (Leaving& leaving : slice) {
-            const FileEntry& entry = table_.entry(leaving.handle);
-            leaving.foreseen = entry.sources.size() == leaving.sources;
-            if (leaving.foreseen) leaving.words = words_of(entry.record.view());
-        }
-    }
+    foresee(slice);
     const kx_write_guard guard(lock_);
     for (Leaving& leaving : slice) {
         if (table_.remove_sources(leaving.handle, client, leaving.sources)) continue;
-        const FileEntry& entry = table_.entry(leaving.handle);
-        if (!leaving.foreseen) leaving.words = words_of(entry.record.view());
-        entry_leaves(entry.row, leaving.words);
-        table_.remove_entry(leaving.handle);
+        if (!leaving.last) make_words(leaving);  // the other clients have left meanwhile
+        entry_leaves(table_.entry(leaving.handle).row, leaving.words);
+        table_.remove_entry(leaving.handle, leaving.digest);
     }
+}
+
+// All that can be done while others may read. The entries stay, for they have sources that are yet
+// to be removed.
+void FileIndex::foresee(std::span<Leaving> slice) const {
+    const kx_read_guard guard(lock_);
+    for (const Leaving& leaving : slice)
+        __builtin_prefetch(&table_.entry(leaving.handle), 1);
+    for (const Leaving& leaving : slice)
+        table_.entry(leaving.handle).prefetch();
+    for (Leaving& leaving : slice) {
+        leaving.last = table_.entry(leaving.handle).sources.size() == leaving.sources;
+        if (leaving.last) make_words(leaving);
+    }
+    warm(slice);
+}
+
+void FileIndex::make_words(Leaving& leaving) const {
+    const RecordView record = table_.entry(leaving.handle).record.view();
+    leaving.digest = digest_of(hash_key_, record.hash());
+    leaving.words = words_of(record);
+}
+
+void FileIndex::warm(std::span<const Prepared>) const {}
+
+void FileIndex::warm(std::span<const Leaving> slice) const {
+    for (const Leaving& leaving : slice) {
+        if (!leaving.last) continue;
+        table_.prefetch(leaving.digest);
+        table_.prefetch_bucket_ends(leaving.handle);
+    }
+    for (const Leaving& leaving : slice)
+        if (leaving.last) table_.prefetch_bucket_row(leaving.handle);
 }
 
 KeywordHashes FileIndex::words_of(RecordView) const {

@@ -94,11 +94,23 @@ protected:
     virtual void search_locked(Search& search, const CandidatePlan& plan, std::int32_t limit,
                                ClientId asker, Matches& matches) const REQUIRES_SHARED(lock_);
 
+    // An entry from which a client's sources are removed.
+    struct Leaving {
+        std::uint32_t handle;
+        std::uint32_t sources;     // how many the client has there
+        std::uint32_t digest = 0;  // of the file hash
+        bool last = false;         // no other client has the file: the words are made
+        KeywordHashes words{};
+    };
+
     // What the keyword variant adds: taking the keyword out of a Search, the words of a record, and
     // an entry's way out of the lists of its words.
     virtual void extract(Search& search) const;
     [[nodiscard]] virtual KeywordHashes words_of(RecordView record) const;
     virtual void entry_leaves(std::uint32_t row, const KeywordHashes& words) REQUIRES(lock_);
+    // Fetches in advance, while others may still read, what entering and leaving will touch.
+    virtual void warm(std::span<const Prepared> slice) const REQUIRES_SHARED(lock_);
+    virtual void warm(std::span<const Leaving> slice) const REQUIRES_SHARED(lock_);
     // Gives the live rows new numbers when the old ones have run out.
     virtual void renumber() REQUIRES(lock_);
 
@@ -108,13 +120,13 @@ protected:
     FileTable table_ GUARDED_BY(lock_);
 
 private:
-    struct Leaving;
-
     [[nodiscard]] bool refused(RecordView record) const;
     void prepare(Prepared& prepared) const;
     void enter(std::span<Prepared> slice, ClientId owner, std::uint16_t port);
     void find_known(std::span<Prepared> slice) const;
     void leave(std::span<Leaving> slice, ClientId client);
+    void foresee(std::span<Leaving> slice) const;
+    void make_words(Leaving& leaving) const REQUIRES_SHARED(lock_);
     template <class Deliver>
     std::uint32_t run_batch(Search& search, std::int32_t limit, ClientId asker,
                             Deliver&& deliver) const;

@@ -27,6 +27,8 @@ private:
     void extract(Search& search) const override;
     [[nodiscard]] KeywordHashes words_of(RecordView record) const override;
     void entry_leaves(std::uint32_t row, const KeywordHashes& words) override REQUIRES(lock_);
+    void warm(std::span<const Prepared> slice) const override REQUIRES_SHARED(lock_);
+    void warm(std::span<const Leaving> slice) const override REQUIRES_SHARED(lock_);
     void renumber() override REQUIRES(lock_);
 
     RowListTable keywords_ GUARDED_BY(lock_);

@@ -267,7 +267,7 @@ TEST(KeywordFileIndex, ALaterPublishersNameAddsNoWord) {
 
 // Most of the files leave, so that segments are packed and the frequent word's bitmaps stay.
 TEST(KeywordFileIndex, OrderAndPositionsOutliveTheDeathOfMostFiles) {
-    KeywordFileIndex index({.sorted_scan = 0});
+    KeywordFileIndex index({.segment_rows = 8192, .sorted_scan = 0});
     index.init(3);
     constexpr std::uint32_t kFiles = 20000;
     for (std::uint32_t i = 0; i < kFiles; ++i)

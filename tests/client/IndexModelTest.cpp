@@ -349,9 +349,11 @@ TEST_P(IndexModel, AnswersAsTheModelDoes) {
 // Rows run out after a thousand publications, slices are small, and candidates are sorted or
 // walked; the long runs have lists of thousands, words frequent enough for bitmaps, and segments
 // that are packed: every way through the index is taken.
-constexpr IndexTuning kEdges{.row_limit = 1100, .slice = 5, .sorted_scan = 40};
+constexpr IndexTuning kEdges{
+    .row_limit = 1100, .segment_rows = 4096, .slice = 5, .sorted_scan = 40};
 constexpr IndexTuning kOnlyWalks{.row_limit = 4000, .slice = 64, .sorted_scan = 0};
-constexpr IndexTuning kLong{.row_limit = 60000, .slice = 256, .sorted_scan = 200};
+constexpr IndexTuning kLong{
+    .row_limit = 60000, .segment_rows = 4096, .slice = 256, .sorted_scan = 200};
 
 INSTANTIATE_TEST_SUITE_P(
     Tables, IndexModel,

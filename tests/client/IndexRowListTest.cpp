@@ -6,6 +6,7 @@
 
 #include "client/index/RowList.h"
 #include "client/index/RowListTable.h"
+#include "client/index/row_search.h"
 
 namespace vorrim {
 namespace {
@@ -104,6 +105,29 @@ TEST(IndexRowList, KeepsTheRowsOfAVectorThroughAllForms) {
     for (std::uint32_t i = 0; i < rows.size(); ++i)
         rows[i] = i;
     ASSERT_NO_FATAL_FAILURE(expect_same(moved, rows, random));
+}
+
+TEST(IndexRowSearch, FindsWhatABinarySearchFinds) {
+    std::mt19937 random(13);
+    for (const std::uint32_t gap : {1u, 3u, 1000u, 4000000u})
+        for (const std::size_t size : {0u, 1u, 2u, 17u, 1000u}) {
+            Rows rows;
+            std::uint32_t row = 0;
+            // Uneven: the second half a hundred times as dense.
+            for (std::size_t i = 0; i < size; ++i) {
+                row +=
+                    1 + static_cast<std::uint32_t>(random() % (i < size / 2 ? gap : gap / 100 + 1));
+                rows.push_back(row);
+            }
+            for (int i = 0; i < 300; ++i) {
+                const auto wanted = static_cast<std::uint32_t>(random() % (std::uint64_t{row} + 3));
+                ASSERT_EQ(find_row(rows, wanted),
+                          static_cast<std::size_t>(
+                              std::lower_bound(rows.begin(), rows.end(), wanted) - rows.begin()));
+            }
+            for (const std::uint32_t each : rows)
+                ASSERT_EQ(rows[find_row(rows, each)], each);
+        }
 }
 
 TEST(IndexRowList, AVisitStopsWhereItIsTold) {

@@ -25,9 +25,13 @@ struct Kept {
     bool reachable;
 };
 
+// The smallest there is.
+constexpr std::uint32_t kSegment = Segment::kStretchRows;
+
 class StoreAndModel {
 public:
-    explicit StoreAndModel(std::uint32_t row_limit) : store(row_limit) {}
+    explicit StoreAndModel(std::uint32_t row_limit, std::uint32_t segment_rows = kSegment)
+        : store(row_limit, segment_rows) {}
 
     RowStore store;
     std::map<std::uint32_t, Kept> model;
@@ -97,13 +101,13 @@ TEST(IndexRowStore, KeepsWhatItWasGivenWhileSegmentsArePackedAndFreed) {
 
 TEST(IndexRowStore, StartsAgainAfterTheLastSegmentDied) {
     StoreAndModel both(0xFFFFF000);
-    for (std::uint32_t i = 0; i < 2 * Segment::kRows; ++i)
+    for (std::uint32_t i = 0; i < 2 * kSegment; ++i)
         both.append();
     while (!both.model.empty())
         both.remove(both.model.begin()->first);
     EXPECT_TRUE(both.store.segments().empty());
     both.append();
-    EXPECT_EQ(both.model.begin()->first, 2 * Segment::kRows);
+    EXPECT_EQ(both.model.begin()->first, 2 * kSegment);
     ASSERT_NO_FATAL_FAILURE(both.compare());
 }
 
@@ -156,15 +160,14 @@ TEST(IndexRowStore, NewNumbersKeepTheOrder) {
 // Which of the texts, one a row, a plan lets through; both ways of asking agree.
 std::vector<std::string> admitted(std::unique_ptr<SearchNode> root,
                                   const std::vector<std::string>& texts) {
-    RowStore store(1000);
+    RowStore store(1000, kSegment);
     for (const std::string& text : texts)
         store.append(0, signature_of_text(text), false);
     CandidatePlan plan(*root);
     plan.order_by(store.weights());
     const Segment& segment = *store.segments().front();
-    Segment::Bits bits{};
-    std::copy_n(segment.live_bits(), segment.lines(), bits.begin());
-    plan.narrow(segment, bits, 0, segment.lines());
+    Segment::Stretch bits = segment.live(0);
+    plan.narrow(segment, 0, bits);
     std::vector<std::string> passed;
     for (std::uint32_t slot = 0; slot < texts.size(); ++slot) {
         EXPECT_EQ(plan.admits(segment, slot), bits[0].test(slot));

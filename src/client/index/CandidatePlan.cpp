@@ -77,30 +77,44 @@ void CandidatePlan::order(Group& group, const RowStore::ColumnWeights& weights) 
             order(alternative, weights);
 }
 
-void CandidatePlan::narrow(const Segment& segment, Segment::Bits& bits, std::uint32_t first,
-                           std::uint32_t end) const {
-    narrow(root_, segment, bits, first, end);
+void CandidatePlan::narrow(const Segment& segment, std::uint32_t stretch,
+                           Segment::Stretch& bits) const {
+    std::uint32_t line = stretch * Segment::kStretchLines;
+    for (Segment::Line& of_stretch : bits) {
+        if (of_stretch.any()) narrow(root_, segment, line, of_stretch);
+        ++line;
+    }
 }
 
-void CandidatePlan::narrow(const Group& group, const Segment& segment, Segment::Bits& bits,
-                           std::uint32_t first, std::uint32_t end) {
-    for (const std::uint16_t column : group.columns) {
-        const Segment::Line* const lines = segment.column(column);
-        bool any = false;
-        for (std::uint32_t line = first; line < end; ++line)
-            any |= (bits[line] &= lines[line]).any();
-        if (!any) return;
-    }
+// Line by line: after two or three columns most lines are empty, and the others are not read.
+void CandidatePlan::narrow(const Group& group, const Segment& segment, std::uint32_t line,
+                           Segment::Line& bits) {
+    for (const std::uint16_t column : group.columns)
+        if (!(bits &= segment.column(column)[line]).any()) return;
     for (const auto& alternatives : group.alternatives) {
-        Segment::Bits united{};
+        Segment::Line united;
         for (const Group& alternative : alternatives) {
-            Segment::Bits narrowed = bits;
-            narrow(alternative, segment, narrowed, first, end);
-            for (std::uint32_t line = first; line < end; ++line)
-                united[line] |= narrowed[line];
+            Segment::Line narrowed = bits;
+            narrow(alternative, segment, line, narrowed);
+            united |= narrowed;
         }
         bits = united;
     }
+}
+
+void CandidatePlan::prefetch(const Segment& segment, std::uint32_t stretch) const noexcept {
+    constexpr std::size_t kColumnsAhead = 2;
+    const std::uint32_t first = stretch * Segment::kStretchLines;
+    const std::uint32_t end = std::min(segment.lines(), first + Segment::kStretchLines);
+    const auto fetch = [&](const Group& group) {
+        for (std::size_t i = 0; i < std::min(kColumnsAhead, group.columns.size()); ++i)
+            for (std::uint32_t line = first; line < end; ++line)
+                __builtin_prefetch(segment.column(group.columns[i]) + line);
+    };
+    fetch(root_);
+    if (!root_.columns.empty()) return;
+    for (const Group& alternative : root_.alternatives.front())
+        fetch(alternative);
 }
 
 bool CandidatePlan::admits(const Group& group, const Segment& segment,

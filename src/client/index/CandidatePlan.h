@@ -30,9 +30,10 @@ public:
     // Puts the columns that dismiss most in front. Call before what follows; needs the index lock.
     void order_by(const RowStore::ColumnWeights& weights);
 
-    // Clears the bits of the slots that cannot match, in lines [first, end) of a segment.
-    void narrow(const Segment& segment, Segment::Bits& bits, std::uint32_t first,
-                std::uint32_t end) const;
+    // Clears the bits of the slots that cannot match, in one stretch of a segment.
+    void narrow(const Segment& segment, std::uint32_t stretch, Segment::Stretch& bits) const;
+    // Fetches in advance what narrow reads first. Not when all is admitted.
+    void prefetch(const Segment& segment, std::uint32_t stretch) const noexcept;
     // The same question for one slot.
     [[nodiscard]] bool admits(const Segment& segment, std::uint32_t slot) const noexcept {
         return admits(root_, segment, slot);
@@ -57,8 +58,8 @@ private:
     [[nodiscard]] Group group_of(const SearchNode& root, int depth);
     [[nodiscard]] std::vector<Group> alternatives_of(const SN_Operator& root, int depth);
     static void order(Group& group, const RowStore::ColumnWeights& weights);
-    static void narrow(const Group& group, const Segment& segment, Segment::Bits& bits,
-                       std::uint32_t first, std::uint32_t end);
+    static void narrow(const Group& group, const Segment& segment, std::uint32_t line,
+                       Segment::Line& bits);
     [[nodiscard]] static bool admits(const Group& group, const Segment& segment,
                                      std::uint32_t slot) noexcept;
 

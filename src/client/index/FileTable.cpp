@@ -4,8 +4,8 @@
 
 namespace vorrim {
 
-FileTable::FileTable(const KeyedHash& hash_key, std::uint32_t row_limit)
-    : hash_key_(hash_key), rows_(row_limit) {
+FileTable::FileTable(std::uint32_t row_limit, std::uint32_t segment_rows)
+    : rows_(row_limit, segment_rows) {
     set_buckets(bucket_count_);
 }
 
@@ -55,15 +55,26 @@ bool FileTable::remove_sources(std::uint32_t handle, ClientId owner, std::uint32
     return true;
 }
 
-void FileTable::remove_entry(std::uint32_t handle) {
+void FileTable::remove_entry(std::uint32_t handle, std::uint32_t digest) {
     FileEntry& entry = entries_[handle];
     const FileHash hash = entry.record.view().hash();
     const std::uint32_t bucket = bucket_of(hash);
     if (bucket_lists_.erase(bucket, entry.row)) occupied_.clear(bucket);
-    by_hash_.erase(digest_of(hash_key_, hash), handle);
+    by_hash_.erase(digest, handle);
     rows_.remove(entry.row);
     entry.sources.clear(sources_);
     entries_.remove(handle);
+}
+
+void FileTable::prefetch_bucket_ends(std::uint32_t handle) const noexcept {
+    if (const RowList* const list = bucket(bucket_of(entries_[handle].record.view().hash())))
+        list->prefetch_ends();
+}
+
+void FileTable::prefetch_bucket_row(std::uint32_t handle) const noexcept {
+    const FileEntry& entry = entries_[handle];
+    if (const RowList* const list = bucket(bucket_of(entry.record.view().hash())))
+        list->prefetch_row(entry.row);
 }
 
 void FileTable::renumber(const RowStore::NewNumbers& new_number) {

@@ -26,8 +26,8 @@ class FileTable {
 public:
     static constexpr std::uint32_t kNone = EntrySlab::kNone;
 
-    // The key is that of all digests handed in; it outlives the table.
-    FileTable(const KeyedHash& hash_key, std::uint32_t row_limit);
+    // See RowStore.
+    FileTable(std::uint32_t row_limit, std::uint32_t segment_rows);
     ~FileTable();
     FileTable(const FileTable&) = delete;
     FileTable& operator=(const FileTable&) = delete;
@@ -43,7 +43,19 @@ public:
     [[nodiscard]] std::uint32_t find(std::uint32_t digest, const FileHash& hash) const noexcept {
         return by_hash_.find(digest, hash, entries_);
     }
+    // The same, but for one in four billion, without a look at the entry.
+    [[nodiscard]] std::uint32_t find_likely(std::uint32_t digest) const noexcept {
+        return by_hash_.find_likely(digest);
+    }
+    // Fetch in advance what finding a hash touches first, and what taking an entry out of its
+    // bucket touches: its record is at hand for the first step, and the first step done for the
+    // second.
     void prefetch(std::uint32_t digest) const noexcept { by_hash_.prefetch(digest); }
+    void prefetch_entry(std::uint32_t handle) const noexcept {
+        __builtin_prefetch(&entries_[handle], 1);
+    }
+    void prefetch_bucket_ends(std::uint32_t handle) const noexcept;
+    void prefetch_bucket_row(std::uint32_t handle) const noexcept;
 
     // Makes the entry of a hash that has none, with its first source. Takes the record, whose
     // availability is 1. Raises std::bad_alloc when the rows are exhausted.
@@ -53,7 +65,8 @@ public:
     // Takes the first `count` sources with this identifier from an entry, which has as many.
     // Returns whether sources are left; if not, the caller removes the entry.
     bool remove_sources(std::uint32_t handle, ClientId owner, std::uint32_t count);
-    void remove_entry(std::uint32_t handle);
+    // The digest is that of its hash.
+    void remove_entry(std::uint32_t handle, std::uint32_t digest);
 
     [[nodiscard]] const FileEntry& entry(std::uint32_t handle) const noexcept {
         return entries_[handle];
@@ -82,7 +95,6 @@ public:
     [[nodiscard]] std::size_t heap_bytes() const noexcept;
 
 private:
-    const KeyedHash& hash_key_;
     EntrySlab entries_;
     SourceStore sources_;
     HashToEntry by_hash_;

@@ -30,6 +30,13 @@ public:
         });
         return slot == nullptr ? EntrySlab::kNone : slot->handle;
     }
+    // The first entry with this digest, or EntrySlab::kNone. Almost surely the one that find finds,
+    // without a look at it.
+    [[nodiscard]] std::uint32_t find_likely(std::uint32_t digest) const noexcept {
+        const Slot* const slot =
+            slots_.find(digest, [&](const Slot& candidate) { return candidate.digest == digest; });
+        return slot == nullptr ? EntrySlab::kNone : slot->handle;
+    }
     void insert(std::uint32_t digest, std::uint32_t handle) {
         slots_.insert(digest) = {digest, handle};
     }

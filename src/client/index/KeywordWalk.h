@@ -35,7 +35,10 @@ private:
     static constexpr std::size_t kManyRows = 16;
 
     bool few_rows(const Segment& segment, std::span<const std::uint32_t> rows);
-    bool many_rows(const Segment& segment, std::span<const std::uint32_t> rows);
+    // Takes the rows from the front that lie in the stretch of the first one; `run` is left with
+    // the others.
+    bool many_rows(const Segment& segment, std::span<const std::uint32_t>& run);
+    bool narrowed(const Segment& segment, std::uint32_t stretch, Segment::Stretch& bits);
 
     const FileTable& table_;
     const CandidatePlan& plan_;

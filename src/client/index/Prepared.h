@@ -2,6 +2,7 @@
 // A record on its way into the index, with all that can be made of it outside the lock.
 #include <cstdint>
 
+#include "client/index/EntrySlab.h"
 #include "client/index/TextSignature.h"
 #include "client/index/keyword_hash.h"
 #include "meta/FrozenRecord.h"
@@ -13,7 +14,11 @@ struct Prepared {
     TextSignature signature;
     KeywordHashes words;
     std::uint32_t digest = 0;  // of the file hash, see HashToEntry
-    bool known = false;        // had an entry when last looked: the rest was not worth making
+    // The entry that the hash seemed to have when last looked (EntrySlab::kNone: none): then the
+    // rest was not worth making.
+    std::uint32_t likely = EntrySlab::kNone;
+
+    [[nodiscard]] bool known() const noexcept { return likely != EntrySlab::kNone; }
 };
 
 }  // namespace vorrim

@@ -3,6 +3,8 @@
 #include <bit>
 #include <cstring>
 
+#include "client/index/row_search.h"
+
 namespace vorrim {
 namespace {
 
@@ -130,7 +132,7 @@ void RowBlocks::erase(std::uint32_t row) {
         turn_sparse(block);
     } else {
         std::uint32_t* const end = block.rows() + block.count;
-        std::uint32_t* const at = std::lower_bound(block.rows(), end, row);
+        std::uint32_t* const at = block.rows() + find_row(block.array(), row);
         std::memmove(at, at + 1, static_cast<std::size_t>(end - at - 1) * sizeof(*at));
         --block.count;
     }
@@ -172,16 +174,25 @@ std::uint32_t RowBlocks::rank(std::uint32_t row) const noexcept {
         below += blocks_[before].count;
     const Block& block = blocks_[index];
     if (row <= block.base) return below;
-    if (!block.bitmap()) {
-        const auto rows = block.array();
-        return below + static_cast<std::uint32_t>(std::lower_bound(rows.begin(), rows.end(), row) -
-                                                  rows.begin());
-    }
+    if (!block.bitmap()) return below + static_cast<std::uint32_t>(find_row(block.array(), row));
     if (window_of(row) != window_of(block.base)) return below + block.count;
     for (std::uint32_t word = 0; word < word_of(row); ++word)
         below += static_cast<std::uint32_t>(std::popcount(block.bits()[word]));
     return below + static_cast<std::uint32_t>(
                        std::popcount(block.bits()[word_of(row)] & (bit_of(row) - 1)));
+}
+
+void RowBlocks::prefetch_end() const noexcept {
+    const Block& last = blocks_.back();
+    if (!last.bitmap()) __builtin_prefetch(last.rows() + last.count, 1);
+}
+
+void RowBlocks::prefetch_row(std::uint32_t row) const noexcept {
+    const Block& block = blocks_[block_of(row)];
+    if (block.bitmap())
+        __builtin_prefetch(block.bits() + word_of(row), 1);
+    else
+        vorrim::prefetch_row(block.array(), row);
 }
 
 std::size_t RowBlocks::heap_bytes() const noexcept {

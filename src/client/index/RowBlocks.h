@@ -5,9 +5,10 @@
 //                                     │                       │                       │
 //        rows      3 17 901 ... ◄─────┘   bits of 4096..8191 ◄┘      9001 9377 ... ◄──┘
 //
-// A block is an array of at most 1024 rows, or, where at least 1 row in 16 of an aligned window of
-// 4096 is in the list, the bitmap of that window. So a row leaves a list of any length by moving at
-// most 4 KiB, frequent words cost bits instead of rows, and a search ANDs whole words of them.
+// A block is an array of at most 1024 rows, or, where at least 1 row in 32 of an aligned window of
+// 4096 is in the list, the bitmap of that window, which takes no more. So a row leaves a list of
+// any length by moving at most 4 KiB, frequent words cost bits instead of rows, and a search ANDs
+// whole words of them.
 //
 // Threads     None inside; const operations may run side by side.
 #include <algorithm>
@@ -27,7 +28,7 @@ public:
     static constexpr std::uint32_t kWindowWords = kWindowRows / 64;
     static constexpr std::uint32_t kBlockRows = 1024;
     // Rows of one window at which its array turns into a bitmap, and below which it turns back.
-    static constexpr std::uint32_t kDense = kWindowRows / 16;
+    static constexpr std::uint32_t kDense = kWindowRows / 32;
     static constexpr std::uint32_t kSparse = kDense / 2;
 
     using Window = std::span<const std::uint64_t, kWindowWords>;
@@ -50,9 +51,9 @@ public:
     void for_each(Visit&& visit_row) const;
 
     [[nodiscard]] std::size_t heap_bytes() const noexcept;
-    void prefetch_tail() const noexcept {
-        if (!blocks_.empty()) __builtin_prefetch(&blocks_.back(), 1);
-    }
+    // See RowList.
+    void prefetch_end() const noexcept;
+    void prefetch_row(std::uint32_t row) const noexcept;
 
 private:
     struct Block {

@@ -4,16 +4,12 @@
 #include <array>
 #include <cstring>
 
+#include "client/index/row_search.h"
+
 namespace vorrim {
 namespace {
 
 using OwnedArray = std::unique_ptr<std::uint32_t[]>;
-
-// Arrays grow by a quarter. With the leading capacity and the allocator's own word they fill whole
-// 16-byte units when the capacity is 1 more than a multiple of 4.
-constexpr std::uint32_t room_for(std::uint32_t rows) {
-    return (rows + rows / 4 + 2) / 4 * 4 + 1;
-}
 
 }  // namespace
 
@@ -50,14 +46,15 @@ void RowList::append(std::uint32_t row) {
     if (count_ < kInlineRows) {
         inline_[count_] = row;
     } else if (count_ < kArrayRows) {
+        const std::uint32_t capacity = capacity_for(count_ + 1);
         if (count_ == kInlineRows) {
             const std::array<std::uint32_t, kInlineRows> rows = {inline_[0], inline_[1]};
-            become_array(rows);
-        } else if (count_ == array_[0]) {
+            become_array(rows, capacity);
+        } else if (capacity_for(count_) != capacity) {
             const OwnedArray full{array_};
-            become_array({full.get() + 1, count_});
+            become_array({full.get(), count_}, capacity);
         }
-        array_[1 + count_] = row;
+        array_[count_] = row;
     } else {
         if (count_ == kArrayRows) array_to_blocks();
         blocks_->append(row);
@@ -72,17 +69,16 @@ void RowList::erase(std::uint32_t row) {
             --count_;
             return;
         case Form::array: {
-            std::uint32_t* const first = array_ + 1;
-            std::uint32_t* const end = first + count_;
-            std::uint32_t* const at = std::lower_bound(first, end, row);
+            std::uint32_t* const end = array_ + count_;
+            std::uint32_t* const at = array_ + find_row(short_rows(), row);
             std::memmove(at, at + 1, static_cast<std::size_t>(end - at - 1) * sizeof(*at));
             --count_;
             if (count_ == kInlineRows) {
                 const OwnedArray array{array_};
-                std::copy_n(array.get() + 1, kInlineRows, inline_);
-            } else if (count_ < array_[0] / 2) {
+                std::copy_n(array.get(), kInlineRows, inline_);
+            } else if (capacity_for(count_) != capacity_for(count_ + 1)) {
                 const OwnedArray array{array_};
-                become_array({array.get() + 1, count_});
+                become_array({array.get(), count_}, capacity_for(count_));
             }
             return;
         }
@@ -96,18 +92,13 @@ void RowList::erase(std::uint32_t row) {
 
 std::uint32_t RowList::rank(std::uint32_t row) const noexcept {
     if (form() == Form::blocks) return blocks_->rank(row);
-    const auto rows = short_rows();
-    return static_cast<std::uint32_t>(std::lower_bound(rows.begin(), rows.end(), row) -
-                                      rows.begin());
+    return static_cast<std::uint32_t>(find_row(short_rows(), row));
 }
 
-// Copies the rows into a new array with room for more. The old one is the caller's to free.
-void RowList::become_array(std::span<const std::uint32_t> rows) {
-    const std::uint32_t capacity =
-        std::min(kArrayRows, room_for(static_cast<std::uint32_t>(rows.size())));
-    auto array = std::make_unique_for_overwrite<std::uint32_t[]>(capacity + 1);
-    array[0] = capacity;
-    std::copy(rows.begin(), rows.end(), array.get() + 1);
+// Copies the rows into a new array. The old one is the caller's to free.
+void RowList::become_array(std::span<const std::uint32_t> rows, std::uint32_t capacity) {
+    auto array = std::make_unique_for_overwrite<std::uint32_t[]>(capacity);
+    std::copy(rows.begin(), rows.end(), array.get());
     array_ = array.release();
 }
 
@@ -115,7 +106,7 @@ void RowList::become_array(std::span<const std::uint32_t> rows) {
 void RowList::array_to_blocks() {
     const OwnedArray array{array_};
     auto blocks = std::make_unique<RowBlocks>();
-    for (std::uint32_t index = 1; index <= kArrayRows; ++index)
+    for (std::uint32_t index = 0; index < kArrayRows; ++index)
         blocks->append(array[index]);
     blocks_ = blocks.release();
 }
@@ -123,11 +114,33 @@ void RowList::array_to_blocks() {
 // Called when as many rows are left as an array takes.
 void RowList::blocks_to_array() {
     const std::unique_ptr<RowBlocks> blocks{blocks_};
-    auto array = std::make_unique_for_overwrite<std::uint32_t[]>(kArrayRows + 1);
+    auto array = std::make_unique_for_overwrite<std::uint32_t[]>(kArrayRows);
     std::uint32_t count = 0;
-    array[0] = kArrayRows;
-    blocks->for_each([&](std::uint32_t row) { array[++count] = row; });
+    blocks->for_each([&](std::uint32_t row) { array[count++] = row; });
     array_ = array.release();
+}
+
+void RowList::prefetch_end() const noexcept {
+    if (form() == Form::array)
+        __builtin_prefetch(array_ + count_, 1);
+    else if (form() == Form::blocks)
+        blocks_->prefetch_end();
+}
+
+void RowList::prefetch_ends() const noexcept {
+    if (form() == Form::array) {
+        __builtin_prefetch(array_, 1);
+        __builtin_prefetch(array_ + count_ - 1, 1);
+    } else if (form() == Form::blocks) {
+        __builtin_prefetch(blocks_);
+    }
+}
+
+void RowList::prefetch_row(std::uint32_t row) const noexcept {
+    if (form() == Form::array)
+        vorrim::prefetch_row(short_rows(), row);
+    else if (form() == Form::blocks)
+        blocks_->prefetch_row(row);
 }
 
 std::size_t RowList::heap_bytes() const noexcept {
@@ -135,7 +148,7 @@ std::size_t RowList::heap_bytes() const noexcept {
         case Form::in_header:
             return 0;
         case Form::array:
-            return (array_[0] + 1) * sizeof(std::uint32_t);
+            return capacity_for(count_) * sizeof(std::uint32_t);
         case Form::blocks:
             return sizeof(RowBlocks) + blocks_->heap_bytes();
     }

@@ -4,13 +4,15 @@
 // publication.
 //
 //     [ key | count | row row ]        one or two rows: in the header, nothing allocated
-//     [ key | count | ·─────► ]        up to a thousand: one array   [capacity|row row row ...]
+//     [ key | count | ·─────► ]        up to a thousand: one array   [row row row ...]
 //     [ key | count | ·─────► ]        more: RowBlocks
 //
 // The header is 16 bytes. Appending costs the end of the list, erasing a binary search and a move
 // of at most 4 KiB. `key` belongs to the table that holds the list.
 //
 // Threads     None inside; const operations may run side by side.
+#include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -62,16 +64,11 @@ public:
     void renumber(NewRow&& new_row);
 
     [[nodiscard]] std::size_t heap_bytes() const noexcept;
-    // Fetches what an append or an erasure will touch first.
-    void prefetch() const noexcept {
-        if (count_ > kInlineRows) __builtin_prefetch(array_, 1);
-    }
-    void prefetch_tail() const noexcept {
-        if (form() == Form::blocks)
-            blocks_->prefetch_tail();
-        else if (form() == Form::array)
-            __builtin_prefetch(array_ + count_, 1);
-    }
+    // Fetch in advance what an append touches; what an erasure touches first; and, when that is at
+    // hand, the rest of it.
+    void prefetch_end() const noexcept;
+    void prefetch_ends() const noexcept;
+    void prefetch_row(std::uint32_t row) const noexcept;
 
 private:
     enum class Form { in_header, array, blocks };
@@ -85,9 +82,16 @@ private:
                                       : Form::blocks;
     }
     [[nodiscard]] std::span<const std::uint32_t> short_rows() const noexcept {
-        return count_ <= kInlineRows ? std::span(inline_, count_) : std::span(array_ + 1, count_);
+        return count_ <= kInlineRows ? std::span(inline_, count_) : std::span(array_, count_);
     }
-    void become_array(std::span<const std::uint32_t> rows);
+    // The capacity of the array for so many rows: whole units of the allocator, growing by an
+    // eighth to a quarter. The array has just this one at any time, so that it need not be
+    // remembered.
+    [[nodiscard]] static constexpr std::uint32_t capacity_for(std::uint32_t rows) noexcept {
+        const std::uint32_t step = std::max<std::uint32_t>(4, std::bit_floor(rows) / 4);
+        return std::min(kArrayRows, (rows + step - 3) / step * step + 2);
+    }
+    void become_array(std::span<const std::uint32_t> rows, std::uint32_t capacity);
     void array_to_blocks();
     void blocks_to_array();
 
@@ -95,7 +99,7 @@ private:
     std::uint32_t count_ = 0;
     union {
         std::uint32_t inline_[kInlineRows];
-        std::uint32_t* array_;  // [0] is the capacity
+        std::uint32_t* array_;
         RowBlocks* blocks_;
     };
 };

@@ -35,11 +35,8 @@ public:
     [[nodiscard]] std::size_t size() const noexcept { return lists_.size(); }
     [[nodiscard]] std::size_t heap_bytes() const noexcept;
 
-    // Fetch in advance, a good while apart: the key's slot, then the end of its list.
+    // Fetches a key's slot in advance.
     void prefetch(std::uint32_t key) const noexcept { lists_.prefetch(hash_of(key)); }
-    void prefetch_tail(std::uint32_t key) const noexcept {
-        if (const RowList* list = slot(key)) list->prefetch_tail();
-    }
 
 private:
     struct HashOfKey {

@@ -8,12 +8,12 @@ namespace vorrim {
 std::uint32_t RowStore::append(std::uint32_t handle, const TextSignature& signature,
                                bool reachable) {
     if (exhausted()) throw std::bad_alloc();
-    const std::uint32_t window = next_row_ / Segment::kRows;
+    const std::uint32_t window = window_of(next_row_);
     if (windows_.empty()) first_window_ = window;
     if (window - first_window_ >= windows_.size()) {
         windows_.resize(window - first_window_ + 1, nullptr);
         Segment* const before = segments_.empty() ? nullptr : segments_.back().get();
-        segments_.push_back(std::make_unique<Segment>(next_row_));
+        segments_.push_back(std::make_unique<Segment>(next_row_, segment_rows()));
         segments_.back()->ordinal = static_cast<std::uint32_t>(segments_.size() - 1);
         windows_.back() = segments_.back().get();
         if (before != nullptr) tidy(*before);  // it was spared while it was the last
@@ -25,14 +25,14 @@ std::uint32_t RowStore::append(std::uint32_t handle, const TextSignature& signat
 }
 
 void RowStore::remove(std::uint32_t row) {
-    Segment& segment = *windows_[row / Segment::kRows - first_window_];
+    Segment& segment = segment_with(row);
     segment.kill(segment.slot_of(row));
     --live_count_;
     if (closed(segment)) tidy(segment);
 }
 
 void RowStore::set_reachable(std::uint32_t row, bool reachable) noexcept {
-    Segment& segment = *windows_[row / Segment::kRows - first_window_];
+    Segment& segment = segment_with(row);
     segment.set_reachable(segment.slot_of(row), reachable);
 }
 
@@ -54,7 +54,7 @@ void RowStore::tidy(Segment& segment) {
     const auto together = [&](std::size_t neighbour) {
         if (neighbour >= segments_.size() || !closed(*segments_[neighbour])) return UINT32_MAX;
         const std::uint32_t sum = live + segments_[neighbour]->live_count();
-        return sum <= Segment::kRows ? sum : UINT32_MAX;
+        return sum <= segment_rows() ? sum : UINT32_MAX;
     };
     const std::uint32_t with_next = together(ordinal + 1);
     const std::uint32_t with_previous = ordinal == 0 ? UINT32_MAX : together(ordinal - 1);
@@ -82,7 +82,7 @@ void RowStore::drop(std::size_t ordinal) {
         windows_.clear();
         return;
     }
-    const std::uint32_t dead = segments_.front()->first_window() - first_window_;
+    const std::uint32_t dead = window_of(segments_.front()->first_row()) - first_window_;
     if (dead <= windows_.size() / 2) return;
     windows_.erase(windows_.begin(), windows_.begin() + dead);
     windows_.shrink_to_fit();
@@ -90,7 +90,8 @@ void RowStore::drop(std::size_t ordinal) {
 }
 
 void RowStore::point_windows(const Segment& segment, Segment* to) noexcept {
-    for (std::uint32_t window = segment.first_window(); window < segment.window_end(); ++window)
+    const std::uint32_t last = window_of(segment.rows_end() - 1);
+    for (std::uint32_t window = window_of(segment.first_row()); window <= last; ++window)
         windows_[window - first_window_] = to;
 }
 
@@ -100,17 +101,22 @@ void RowStore::number_from(std::size_t ordinal) noexcept {
 }
 
 RowStore::NewNumbers::NewNumbers(const RowStore& store) : store_(store) {
-    below_.reserve(store.segments().size());
     std::uint32_t below = 0;
     for (const auto& segment : store.segments()) {
-        below_.push_back(below);
-        below += segment->live_count();
+        first_word_.push_back(below_.size());
+        for (std::uint32_t word = 0; word < segment->slots() / 64; ++word) {
+            below_.push_back(below);
+            below += static_cast<std::uint32_t>(std::popcount(segment->live_word(word)));
+        }
     }
 }
 
 std::uint32_t RowStore::NewNumbers::operator()(std::uint32_t row) const noexcept {
     const Segment& segment = store_.segment_of(row);
-    return below_[segment.ordinal] + segment.live_below(segment.slot_of(row));
+    const std::uint32_t slot = segment.slot_of(row);
+    const std::uint64_t lower = (std::uint64_t{1} << (slot % 64)) - 1;
+    return below_[first_word_[segment.ordinal] + slot / 64] +
+           static_cast<std::uint32_t>(std::popcount(segment.live_word(slot / 64) & lower));
 }
 
 std::size_t RowStore::heap_bytes() const noexcept {

@@ -2,7 +2,7 @@
 // All rows of the index. A row is a number given to an entry at its creation, higher than those
 // before; lists of entries are lists of rows, so that ascending rows are the order of creation.
 //
-//     windows    row / 4096 ──► segment          (several windows may share a packed segment)
+//     windows    row / 32768 ──► segment         (several windows may share a packed segment)
 //     segments   in ascending order of their rows
 //
 // Rows are not given out twice. When half of a segment is dead it is packed, small ones are packed
@@ -11,6 +11,7 @@
 //
 // Threads     None inside; const operations may run side by side.
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -26,7 +27,9 @@ public:
     // How often each column was set; the lower, the more a column dismisses.
     using ColumnWeights = std::array<std::uint64_t, TextSignature::kColumns>;
 
-    explicit RowStore(std::uint32_t row_limit) noexcept : row_limit_(row_limit) {}
+    // Rows below row_limit, segments of segment_rows rows (a power of two, at least a stretch).
+    RowStore(std::uint32_t row_limit, std::uint32_t segment_rows) noexcept
+        : row_limit_(row_limit), window_shift_(std::countr_zero(segment_rows)) {}
 
     // All numbers are used up: number anew before the next append.
     [[nodiscard]] bool exhausted() const noexcept { return next_row_ >= row_limit_; }
@@ -37,7 +40,7 @@ public:
     void set_reachable(std::uint32_t row, bool reachable) noexcept;
 
     [[nodiscard]] const Segment& segment_of(std::uint32_t row) const noexcept {
-        return *windows_[row / Segment::kRows - first_window_];
+        return *windows_[window_of(row) - first_window_];
     }
     // In ascending order of their rows.
     [[nodiscard]] const std::vector<std::unique_ptr<Segment>>& segments() const noexcept {
@@ -46,7 +49,7 @@ public:
     [[nodiscard]] std::uint32_t size() const noexcept { return live_count_; }
     [[nodiscard]] const ColumnWeights& weights() const noexcept { return weights_; }
 
-    // The number of live rows below each segment's: what turns a row into its new number.
+    // Turns a row into its new number: how many live rows are lower.
     class NewNumbers {
     public:
         explicit NewNumbers(const RowStore& store);
@@ -54,12 +57,13 @@ public:
 
     private:
         const RowStore& store_;
-        std::vector<std::uint32_t> below_;
+        std::vector<std::size_t> first_word_;  // of a segment, by its ordinal
+        std::vector<std::uint32_t> below_;     // live rows below each 64 slots
     };
     // Gives every live row the number that NewNumbers said, calling visit(handle, row) for each.
     template <class Visit>
     void renumber(Visit&& visit) {
-        RowStore renumbered(row_limit_);
+        RowStore renumbered(row_limit_, segment_rows());
         for (std::unique_ptr<Segment>& segment : segments_) {
             segment->for_each_live([&](std::uint32_t slot) {
                 const std::uint32_t handle = segment->handle_of(slot);
@@ -77,6 +81,13 @@ private:
     // A segment of one line is packed into a neighbour when it is at most half full.
     static constexpr std::uint32_t kSmall = Segment::Line::kRows / 2;
 
+    [[nodiscard]] std::uint32_t segment_rows() const noexcept { return 1u << window_shift_; }
+    [[nodiscard]] std::uint32_t window_of(std::uint32_t row) const noexcept {
+        return row >> window_shift_;
+    }
+    [[nodiscard]] Segment& segment_with(std::uint32_t row) noexcept {
+        return *windows_[window_of(row) - first_window_];
+    }
     void tidy(Segment& segment);
     [[nodiscard]] bool closed(const Segment& segment) const noexcept;
     // Replaces the segment at `ordinal` (and its successor) by their packed form.
@@ -86,6 +97,7 @@ private:
     void number_from(std::size_t ordinal) noexcept;
 
     std::uint32_t row_limit_;
+    int window_shift_;
     std::uint32_t next_row_ = 0;
     std::uint32_t live_count_ = 0;
     std::uint32_t first_window_ = 0;  // window of windows_[0]

@@ -7,7 +7,7 @@ namespace vorrim {
 namespace {
 
 template <class Visit>
-void for_each_bit(const Segment::Bits& bits, Visit&& visit) {
+void for_each_bit(const Segment::Stretch& bits, Visit&& visit) {
     for (std::uint32_t line = 0; line < bits.size(); ++line)
         for (std::uint32_t word = 0; word < bits[line].words.size(); ++word)
             for (std::uint64_t rest = bits[line].words[word]; rest != 0; rest &= rest - 1)
@@ -15,7 +15,7 @@ void for_each_bit(const Segment::Bits& bits, Visit&& visit) {
                       static_cast<std::uint32_t>(std::countr_zero(rest)));
 }
 
-std::size_t count_bits(const Segment::Bits& bits) {
+std::size_t count_bits(const Segment::Stretch& bits) {
     std::size_t count = 0;
     for (const Segment::Line& line : bits)
         for (const std::uint64_t word : line.words)
@@ -33,16 +33,16 @@ std::optional<ScanWalk::Position> ScanWalk::run(Position from, std::size_t capac
 }
 
 std::size_t ScanWalk::mark_candidates() {
-    const auto& segments = table_.rows().segments();
-    candidates_.resize(segments.size());
     std::size_t count = 0;
-    for (std::size_t ordinal = 0; ordinal < segments.size(); ++ordinal) {
-        const Segment& segment = *segments[ordinal];
-        Segment::Bits& bits = candidates_[ordinal];
-        std::copy_n(reachable_only_ ? segment.reachable_bits() : segment.live_bits(),
-                    segment.lines(), bits.begin());
-        plan_.narrow(segment, bits, 0, segment.lines());
-        count += count_bits(bits);
+    for (const auto& segment : table_.rows().segments()) {
+        first_stretch_.push_back(static_cast<std::uint32_t>(candidates_.size()));
+        for (std::uint32_t stretch = 0; stretch < segment->stretches(); ++stretch) {
+            if (stretch + 1 < segment->stretches()) plan_.prefetch(*segment, stretch + 1);
+            candidates_.push_back(reachable_only_ ? segment->reachable_ones(stretch)
+                                                  : segment->live(stretch));
+            plan_.narrow(*segment, stretch, candidates_.back());
+            count += count_bits(candidates_.back());
+        }
     }
     return count;
 }
@@ -51,8 +51,11 @@ std::optional<ScanWalk::Position> ScanWalk::sort_candidates(
     Position from, std::size_t capacity, std::vector<RecordView>& matches) const {
     std::vector<std::uint32_t> handles;
     for (const auto& segment : table_.rows().segments())
-        for_each_bit(candidates_[segment->ordinal],
-                     [&](std::uint32_t slot) { handles.push_back(segment->handle_of(slot)); });
+        for (std::uint32_t stretch = 0; stretch < segment->stretches(); ++stretch)
+            for_each_bit(
+                candidates_[first_stretch_[segment->ordinal] + stretch], [&](std::uint32_t bit) {
+                    handles.push_back(segment->handle_of(stretch * Segment::kStretchRows + bit));
+                });
 
     constexpr std::size_t kEntriesAhead = 16;
     constexpr std::size_t kRecordsAhead = 8;
@@ -120,9 +123,10 @@ bool ScanWalk::row(std::uint32_t row) {
     const Segment& segment = table_.rows().segment_of(row);
     const std::uint32_t slot = segment.slot_of(row);
     if (!candidates_.empty()) {
-        if (!candidates_[segment.ordinal][slot / Segment::Line::kRows].test(slot %
-                                                                            Segment::Line::kRows))
-            return true;
+        const Segment::Stretch& bits =
+            candidates_[first_stretch_[segment.ordinal] + slot / Segment::kStretchRows];
+        const std::uint32_t bit = slot % Segment::kStretchRows;
+        if (!bits[bit / Segment::Line::kRows].test(bit % Segment::Line::kRows)) return true;
     } else if (reachable_only_ && !segment.reachable(slot)) {
         return true;
     }

@@ -54,7 +54,7 @@ private:
         RecordView record;
     };
 
-    // The candidates of all segments, Segment::kLines lines each, by ordinal. Returns their number.
+    // Marks what the plan and the asker leave of all segments. Returns how many entries that are.
     std::size_t mark_candidates();
     std::optional<Position> sort_candidates(Position from, std::size_t capacity,
                                             std::vector<RecordView>& matches) const;
@@ -68,7 +68,9 @@ private:
     const Search& search_;
     const bool reachable_only_;
     const std::uint32_t sort_up_to_;
-    std::vector<Segment::Bits> candidates_;  // empty: all entries, or all reachable ones
+    // Empty: all entries, or all reachable ones. A segment's stretches follow one another.
+    std::vector<Segment::Stretch> candidates_;
+    std::vector<std::uint32_t> first_stretch_;  // of a segment, by its ordinal
     MatchCollector* collector_ = nullptr;
 };
 

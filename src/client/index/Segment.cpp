@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "client/index/row_search.h"
+
 namespace vorrim {
 namespace {
 
@@ -24,23 +26,31 @@ void transpose(std::array<std::uint64_t, 64>& square) noexcept {
 
 }  // namespace
 
-Segment::Segment(std::uint32_t first_row, std::uint32_t lines)
+Segment::Segment(std::uint32_t first_row, std::uint32_t max_rows, std::uint32_t lines)
     : first_row_(first_row),
-      window_end_(first_row / kRows + 1),
+      rows_end_(first_row + max_rows),
+      max_rows_(max_rows),
       lines_(lines),
-      bits_(std::make_unique<Line[]>(kBitRows * lines)),
+      bits_(std::make_unique<Line[]>(kBitRows * stride(lines))),
       handles_(std::make_unique_for_overwrite<std::uint32_t[]>(lines * Line::kRows)) {}
 
 void Segment::grow() {
     const std::uint32_t lines = lines_ * 2;
-    auto bits = std::make_unique<Line[]>(kBitRows * lines);
+    auto bits = std::make_unique<Line[]>(kBitRows * stride(lines));
     for (std::size_t row = 0; row < kBitRows; ++row)
-        std::copy_n(bit_row(row), lines_, bits.get() + row * lines);
+        std::copy_n(bit_row(row), lines_, bits.get() + row * stride(lines));
     auto handles = std::make_unique_for_overwrite<std::uint32_t[]>(lines * Line::kRows);
     std::copy_n(handles_.get(), used_, handles.get());
     bits_ = std::move(bits);
     handles_ = std::move(handles);
     lines_ = lines;
+}
+
+Segment::Stretch Segment::copy_of(const Line* row, std::uint32_t stretch) const noexcept {
+    Stretch bits{};
+    const std::uint32_t first = stretch * kStretchLines;
+    std::copy_n(row + first, std::min(kStretchLines, lines_ - first), bits.begin());
+    return bits;
 }
 
 std::uint32_t Segment::append(std::uint32_t handle, const TextSignature& signature,
@@ -50,8 +60,8 @@ std::uint32_t Segment::append(std::uint32_t handle, const TextSignature& signatu
     const std::uint32_t line = slot / Line::kRows;
     const std::uint32_t bit = slot % Line::kRows;
     handles_[slot] = handle;
-    bit_row(0)[line].set(bit);
-    if (reachable) bit_row(1)[line].set(bit);
+    bit_row(kLiveRow)[line].set(bit);
+    if (reachable) bit_row(kReachableRow)[line].set(bit);
     signature.for_each_column(
         [&](std::size_t column) { bit_row(kFirstColumn + column)[line].set(bit); });
     ++live_count_;
@@ -59,13 +69,13 @@ std::uint32_t Segment::append(std::uint32_t handle, const TextSignature& signatu
 }
 
 void Segment::kill(std::uint32_t slot) noexcept {
-    bit_row(0)[slot / Line::kRows].reset(slot % Line::kRows);
-    bit_row(1)[slot / Line::kRows].reset(slot % Line::kRows);
+    bit_row(kLiveRow)[slot / Line::kRows].reset(slot % Line::kRows);
+    bit_row(kReachableRow)[slot / Line::kRows].reset(slot % Line::kRows);
     --live_count_;
 }
 
 void Segment::set_reachable(std::uint32_t slot, bool reachable) noexcept {
-    Line& line = bit_row(1)[slot / Line::kRows];
+    Line& line = bit_row(kReachableRow)[slot / Line::kRows];
     if (reachable)
         line.set(slot % Line::kRows);
     else
@@ -73,18 +83,7 @@ void Segment::set_reachable(std::uint32_t slot, bool reachable) noexcept {
 }
 
 std::uint32_t Segment::packed_slot_of(std::uint32_t row) const noexcept {
-    return static_cast<std::uint32_t>(std::lower_bound(rows_.begin(), rows_.end(), row) -
-                                      rows_.begin());
-}
-
-std::uint32_t Segment::live_below(std::uint32_t slot) const noexcept {
-    std::uint32_t below = 0;
-    for (std::uint32_t word = 0; word <= slot / 64; ++word) {
-        std::uint64_t bits = live_bits()[word / 8].words[word % 8];
-        if (word == slot / 64) bits &= (std::uint64_t{1} << (slot % 64)) - 1;
-        below += static_cast<std::uint32_t>(std::popcount(bits));
-    }
-    return below;
+    return static_cast<std::uint32_t>(find_row(rows_, row));
 }
 
 TextSignature Segment::signature_of(std::uint32_t slot) const noexcept {
@@ -96,8 +95,8 @@ TextSignature Segment::signature_of(std::uint32_t slot) const noexcept {
 
 std::unique_ptr<Segment> Segment::packed(const Segment* successor) const {
     const std::uint32_t live = live_count_ + (successor ? successor->live_count_ : 0);
-    auto result = std::make_unique<Segment>(first_row_, lines_for(live));
-    result->window_end_ = successor ? successor->window_end_ : window_end_;
+    auto result = std::make_unique<Segment>(first_row_, max_rows_, lines_for(live));
+    result->rows_end_ = successor ? successor->rows_end_ : rows_end_;
     result->rows_.reserve(live);
     result->append_live_of(*this);
     if (successor) result->append_live_of(*successor);
@@ -133,8 +132,7 @@ void Segment::append_live_of(const Segment& other) {
                 from_word = slot / 64;
                 from.fill(0);
                 for (std::size_t row = 0; row < bit_rows; ++row)
-                    from[row] = other.bits_[(group + row) * other.lines_ + from_word / 8]
-                                    .words[from_word % 8];
+                    from[row] = other.bit_row(group + row)[from_word / 8].words[from_word % 8];
                 transpose(from);
             }
             to[at % 64] = from[slot % 64];
@@ -147,7 +145,7 @@ void Segment::append_live_of(const Segment& other) {
 }
 
 std::size_t Segment::heap_bytes() const noexcept {
-    return kBitRows * lines_ * sizeof(Line) + slots() * sizeof(std::uint32_t) +
+    return kBitRows * stride(lines_) * sizeof(Line) + slots() * sizeof(std::uint32_t) +
            rows_.capacity() * sizeof(std::uint32_t);
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 // A run of rows and what a search wants to know of each without touching its record.
 //
-//     slot          0    1    2    3  ...                         up to 4096 slots, one per row
+//     slot          0    1    2    3  ...                         up to 32768 slots, one per row
 //     row           r    r+1  r+2  r+3 ...   (dense)   or   listed, ascending (packed)
 //     handle        the entry of the row
 //     live          1    0    1    1  ...    one bit: the row has an entry
@@ -9,7 +9,8 @@
 //     column 0..255 one bit each: the entry's TextSignature, cut across
 //
 // Cut across, a signature test of 64 rows is one AND, and a search that needs a handful of columns
-// reads those and no others. A column of a segment is one run of at most 512 bytes.
+// reads those and no others. A column of a segment is one run of at most 4 KiB: so long that a
+// search that goes through the segments seldom changes the page of memory.
 //
 // A segment begins dense, covering one aligned window of rows, and stays so until half of it is
 // dead. Then it is packed: its live rows move together, the rows themselves stay as they are in
@@ -36,21 +37,20 @@ public:
         std::array<std::uint64_t, 8> words{};
         static constexpr std::uint32_t kRows = 512;
 
+        // In pairs of words, which compilers make vectors of.
         Line& operator&=(const Line& other) noexcept {
-            for (std::size_t i = 0; i < words.size(); ++i)
-                words[i] &= other.words[i];
+            for (std::size_t i = 0; i < words.size(); i += 2)
+                pair(i) &= other.pair(i);
             return *this;
         }
         Line& operator|=(const Line& other) noexcept {
-            for (std::size_t i = 0; i < words.size(); ++i)
-                words[i] |= other.words[i];
+            for (std::size_t i = 0; i < words.size(); i += 2)
+                pair(i) |= other.pair(i);
             return *this;
         }
         [[nodiscard]] bool any() const noexcept {
-            std::uint64_t all = 0;
-            for (const std::uint64_t word : words)
-                all |= word;
-            return all != 0;
+            const Pair all = (pair(0) | pair(2)) | (pair(4) | pair(6));
+            return (all[0] | all[1]) != 0;
         }
         [[nodiscard]] bool test(std::uint32_t bit) const noexcept {
             return (words[bit / 64] >> (bit % 64) & 1) != 0;
@@ -59,15 +59,25 @@ public:
         void reset(std::uint32_t bit) noexcept {
             words[bit / 64] &= ~(std::uint64_t{1} << (bit % 64));
         }
+
+    private:
+        using Pair [[gnu::vector_size(16), gnu::may_alias]] = std::uint64_t;
+        Pair& pair(std::size_t word) noexcept { return *reinterpret_cast<Pair*>(&words[word]); }
+        [[nodiscard]] const Pair& pair(std::size_t word) const noexcept {
+            return *reinterpret_cast<const Pair*>(&words[word]);
+        }
     };
 
-    static constexpr std::uint32_t kRows = RowBlocks::kWindowRows;
-    static constexpr std::uint32_t kLines = kRows / Line::kRows;
-    // One bit per slot of a segment of any size.
-    using Bits = std::array<Line, kLines>;
+    // Searches work in stretches: one bit for each of 4096 slots, as many as a window of a RowList
+    // has rows. In a dense segment the two coincide.
+    static constexpr std::uint32_t kStretchRows = RowBlocks::kWindowRows;
+    static constexpr std::uint32_t kStretchLines = kStretchRows / Line::kRows;
+    using Stretch = std::array<Line, kStretchLines>;
 
-    // An empty segment with room for as many lines of slots (a power of two); a dense one grows.
-    explicit Segment(std::uint32_t first_row, std::uint32_t lines = 1);
+    // An empty segment for the rows from first_row, a multiple of max_rows, on. It has room for as
+    // many lines of slots, a power of two, as given; a dense one grows up to max_rows slots, a
+    // power of two of at least a stretch.
+    Segment(std::uint32_t first_row, std::uint32_t max_rows, std::uint32_t lines = 1);
 
     // The next row of a dense segment that is not full. Returns its slot.
     std::uint32_t append(std::uint32_t handle, const TextSignature& signature, bool reachable);
@@ -79,7 +89,7 @@ public:
     [[nodiscard]] std::unique_ptr<Segment> packed(const Segment* successor) const;
 
     [[nodiscard]] bool dense() const noexcept { return rows_.empty(); }
-    [[nodiscard]] bool full() const noexcept { return used_ == kRows; }
+    [[nodiscard]] bool full() const noexcept { return used_ == max_rows_; }
     [[nodiscard]] std::uint32_t live_count() const noexcept { return live_count_; }
     [[nodiscard]] std::uint32_t slots() const noexcept { return lines_ * Line::kRows; }
     [[nodiscard]] std::uint32_t used() const noexcept { return used_; }
@@ -87,9 +97,8 @@ public:
 
     // No row of the segment is lower; for a dense one, the row of slot 0.
     [[nodiscard]] std::uint32_t first_row() const noexcept { return first_row_; }
-    // The windows whose rows the segment has, from the first to before the end.
-    [[nodiscard]] std::uint32_t first_window() const noexcept { return first_row_ / kRows; }
-    [[nodiscard]] std::uint32_t window_end() const noexcept { return window_end_; }
+    // No row of the segment is as high, and none below is in a later segment.
+    [[nodiscard]] std::uint32_t rows_end() const noexcept { return rows_end_; }
     // The slot of a row that is in the segment.
     [[nodiscard]] std::uint32_t slot_of(std::uint32_t row) const noexcept {
         return dense() ? row - first_row_ : packed_slot_of(row);
@@ -101,33 +110,40 @@ public:
         return handles_[slot];
     }
     [[nodiscard]] bool reachable(std::uint32_t slot) const noexcept {
-        return reachable_bits()[slot / Line::kRows].test(slot % Line::kRows);
+        return bit_row(kReachableRow)[slot / Line::kRows].test(slot % Line::kRows);
     }
     [[nodiscard]] bool in_column(std::size_t column, std::uint32_t slot) const noexcept {
         return this->column(column)[slot / Line::kRows].test(slot % Line::kRows);
     }
 
-    // lines() lines each.
-    [[nodiscard]] const Line* live_bits() const noexcept { return bits_.get(); }
-    [[nodiscard]] const Line* reachable_bits() const noexcept { return bits_.get() + lines_; }
+    [[nodiscard]] std::uint32_t stretches() const noexcept {
+        return (lines_ + kStretchLines - 1) / kStretchLines;
+    }
+    // Live and reachable bits of a stretch, zero where the segment has no slots.
+    [[nodiscard]] Stretch live(std::uint32_t stretch) const noexcept {
+        return copy_of(bit_row(kLiveRow), stretch);
+    }
+    [[nodiscard]] Stretch reachable_ones(std::uint32_t stretch) const noexcept {
+        return copy_of(bit_row(kReachableRow), stretch);
+    }
+    // lines() lines.
     [[nodiscard]] const Line* column(std::size_t column) const noexcept {
-        return bits_.get() + (kFirstColumn + column) * lines_;
+        return bit_row(kFirstColumn + column);
     }
 
-    // How many live slots are lower.
-    [[nodiscard]] std::uint32_t live_below(std::uint32_t slot) const noexcept;
+    // The live bits of slots 64 * word and following.
+    [[nodiscard]] std::uint64_t live_word(std::uint32_t word) const noexcept {
+        return bit_row(kLiveRow)[word / 8].words[word % 8];
+    }
     // The row-wise signature of a slot.
     [[nodiscard]] TextSignature signature_of(std::uint32_t slot) const noexcept;
 
     // Calls visit(slot) for every live slot in ascending order.
     template <class Visit>
     void for_each_live(Visit&& visit) const {
-        for (std::uint32_t line = 0; line < lines_; ++line)
-            for (std::uint32_t word = 0; word < live_bits()[line].words.size(); ++word)
-                for (std::uint64_t rest = live_bits()[line].words[word]; rest != 0;
-                     rest &= rest - 1)
-                    visit(line * Line::kRows + word * 64 +
-                          static_cast<std::uint32_t>(std::countr_zero(rest)));
+        for (std::uint32_t word = 0; word < slots() / 64; ++word)
+            for (std::uint64_t rest = live_word(word); rest != 0; rest &= rest - 1)
+                visit(word * 64 + static_cast<std::uint32_t>(std::countr_zero(rest)));
     }
 
     // Place in the order of all segments; kept by the RowStore.
@@ -136,17 +152,29 @@ public:
     [[nodiscard]] std::size_t heap_bytes() const noexcept;
 
 private:
-    static constexpr std::size_t kFirstColumn = 2;  // behind live and reachable
+    static constexpr std::size_t kLiveRow = 0;
+    static constexpr std::size_t kReachableRow = 1;
+    static constexpr std::size_t kFirstColumn = 2;
     static constexpr std::size_t kBitRows = kFirstColumn + TextSignature::kColumns;
 
+    // Rows of bits lie an odd number of lines apart: at powers of two they would share the few
+    // places of a cache that such addresses may take.
+    static constexpr std::size_t stride(std::uint32_t lines) { return lines | 1; }
+    [[nodiscard]] const Line* bit_row(std::size_t index) const noexcept {
+        return bits_.get() + index * stride(lines_);
+    }
+    [[nodiscard]] Line* bit_row(std::size_t index) noexcept {
+        return bits_.get() + index * stride(lines_);
+    }
+    [[nodiscard]] Stretch copy_of(const Line* row, std::uint32_t stretch) const noexcept;
     [[nodiscard]] std::uint32_t packed_slot_of(std::uint32_t row) const noexcept;
-    [[nodiscard]] Line* bit_row(std::size_t index) noexcept { return bits_.get() + index * lines_; }
     void grow();
     void append_live_of(const Segment& other);
 
     std::uint32_t first_row_;
-    std::uint32_t window_end_;
-    std::uint32_t lines_;  // 1, 2, 4 or 8
+    std::uint32_t rows_end_;
+    std::uint32_t max_rows_;
+    std::uint32_t lines_;
     std::uint32_t used_ = 0;
     std::uint32_t live_count_ = 0;
     std::unique_ptr<Line[]> bits_;              // kBitRows rows of lines_ lines
