@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <exception>
+#include <new>
+
+#include "base/kx_err.h"
 
 namespace vorrim {
 
@@ -43,8 +45,10 @@ bool ControlledOutput::pass_on(std::string_view text, Output*& saved) noexcept {
     if (receiver_ == nullptr) return false;
     try {
         receiver_->receive(text);
-    } catch (const std::exception&) {
+    } catch (const kx_err&) {
         // Out of memory: the message is lost, whoever prints it goes on.
+    } catch (const std::bad_alloc&) {
+        // The same.
     }
     return true;
 }

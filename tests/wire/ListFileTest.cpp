@@ -96,6 +96,7 @@ TEST(ListFile, WhatAKillLeavesBesideTheFileIsNeitherReadNorInTheWay) {
     folder->write(kBeside, bare_list().substr(0, 1000));
     ServerProcess server(
         ServerProcess::Setup{.settings = "adminName=root\nadminPass=secret", .folder = folder});
+    server.wait_for_output("> ");
     const Administrator admin(server, "root", "secret");
     admin.send_command("vs");
     const std::string known = admin.receive_until("Working:");
