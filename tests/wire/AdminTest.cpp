@@ -126,10 +126,15 @@ TEST(Admin, OfTwoAtTheSameMomentOneGetsIn) {
         }
         EXPECT_EQ(in, 1);
         rivals.clear();
-        // The output is free again when the console says so.
+        // The output is free again when the console shows what a command prints. Each command is
+        // over before the next, so that none is left to print into the next round.
         wait_until("the output is free", [&] {
+            const std::size_t seen = server.output().size();
             server.type("g\n");
-            return server.output().ends_with("Files: 0\n> ");
+            wait_until("the command is over", [&] {
+                return server.output().size() > seen && server.output().ends_with("> ");
+            });
+            return server.output().find("Files: 0", seen) != std::string::npos;
         });
     }
 }
