@@ -85,6 +85,7 @@ TEST(Datagrams, ASearchByDatagramDoesNotTouchAConnectionsSearch) {
 
 TEST(Datagrams, AWrongMarkerIsDroppedWithoutAWord) {
     const ServerProcess server("verbose=true");
+    server.wait_for_prompt();
     const Datagram asker(server);
     const std::string before = server.output();
     for (const char* marker : {"C5", "00", "E2", "E4", "FF"}) {
@@ -97,6 +98,7 @@ TEST(Datagrams, AWrongMarkerIsDroppedWithoutAWord) {
 
 TEST(Datagrams, UnknownOpcodesAreNamedAndNotAnswered) {
     const ServerProcess server("verbose=true");
+    server.wait_for_prompt();
     const Datagram asker(server);
     const std::string known = "\x96\x98\x9A\x9C\x9D\xA0\xA1";
     std::string expected;
@@ -111,6 +113,7 @@ TEST(Datagrams, UnknownOpcodesAreNamedAndNotAnswered) {
 
 TEST(Datagrams, ServersAreNotHeardWhileTheServerIsNotPublic) {
     const ServerProcess server("verbose=true");
+    server.wait_for_prompt();
     const Datagram asker(server);
     const std::string before = server.output();
     asker.send(hex("E3 A0").u32(asker.address().value()).u16(4661));

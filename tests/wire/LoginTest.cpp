@@ -35,6 +35,7 @@ std::vector<Bytes> unreadable_records() {
 
 TEST(Login, AReachableClientGetsItsAddress) {
     const ServerProcess server("verbose=true");
+    server.wait_for_prompt();
     WireClient client(server, Address(127, 3, 2, 200));
     client.open_door();
     EXPECT_EQ(client.login(client_record(hash_of(1), "high")).id, 0xC802037FU);
@@ -150,6 +151,7 @@ TEST(Login, AnUnreadableRecordClosesBeforeAnyIdentifierIsGiven) {
 
 TEST(Login, AnUnreadableRecordIsReported) {
     const ServerProcess server("verbose=true");
+    server.wait_for_prompt();
     const WireClient unknown_type(server);
     unknown_type.send(hex("01").add(encode(Hash{})).u32(0).u16(0).u32(1).u8(4).text("x").u32(1));
     unknown_type.expect_closed();

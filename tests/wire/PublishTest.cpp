@@ -214,6 +214,7 @@ TEST(Publish, AnUnreadableListClosesAndNothingOfItIsPublished) {
 
 TEST(Publish, AnUnreadableListIsReported) {
     const ServerProcess server("verbose=true");
+    server.wait_for_prompt();
     const WireClient client(server);
     client.send(hex("15").u32(7).add(encode(some_files(2)).from(4)));
     client.expect_closed();

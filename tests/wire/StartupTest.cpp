@@ -19,7 +19,7 @@ std::string current_folder(const ServerProcess& server) {
 
 TEST(Startup, SaysWhereItIsWhatItIsAndWhoItIs) {
     const ServerProcess server("thisIP=10.20.30.40");
-    server.wait_for_output(kPrompt);
+    server.wait_for_prompt();
     EXPECT_EQ(server.output(),
               current_folder(server) + kWelcome + "Using IP: 10.20.30.40\n\n" + kPrompt);
     EXPECT_EQ(server.errors(), "");
@@ -29,7 +29,7 @@ TEST(Startup, WithoutSettingsItUsesTheDefaults) {
     const bool isolated = in_private_network([] {
         ServerProcess server(ServerProcess::Setup{
             .with_ini = false, .ports = std::make_shared<PortBlock>(std::uint16_t{4661})});
-        server.wait_for_output(kPrompt);
+        server.wait_for_prompt();
         EXPECT_EQ(server.output(), current_folder(server) +
                                        "Couldn't open vorrim.ini (using defaults) \n\n" + kWelcome +
                                        "Using IP: 0.0.0.0\n\n" + kPrompt);
@@ -72,10 +72,10 @@ TEST(Startup, WithTheConsoleOffOnlyTheFolderIsShown) {
 
 TEST(Startup, TheLogHoldsWhatTheConsoleShowsFromTheSettingsOn) {
     const ServerProcess server("logFile=true\nverbose=true\nfilter[0]=()");
+    server.wait_for_prompt();
     const WireClient client = WireClient::low(server);
     client.send(hex("17"));
     client.expect_nothing();
-    server.wait_for_output(kPrompt);
     server.wait_for_output("Unknown msg from Connection: 23\n");
     std::string output = server.output();
     EXPECT_EQ(output.find(current_folder(server) + "Bad filter: ()\nUsing log file.\n\n" +
@@ -120,7 +120,7 @@ TEST(Startup, VerboseMessagesAreSilentUnlessAskedFor) {
 
 TEST(Startup, AnEndOfStandardInputIsNoCommandToStop) {
     ServerProcess server(ServerProcess::Setup{.standard_input_open = false});
-    server.wait_for_output(kPrompt);
+    server.wait_for_prompt();
     for (int i = 0; i < 20; ++i)
         EXPECT_EQ(WireClient(server).ask(callback(1)), hex("36 01 00 00 00"));
     EXPECT_TRUE(server.running());

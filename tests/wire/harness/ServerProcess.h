@@ -88,6 +88,10 @@ public:
     void type(std::string_view text) const;
     void end_input() { standard_input_.close(); }
 
+    // Until the console asks for its first command: nothing else comes of itself after that. For
+    // tests that compare the output, with the console on.
+    void wait_for_prompt() const { wait_for_output("(type '?' for help)\n\n> "); }
+
     // By a status datagram.
     [[nodiscard]] Status status() const;
     void wait_for_status(const Status& wanted) const;
