@@ -32,13 +32,14 @@ void Door::open(std::unique_ptr<Door> door, socketPool& pool, int proxy_wait_ms)
 }
 
 Turn Door::onDeadline() {
+    paused_ = false;
     flags_ |= kReadable;
     return Turn::again;
 }
 
 Turn Door::doTask(socketPool& pool) {
     if (closing() || (flags_ & kException) != 0) return Turn::finished;
-    if ((flags_ & kReadable) == 0) return Turn::wait;
+    if (paused_ || (flags_ & kReadable) == 0) return Turn::wait;
     for (int i = 0; i < kAcceptsPerTurn; ++i) {
         std::unique_ptr<kx_net_socket> accepted;
         switch (socket()->accept(accepted)) {
@@ -53,7 +54,7 @@ Turn Door::doTask(socketPool& pool) {
             case AcceptResult::exhausted:
             case AcceptResult::failed:
                 current_output().printVerbose("Door couldn't accept new socket?\n");
-                flags_ &= ~static_cast<std::uint32_t>(kReadable);
+                paused_ = true;
                 setDeadline(pool.clock().now() + kExhaustedPause);
                 return Turn::wait;
         }

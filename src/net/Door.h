@@ -34,6 +34,7 @@ private:
     void admit(std::unique_ptr<kx_net_socket> socket, socketPool& pool);
 
     kx_ip_address local_;
+    bool paused_ = false;  // descriptors ran out; the deadline ends it
 };
 
 }  // namespace vorrim
