@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <functional>
 #include <netinet/in.h>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 #include "Requests.h"
 #include "Scenario.h"
@@ -42,6 +44,16 @@ void must_open(Swarm& swarm, std::size_t count, const Behaviour& behaviour) {
     }
 }
 
+// Every connection logs in and keeps its requests open; each is answered by one frame `answer`.
+Result ask_all(const Options& options, std::uint8_t answer, std::function<void(Peer&)> ask) {
+    Result result;
+    Swarm swarm(options);
+    must_open(swarm, options.connections, logging_in());
+    swarm.ask({.greet = {}, .greeted = 0, .ask = std::move(ask), .answer = answer}, options.depth,
+              options.seconds, result);
+    return result;
+}
+
 }  // namespace
 
 void hold_files(Swarm& holders, const Options& options) {
@@ -66,67 +78,38 @@ void hold_files(Swarm& holders, const Options& options) {
 }
 
 Result run_sources(const Options& options) {
-    Result result;
     Swarm holders(options);
     hold_files(holders, options);
-    Swarm swarm(options);
-    must_open(swarm, options.connections, logging_in());
     Random random(options.seed);
-    swarm.ask({.greet = {},
-               .greeted = 0,
-               .ask =
-                   [&](Peer& peer) {
-                       peer.queue(get_sources(hash_of(options.seed, random.below(options.files))));
-                   },
-               .answer = to_byte(Opcode::OP_FOUND_SOURCES)},
-              options.depth, options.seconds, result);
-    return result;
+    return ask_all(options, to_byte(Opcode::OP_FOUND_SOURCES), [&](Peer& peer) {
+        peer.queue(get_sources(hash_of(options.seed, random.below(options.files))));
+    });
 }
 
 Result run_find_user(const Options& options) {
-    Result result;
-    Swarm swarm(options);
-    must_open(swarm, options.connections, logging_in());
-    swarm.ask(finding_nobody(), options.depth, options.seconds, result);
-    return result;
+    return ask_all(options, to_byte(Opcode::OP_USER_FOUND),
+                   [frame = find_nobody()](Peer& peer) { peer.queue(frame); });
 }
 
 Result run_search(const Options& options) {
-    Result result;
     Options one_holder = options;
     one_holder.sources = 1;
     Swarm holders(options);
     hold_files(holders, one_holder);
-    Swarm swarm(options);
-    must_open(swarm, options.connections, logging_in());
     Random random(options.seed);
-    swarm.ask({.greet = {},
-               .greeted = 0,
-               .ask =
-                   [&](Peer& peer) {
-                       const std::string first = word(random);
-                       peer.queue(search(first, random.below(2) == 0 ? word(random) : ""));
-                   },
-               .answer = to_byte(Opcode::OP_SEARCH_RESULTS)},
-              options.depth, options.seconds, result);
-    return result;
+    return ask_all(options, to_byte(Opcode::OP_SEARCH_RESULTS), [&](Peer& peer) {
+        const std::string first = word(random);
+        peer.queue(search(first, random.below(2) == 0 ? word(random) : ""));
+    });
 }
 
 Result run_publish(const Options& options) {
-    Result result;
-    Swarm swarm(options);
-    must_open(swarm, options.connections, logging_in());
     std::uint64_t next = 0;
-    swarm.ask({.greet = {},
-               .greeted = 0,
-               .ask =
-                   [&](Peer& peer) {
-                       peer.queue(offer(options.seed, next, kFilesPerList));
-                       peer.queue(find_nobody());
-                       next += kFilesPerList;
-                   },
-               .answer = to_byte(Opcode::OP_USER_FOUND)},
-              options.depth, options.seconds, result);
+    Result result = ask_all(options, to_byte(Opcode::OP_USER_FOUND), [&](Peer& peer) {
+        peer.queue(offer(options.seed, next, kFilesPerList));
+        peer.queue(find_nobody());
+        next += kFilesPerList;
+    });
     result.notes.push_back("each answer stands for a list of 200 new files");
     return result;
 }
