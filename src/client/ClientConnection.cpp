@@ -1,5 +1,7 @@
 #include "client/ClientConnection.h"
 
+#include <utility>
+
 #include "base/file/primitives.h"
 #include "client/Room.h"
 #include "client/messages.h"
@@ -14,16 +16,27 @@ ClientConnection::ClientConnection(std::unique_ptr<kx_net_socket> socket, socket
 }
 
 ClientConnection::~ClientConnection() {
-    if (test_ != nullptr) test_->abandon();
-    if (room_ != nullptr) room_->leave(*this);
-    service_.files.remove_client(id());
-    // Files of an earlier login have no connection of their own left that would withdraw them.
-    for (const ClientId former : former_ids_) {
-        if (!service_.clients.with_id(former, [](ClientConnection&) {})) {
-            service_.files.remove_client(former);
-        }
+    while (!farewell()) {
     }
     service_.clients.remove(*this);
+}
+
+bool ClientConnection::farewell() {
+    FileIndex& files = service_.files;
+    if (!departure_) {
+        if (test_ != nullptr) test_->abandon();
+        if (room_ != nullptr) std::exchange(room_, nullptr)->leave(*this);
+        departure_ = std::make_unique<FileIndex::Departure>(files.begin_departure(id()));
+    }
+    if (files.continue_departure(*departure_)) return false;
+    if (former_ids_.empty()) return true;
+    // Files of an earlier login have no connection of their own left that would withdraw them.
+    const ClientId former = former_ids_.back();
+    former_ids_.pop_back();
+    if (!service_.clients.with_id(former, [](ClientConnection&) {})) {
+        *departure_ = files.begin_departure(former);
+    }
+    return false;
 }
 
 std::uint32_t ClientConnection::peer() const {

@@ -40,6 +40,8 @@ public:
 
 private:
     [[nodiscard]] Verdict handle_message(std::uint8_t opcode, kx_memory_file& payload) override;
+    // Leaves the room, then withdraws a slice of its files a turn.
+    [[nodiscard]] bool farewell() override;
 
     // Login (ClientLogin.cpp)
     [[nodiscard]] Verdict login(kx_memory_file& payload);
@@ -74,9 +76,10 @@ private:
     std::unique_ptr<Search> search_;    // none until the first search
     ReachabilityTest* test_ = nullptr;  // while the login waits for it
     Room* room_ = nullptr;
-    std::vector<ClientId> former_ids_;  // of earlier logins that published something
-    bool published_ = false;            // something stands under the present identifier
-    bool rejected_ = false;             // the version gate refused it: the next packet ends it
+    std::vector<ClientId> former_ids_;                 // of earlier logins that published something
+    std::unique_ptr<FileIndex::Departure> departure_;  // once the connection is leaving
+    bool published_ = false;  // something stands under the present identifier
+    bool rejected_ = false;   // the version gate refused it: the next packet ends it
 };
 
 }  // namespace vorrim

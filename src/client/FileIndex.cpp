@@ -113,25 +113,36 @@ void FileIndex::renumber() {
 // ---- departure ----
 
 void FileIndex::remove_client(ClientId client) {
+    Departure departure = begin_departure(client);
+    while (continue_departure(departure)) {
+    }
+}
+
+FileIndex::Departure FileIndex::begin_departure(ClientId client) {
     OwnerIndex::Handles owned;
     {
         const kx_write_guard guard(lock_);
         owned = table_.owners().take(client);
     }
-    const std::vector<std::uint32_t> handles = owned.sorted();
+    return {client, owned.sorted(), 0};
+}
+
+bool FileIndex::continue_departure(Departure& departure) {
+    const std::vector<std::uint32_t>& handles = departure.handles;
+    std::size_t& at = departure.done;
+    if (at == handles.size()) return false;
     std::vector<Leaving> slice;
-    slice.reserve(std::min<std::size_t>(handles.size(), tuning_.slice));
-    for (std::size_t at = 0; at < handles.size();) {
-        slice.clear();
-        while (at < handles.size() && slice.size() < tuning_.slice) {
-            const std::size_t first = at;
-            while (at < handles.size() && handles[at] == handles[first])
-                ++at;
-            slice.push_back({handles[first], static_cast<std::uint32_t>(at - first)});
-        }
-        leave(slice, client);
+    slice.reserve(std::min<std::size_t>(handles.size() - at, tuning_.slice));
+    while (at < handles.size() && slice.size() < tuning_.slice) {
+        const std::size_t first = at;
+        while (at < handles.size() && handles[at] == handles[first])
+            ++at;
+        slice.push_back({handles[first], static_cast<std::uint32_t>(at - first)});
     }
+    leave(slice, departure.client);
+    if (at < handles.size()) return true;
     source_total_.fetch_sub(static_cast<std::int32_t>(handles.size()), std::memory_order_relaxed);
+    return false;
 }
 
 void FileIndex::leave(std::span<Leaving> slice, ClientId client) {

@@ -61,6 +61,16 @@ public:
     // lose their last source go with them. Costs that client's files, not the index. Any thread.
     void remove_client(ClientId client);
 
+    // The same in steps of bounded length, for whoever has others to serve meanwhile: continue
+    // until it says false. A departure belongs to one thread and must be continued to its end.
+    struct Departure {
+        ClientId client;
+        std::vector<std::uint32_t> handles;  // ascending; an entry once for each of its sources
+        std::size_t done = 0;
+    };
+    [[nodiscard]] Departure begin_departure(ClientId client);
+    [[nodiscard]] bool continue_departure(Departure& departure);
+
     // Appends hash, count (one byte, at most 230) and that many sources (u32 identifier, u16 port)
     // in order of publication. Without an entry: false, and nothing is appended. Any thread.
     [[nodiscard]] bool write_sources(const FileHash& hash, kx_memory_file& out) const;

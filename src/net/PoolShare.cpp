@@ -93,8 +93,28 @@ void PoolShare::adopt(std::unique_ptr<Task> owned) {
     enqueue(task);
 }
 
+// The peer sees the end at once, however long the farewell takes.
+void PoolShare::dismiss(Task& task) {
+    if (!task.leaving_) {
+        task.leaving_ = true;
+        setDeadline(task, Task::kNoDeadline);
+        stop_watching(task);
+    }
+    if (task.farewell()) {
+        destroy(task);
+    } else {
+        enqueue(task);
+    }
+}
+
+void PoolShare::stop_watching(Task& task) {
+    if (!task.socket_ || task.socket_->handle() < 0) return;
+    set_->remove(task.socket_->handle());
+    task.socket_->close();
+}
+
 void PoolShare::destroy(Task& task) {
-    if (task.socket_) set_->remove(task.socket_->handle());
+    stop_watching(task);
     const std::size_t slot = task.slot_;
     const std::unique_ptr<Task> doomed = std::move(tasks_[slot]);
     if (slot + 1 != tasks_.size()) {
@@ -179,7 +199,7 @@ void PoolShare::settle(Task& task, Turn turn) {
             enqueue(task);
             break;
         case Turn::finished:
-            destroy(task);
+            dismiss(task);
             break;
     }
 }
@@ -196,6 +216,10 @@ void PoolShare::run_once(std::optional<std::chrono::nanoseconds> limit) {
     running_.swap(ready_);
     for (Task* const task : running_) {
         task->queued_ = false;
+        if (task->leaving_) {
+            dismiss(*task);
+            continue;
+        }
         Turn turn = Turn::wait;
         try {
             turn = task->doTask(pool_);

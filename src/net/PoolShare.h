@@ -65,6 +65,8 @@ private:
 
     void enqueue(Task& task);
     void adopt(std::unique_ptr<Task> task);
+    void dismiss(Task& task);
+    void stop_watching(Task& task);
     void destroy(Task& task);
     void settle(Task& task, Turn turn);
     void take_mail();

@@ -39,6 +39,10 @@ public:
 
     // One turn, on the task's own worker.
     [[nodiscard]] virtual Turn doTask(socketPool& pool) = 0;
+    // What is left to do before a finished task may be destroyed, one bounded step a turn; true
+    // when it is done. The socket is closed by then. A destructor that comes first (shut-down) must
+    // do what is left itself.
+    [[nodiscard]] virtual bool farewell() { return true; }
     // The deadline set with setDeadline has passed.
     [[nodiscard]] virtual Turn onDeadline() { return Turn::wait; }
 
@@ -75,6 +79,7 @@ private:
     std::atomic<PoolShare*> share_{nullptr};
     std::atomic<bool> closing_{false};
     std::atomic<bool> posted_{false};  // waits in the share's mailbox
+    bool leaving_ = false;             // finished; its farewell takes more than one turn
     bool queued_ = false;              // waits on the share's ready list
     std::uint32_t slot_ = 0;           // place among the share's tasks
     TimePoint deadline_ = kNoDeadline;

@@ -25,8 +25,11 @@ public:
 
     void go_on() { resume(); }
     int handled = 0;
+    int turns_to_leave = 0;
 
 private:
+    bool farewell() override { return turns_to_leave-- <= 0; }
+
     Verdict handle_message(std::uint8_t opcode, kx_memory_file& payload) override {
         ++handled;
         if (opcode == kRaise) kx_error("as asked");
@@ -197,6 +200,29 @@ TEST_F(ConnectionTest, WhatOthersSendToOneWhoNeverReadsIsBounded) {
         share_.run_once(std::chrono::nanoseconds(0));
     }
     EXPECT_EQ(alive_, 0);
+}
+
+TEST_F(ConnectionTest, ALongFarewellKeepsNeitherThePeerNorTheNeighboursWaiting) {
+    auto ends = make_pair();
+    pool_.add(std::make_unique<EchoConnection>(std::move(ends[1]), pool_, alive_));
+    settle();
+    connection_->turns_to_leave = 10;
+    write_all(*peer_, frame_of("X"));
+    share_.run_once(std::chrono::nanoseconds(0));
+    bool closed = false;
+    read_all(*peer_, &closed);
+    EXPECT_TRUE(closed);
+    EXPECT_EQ(alive_, 2);
+
+    connection_->post();  // what others still leave for it is of no use, and does no harm
+    connection_->close();
+    const Bytes asked = frame_of("neighbour");
+    write_all(*ends[0], asked);
+    share_.run_once(std::chrono::nanoseconds(0));
+    EXPECT_EQ(read_all(*ends[0]), asked);
+    EXPECT_EQ(alive_, 2);
+    settle();
+    EXPECT_EQ(alive_, 1);
 }
 
 TEST_F(ConnectionTest, ATaskMayGoWhileOthersHavePostedIt) {
