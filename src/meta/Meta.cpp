@@ -8,6 +8,7 @@
 #include "base/Output.h"
 #include "base/kx_err.h"
 #include "meta/Diagnostics.h"
+#include "meta/RecordView.h"
 
 namespace vorrim {
 
@@ -125,8 +126,8 @@ std::uint32_t Meta::getIntTag(std::string_view name) const {
     const std::optional<TagValue> value = getTagValue(name);
     if (!value) return 0;
     if (const auto* hash = std::get_if<FileHash>(&*value)) return hash->first_u32();
-    const auto* number = std::get_if<std::uint32_t>(&*value);
-    return number != nullptr ? *number : 0;
+    if (const auto* text = std::get_if<TagText>(&*value)) return text_as_u32(text->value_or(""));
+    return std::get<std::uint32_t>(*value);
 }
 
 TagText Meta::getTextTag(std::string_view name) const {

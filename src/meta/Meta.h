@@ -64,7 +64,7 @@ public:
     [[nodiscard]] const MetaTag* findTag(std::string_view name) const noexcept;
     // Nothing when there is no such tag.
     [[nodiscard]] std::optional<TagValue> getTagValue(std::string_view name) const;
-    // An integer tag's value, a hash tag's first four bytes; 0 for a text tag and for none.
+    // An integer tag's value, the first four bytes of any other; 0 when there is no such tag.
     [[nodiscard]] std::uint32_t getIntTag(std::string_view name) const;
     // A text tag's text; nothing for other types, for a missing text and for no such tag.
     [[nodiscard]] TagText getTextTag(std::string_view name) const;

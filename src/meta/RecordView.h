@@ -19,6 +19,7 @@
 // Ownership   None: a view is two words, copied freely, and lives no longer than the bytes.
 // Threads     Any, as long as nobody patches the record.
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -48,6 +49,13 @@ inline constexpr std::uint32_t integer_size = 4;  // value of an integer tag
 
 // What the name of a tag without a name is on the wire.
 inline constexpr std::string_view kNoName = "n";
+
+// What a text counts as where a number is asked for: its first four bytes, filled up with zeros.
+[[nodiscard]] inline std::uint32_t text_as_u32(std::string_view text) noexcept {
+    std::array<char, RecordLayout::integer_size> bytes{};
+    text.copy(bytes.data(), bytes.size());
+    return load_32(std::as_bytes(std::span(bytes)).data());
+}
 
 struct TagView {
     std::uint8_t type;                 // one of TagType
@@ -174,10 +182,11 @@ public:
     }
 
     // The number in the first tag of that name: the value of an integer tag, the first four bytes
-    // of a hash tag; 0 for a text tag and when there is no such tag.
+    // of the value of any other; 0 when there is no such tag.
     [[nodiscard]] std::uint32_t int_tag(std::string_view name) const noexcept {
         const std::optional<TagView> tag = find_tag(name);
-        if (!tag || tag->type == TagType::text) return 0;
+        if (!tag) return 0;
+        if (tag->type == TagType::text) return text_as_u32(tag->text());
         return static_cast<std::uint32_t>(tag->integer());
     }
 

@@ -60,14 +60,14 @@ TEST(RecordView, ShowsFixedFieldsAndTagsInOrder) {
 }
 
 TEST(RecordView, FindsTheFirstTagOfANameWhateverItsType) {
-    const FrozenRecord record =
-        freeze(record_of(5, kHashTag + hex("03 02 00 68 31 01 00 00 00") +  // "h1" again
-                                hex("02 01 00 02 01 00 78") + kSize +       // Size as text first
-                                hex("03 00 00 09 00 00 00")));              // the empty name
+    const FrozenRecord record = freeze(
+        record_of(5, kHashTag + hex("03 02 00 68 31 01 00 00 00") +            // "h1" again
+                         hex("02 01 00 02 06 00 61 62 63 64 65 66") + kSize +  // a text first
+                         hex("03 00 00 09 00 00 00")));                        // the empty name
     const RecordView view = record.view();
     EXPECT_EQ(view.int_tag("h1"), 0x03020100U);
-    EXPECT_EQ(view.int_tag("\x02"), 0U);
-    EXPECT_EQ(view.find_tag("\x02")->text(), "x");
+    EXPECT_EQ(view.int_tag("\x02"), 0x64636261U);
+    EXPECT_EQ(view.find_tag("\x02")->text(), "abcdef");
     EXPECT_EQ(view.int_tag(""), 9U);
     EXPECT_EQ(view.int_tag("H1"), 0U);
     EXPECT_FALSE(view.find_tag("h"));

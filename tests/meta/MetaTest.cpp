@@ -136,8 +136,8 @@ TEST(Meta, APeersTagOfAnotherTypeBecomesTheWantedTypeInItsPlace) {
     Meta meta;
     ASSERT_TRUE(decode_network(meta, kFixed + hex("03 00 00 00") + hex("02 01 00 0D 01 00 78") +
                                          kSize + (hex("01 01 00 0F") + test::kCountingHash)));
-    EXPECT_EQ(meta.getIntTag("\x0D"), 0U) << "a text is no number";
-    EXPECT_EQ(meta.getIntTag("\x0F"), 0x03020100U) << "a hash counts with its first bytes";
+    EXPECT_EQ(meta.getIntTag("\x0D"), 0x78U) << "a text counts with its first bytes";
+    EXPECT_EQ(meta.getIntTag("\x0F"), 0x03020100U) << "so does a hash";
     meta.setTagById(TagId::History, std::uint32_t{7});
     meta.setTagById(TagId::Port, std::uint32_t{9});
     meta.setTag("\x02", TagText("big"));
