@@ -66,6 +66,7 @@ Turn UDPDoor::doTask(socketPool& /*pool*/) {
         }
         const std::size_t count = socket()->receive_batch(slots_);
         for (std::size_t i = 0; i < count; ++i) {
+            if (slots_[i].bytes.empty()) continue;  // nothing was received, so nothing is said
             sender_ = slots_[i].peer;
             out_.clear();
             kx_memory_file in = kx_memory_file::reading(slots_[i].bytes);

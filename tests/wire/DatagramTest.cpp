@@ -83,7 +83,7 @@ TEST(Datagrams, ASearchByDatagramDoesNotTouchAConnectionsSearch) {
     EXPECT_EQ(names(high.more().records), Names{"song 201"});
 }
 
-TEST(Datagrams, AWrongMarkerIsDroppedWithoutAWord) {
+TEST(Datagrams, AWrongMarkerOrNoneIsDroppedWithoutAWord) {
     const ServerProcess server("verbose=true");
     server.wait_for_prompt();
     const Datagram asker(server);
@@ -92,6 +92,7 @@ TEST(Datagrams, AWrongMarkerIsDroppedWithoutAWord) {
         asker.send(hex(marker).add(udp_status(1).from(1)));
         asker.send(hex(marker));
     }
+    asker.send(Bytes());
     asker.expect_nothing();
     EXPECT_EQ(server.output(), before);
 }
