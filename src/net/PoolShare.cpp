@@ -187,11 +187,18 @@ void PoolShare::fire_deadlines() {
     while (!deadlines_.empty() && deadlines_.begin()->first <= now) {
         Task& task = *deadlines_.begin()->second;
         setDeadline(task, Task::kNoDeadline);
-        settle(task, task.onDeadline());
+        give_turn(task, [&] { return task.onDeadline(); });
     }
 }
 
-void PoolShare::settle(Task& task, Turn turn) {
+template <class Step>
+void PoolShare::give_turn(Task& task, Step step) {
+    Turn turn = Turn::wait;
+    try {
+        turn = step();
+    } catch (const kx_err&) {
+        current_output().printVerbose("*** Exception in Task\n");
+    }
     switch (turn) {
         case Turn::wait:
             break;
@@ -220,13 +227,7 @@ void PoolShare::run_once(std::optional<std::chrono::nanoseconds> limit) {
             dismiss(*task);
             continue;
         }
-        Turn turn = Turn::wait;
-        try {
-            turn = task->doTask(pool_);
-        } catch (const kx_err&) {
-            current_output().printVerbose("*** Exception in Task\n");
-        }
-        settle(*task, turn);
+        give_turn(*task, [&] { return task->doTask(pool_); });
     }
     running_.clear();
 }

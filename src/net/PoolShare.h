@@ -68,7 +68,9 @@ private:
     void dismiss(Task& task);
     void stop_watching(Task& task);
     void destroy(Task& task);
-    void settle(Task& task, Turn turn);
+    // Takes a step of the task, and does what it wants then. A kx_err ends the step only.
+    template <class Step>
+    void give_turn(Task& task, Step step);
     void take_mail();
     void fire_deadlines();
     [[nodiscard]] std::optional<std::chrono::nanoseconds> time_to_wait(

@@ -16,6 +16,7 @@ public:
     static constexpr std::uint8_t kRaise = 'R';
     static constexpr std::uint8_t kRefuse = 'X';
     static constexpr std::uint8_t kFlood = 'F';
+    static constexpr std::uint8_t kRaiseLater = 'L';
 
     EchoConnection(std::unique_ptr<kx_net_socket> socket, socketPool& pool, int& alive)
         : Connection(std::move(socket), pool), alive_(alive) {
@@ -29,12 +30,14 @@ public:
 
 private:
     bool farewell() override { return turns_to_leave-- <= 0; }
+    Turn onDeadline() override { kx_error("as asked"); }
 
     Verdict handle_message(std::uint8_t opcode, kx_memory_file& payload) override {
         ++handled;
         if (opcode == kRaise) kx_error("as asked");
         if (opcode == kRefuse) return Verdict::close;
         if (opcode == kPause) pause();
+        if (opcode == kRaiseLater) setDeadline(share()->clock().now());
         Packet packet(1);
         write_8(packet.body(), opcode);
         write_bytes(packet.body(), payload.take(payload.remaining()));
@@ -141,6 +144,14 @@ TEST_F(ConnectionTest, RefusalFailureAndGarbageCloseButEarlierAnswersArrive) {
         EXPECT_TRUE(closed);
         EXPECT_EQ(alive_, 1);
     }
+}
+
+TEST_F(ConnectionTest, WhatADeadlineRaisesEndsNeitherTheTaskNorItsWorker) {
+    write_all(*peer_, frame_of("L"));
+    settle();
+    write_all(*peer_, frame_of("after"));
+    settle();
+    EXPECT_EQ(connection_->handled, 2);
 }
 
 TEST_F(ConnectionTest, APeerThatStopsSendingStillGetsItsAnswer) {
