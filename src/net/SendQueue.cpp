@@ -76,8 +76,9 @@ void SendQueue::release_front() {
     if (!front.shared) give_back(std::move(front.bytes));
     front.shared.reset();
     offset_ = 0;
-    if (++front_ == pieces_.size()) {
-        pieces_.clear();
+    // A queue that is never quite empty must not keep what it has sent.
+    if (++front_ * 2 >= pieces_.size()) {
+        pieces_.erase(pieces_.begin(), pieces_.begin() + static_cast<std::ptrdiff_t>(front_));
         front_ = 0;
     }
 }
