@@ -11,7 +11,7 @@ namespace vorrim {
 
 ClientConnection::ClientConnection(std::unique_ptr<kx_net_socket> socket, socketPool& pool,
                                    ClientService& service)
-    : Connection(std::move(socket), pool), service_(service) {
+    : Connection(std::move(socket), pool), service_(service), peer_(address_of_peer()) {
     service_.clients.add(*this);
 }
 
@@ -39,7 +39,7 @@ bool ClientConnection::farewell() {
     return false;
 }
 
-std::uint32_t ClientConnection::peer() const {
+std::uint32_t ClientConnection::address_of_peer() const {
     const auto address = socket()->peer_address();
     return address ? address->value() : 0;
 }
