@@ -42,7 +42,8 @@ TEST(TextTest, ATerminalGetsNothingItWouldObey) {
               "x?y");  // turns the direction of writing
     EXPECT_EQ(printable("\xFF\xC3"
                         "a\xE2\x82"),
-              "??a??");                                     // no UTF-8
+              "??a??");  // no UTF-8
+    EXPECT_EQ(printable_lines("a\x1b[31mb\n\tc"), "a?[31mb\n\tc");
     EXPECT_EQ(printable("\xC0\xAF\xED\xA0\x80"), "?????");  // overlong, surrogate
 }
 

@@ -39,6 +39,8 @@ Outcome run(const Context& context) {
             return run_servers(context);
         case Command::callback:
             return run_callback(context);
+        case Command::admin:
+            return run_admin(context);
     }
     return Outcome::error;
 }

@@ -29,6 +29,7 @@ struct Context {
 [[nodiscard]] Outcome run_users(const Context& context);
 [[nodiscard]] Outcome run_servers(const Context& context);
 [[nodiscard]] Outcome run_callback(const Context& context);
+[[nodiscard]] Outcome run_admin(const Context& context);
 
 // The whole program: options, the command, and the line that says why it failed.
 [[nodiscard]] int run_cli(int argc, const char* const* argv);

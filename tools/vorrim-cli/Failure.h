@@ -19,4 +19,10 @@ private:
     std::string line_;
 };
 
+// The server has ended the connection.
+class Closed : public Failure {
+public:
+    using Failure::Failure;
+};
+
 }  // namespace vorrim::cli

@@ -35,10 +35,17 @@ Sizes are compared as signed 32-bit numbers: from 2 GiB on they count as negativ
 Without a reachable port (--listen), and always with --udp, a server shows only files that
 some reachable client has.)";
 
+constexpr const char* kAdminFooter =
+    R"(COMMAND is a line of the server's console; '?' lists them. Without one, a terminal gets a line with
+editing and history (Ctrl-D or Ctrl-C leaves), and of a pipe every line is a command.
+Name and password come from --user and --password-file, from VORRIM_ADMIN_NAME and
+VORRIM_ADMIN_PASSWORD, or are asked for on the terminal. While an administrator is connected, the
+server's own console and log are silent. The question of "q" is answered at the server's console.)";
+
 std::vector<std::string> shielded(int argc, const char* const* argv) {
     std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
     const auto command = std::find_if(arguments.begin(), arguments.end(), [](std::string_view a) {
-        return a == "search" || a == "users";
+        return a == "search" || a == "users" || a == "admin";
     });
     for (auto a = command; a != arguments.end(); ++a) {
         if (a->size() > 1 && (*a)[0] == '-' && (*a)[1] != '-' && *a != "-h") {
@@ -91,6 +98,30 @@ CLI::App& add_command(CLI::App& app, Options& options, const char* name, const c
     return *added;
 }
 
+void add_admin(CLI::App& app, Options& options) {
+    CLI::App& admin = add_command(
+        app, options, "admin",
+        "Administer a server: one command, or several from a terminal or a pipe", Command::admin);
+    admin.add_option("COMMAND", options.words, "One command line for the server's console");
+    admin
+        .add_option("--admin-port", options.admin_port,
+                    "The server's administration port; --port is not used")
+        ->capture_default_str()
+        ->check(CLI::Range(1u, kHighestPort))
+        ->type_name("PORT");
+    admin.add_option("--user", options.user, "The administrator's name")->type_name("NAME");
+    admin
+        .add_option("--password-file", options.password_file,
+                    "The password is the last line of FILE; of two lines the first is the name")
+        ->type_name("FILE");
+    admin.add_flag("--watch", options.watch, "Print what the server prints until Ctrl-C");
+    admin
+        .add_flag("--stop", options.stop, "Stop the server; done when it has closed the connection")
+        ->excludes("COMMAND")
+        ->excludes("--watch");
+    admin.footer(kAdminFooter);
+}
+
 }  // namespace
 
 ParsedOptions parse_options(int argc, const char* const* argv) {
@@ -132,6 +163,7 @@ ParsedOptions parse_options(int argc, const char* const* argv) {
     callback.add_option("--wait", wait, "Seconds to wait for its connection")
         ->check(CLI::Range(0.0, kLongestWait))
         ->type_name("SECONDS");
+    add_admin(app, options);
 
     try {
         std::vector<std::string> arguments = shielded(argc, argv);

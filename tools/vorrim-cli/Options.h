@@ -9,7 +9,7 @@
 
 namespace vorrim::cli {
 
-enum class Command { status, publish, search, sources, users, servers, callback };
+enum class Command { status, publish, search, sources, users, servers, callback, admin };
 
 struct Options {
     Command command = Command::status;
@@ -23,11 +23,18 @@ struct Options {
     std::string name = "vorrim-cli";          // what other users see
 
     bool more = false;                  // search: every page
-    std::vector<std::string> words;     // search, users
+    std::vector<std::string> words;     // search, users; admin: the command line
     std::vector<std::string> paths;     // publish
     std::string hash;                   // sources
     std::string id;                     // callback
     std::chrono::milliseconds wait{0};  // callback: for the connection; 0 does not wait
+
+    // admin
+    std::uint16_t admin_port = 4663;
+    std::optional<std::string> user;
+    std::optional<std::string> password_file;
+    bool watch = false;
+    bool stop = false;
 };
 
 struct ParsedOptions {

@@ -172,7 +172,7 @@ void Session::fail_closed() const {
     std::string line = "the server closed the connection";
     // A server that refuses a client says why and then closes.
     if (!last_text_.empty()) line += " (its last words: " + printable(last_text_) + ")";
-    throw Failure(std::move(line));
+    throw Closed(std::move(line));
 }
 
 }  // namespace vorrim::cli

@@ -1,8 +1,7 @@
 #pragma once
 // Numbers and texts as people read them.
 //
-// Whatever came from the network passes `printable` before it reaches a terminal: a file name may
-// hold escape sequences, and a terminal would obey them.
+// Whatever came from the network passes `printable` before it reaches a terminal.
 //
 // Values in, values out; no state, any thread.
 
@@ -12,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/string/printable.h"
+
 namespace vorrim::cli {
 
 [[nodiscard]] std::string readable_size(std::uint64_t bytes);            // "812 B", "1.4 MiB"
@@ -20,10 +21,6 @@ namespace vorrim::cli {
 // "1 file", "2,000 files"
 [[nodiscard]] std::string counted(std::uint64_t count, std::string_view singular,
                                   std::string_view plural);
-
-// The text with every control character, every direction override and every byte that is not UTF-8
-// replaced by '?'.
-[[nodiscard]] std::string printable(std::string_view text);
 
 // Columns that a printable text takes on a terminal, and its longest start that fits into
 // `columns`, which ends with an ellipsis when something was cut off.

@@ -24,11 +24,21 @@ std::string Program::find(std::string_view name) {
     return "";
 }
 
-Program::Program(std::vector<std::string> command) {
+Program::Program(std::vector<std::string> command, std::string_view input) {
+    captured_.write("input", input);
+    start(std::move(command), nullptr);
+}
+
+Program::Program(std::vector<std::string> command, const Terminal& terminal) {
+    start(std::move(command), &terminal);
+}
+
+void Program::start(std::vector<std::string> command, const Terminal* terminal) {
     std::vector<char*> arguments;
     for (std::string& word : command)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
+    const std::string in = (captured_.path() / "input").string();
     const std::string out = (captured_.path() / "output").string();
     const std::string err = (captured_.path() / "errors").string();
     const pid_t parent = ::getpid();
@@ -37,16 +47,21 @@ Program::Program(std::vector<std::string> command) {
     if (pid_ == 0) {
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (::getppid() != parent) ::_exit(126);
-        ::setpgid(0, 0);
-        const int flags = O_WRONLY | O_CREAT | O_APPEND;
-        ::dup2(::open("/dev/null", O_RDONLY), 0);
-        ::dup2(::open(out.c_str(), flags, 0600), 1);
-        ::dup2(::open(err.c_str(), flags, 0600), 2);
+        if (terminal != nullptr) {
+            terminal->take();
+        } else {
+            ::setpgid(0, 0);
+            const int flags = O_WRONLY | O_CREAT | O_APPEND;
+            ::dup2(::open(in.c_str(), O_RDONLY), 0);
+            ::dup2(::open(out.c_str(), flags, 0600), 1);
+            ::dup2(::open(err.c_str(), flags, 0600), 2);
+        }
         ::execv(arguments[0], arguments.data());
         ::_exit(127);
     }
     if (pid_ < 0) throw WireFailure("no process");
-    ::setpgid(pid_, pid_);  // on both sides, so that it is done whoever comes first
+    if (terminal == nullptr)
+        ::setpgid(pid_, pid_);  // on both sides, so that it is done whoever comes first
 }
 
 Program::~Program() {
@@ -69,6 +84,10 @@ bool Program::running() {
     if (!exit_ && ::waitpid(pid_, &status, WNOHANG) == pid_)
         exit_ = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     return !exit_;
+}
+
+void Program::signal(int number) const {
+    ::kill(pid_, number);
 }
 
 int Program::exit() {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/wire/harness/ScratchFolder.h"
+#include "tests/wire/harness/Terminal.h"
 
 namespace vorrim::wire {
 
@@ -20,8 +21,10 @@ public:
     // that are not on everybody's path.
     [[nodiscard]] static std::string find(std::string_view name);
 
-    // The program's path, then its arguments. It reads nothing.
-    explicit Program(std::vector<std::string> command);
+    // The program's path, then its arguments, and what it reads.
+    explicit Program(std::vector<std::string> command, std::string_view input = "");
+    // On a terminal, which then has what it prints.
+    Program(std::vector<std::string> command, const Terminal& terminal);
     ~Program();
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
@@ -29,12 +32,15 @@ public:
     // Waits for its end; the exit status, or minus the signal's number when a signal ended it.
     int exit();
     [[nodiscard]] bool running();
+    void signal(int number) const;
     [[nodiscard]] std::string output() const { return captured_.read("output"); }
     [[nodiscard]] std::string errors() const { return captured_.read("errors"); }
     // Until standard output holds the text.
     void wait_for_output(std::string_view text) const;
 
 private:
+    void start(std::vector<std::string> command, const Terminal* terminal);
+
     ScratchFolder captured_;
     pid_t pid_ = -1;
     std::optional<int> exit_;

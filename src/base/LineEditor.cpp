@@ -1,0 +1,231 @@
+#include "base/LineEditor.h"
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "base/kx_err.h"
+#include "base/string/printable.h"
+
+namespace vorrim {
+
+namespace {
+
+constexpr int kHistoryLines = 500;
+// For a terminal that somebody has stopped; what is printed waits behind a queue, not behind this.
+constexpr int kScreenPatience = 200;  // ms
+constexpr int kNoCharacter = 0;
+constexpr int kOneCharacter = 1;
+
+// The mode to put back, while a line is being read; no locks, for signal handlers.
+termios mode_before;
+std::atomic<int> being_read{-1};
+
+// The library takes and gives characters in the locale of the calling thread, and the server's own
+// must stay as it is.
+class Characters final {
+public:
+    explicit Characters(locale_t locale) noexcept : before_(::uselocale(locale)) {}
+    ~Characters() { ::uselocale(before_); }
+    Characters(const Characters&) = delete;
+    Characters& operator=(const Characters&) = delete;
+
+private:
+    const locale_t before_;
+};
+
+int columns_of(int terminal) noexcept {
+    constexpr int kUsual = 80;
+    winsize size{};
+    return ::ioctl(terminal, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
+}
+
+// As the library shows them: a control character takes two columns.
+int columns_of(const wchar_t* begin, const wchar_t* end) noexcept {
+    constexpr int kControl = 2;
+    int columns = 0;
+    for (; begin != end; ++begin) {
+        const int width = ::wcwidth(*begin);
+        columns += width < 0 ? kControl : width;
+    }
+    return columns;
+}
+
+}  // namespace
+
+bool LineEditor::possible(int input, int output) noexcept {
+    const char* const kind = std::getenv("TERM");
+    return ::isatty(input) == 1 && ::isatty(output) == 1 && kind != nullptr &&
+           std::string_view(kind) != "dumb" && *kind != '\0';
+}
+
+LineEditor::LineEditor(int input, int output)
+    : input_(input), characters_(::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)) {
+    // A description of the terminal that is this object's own can be told not to wait, without a
+    // surprise for the shell that shares the other.
+    const std::string name = "/proc/self/fd/" + std::to_string(output);
+    screen_ = ::open(name.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (screen_ < 0) screen_ = ::fcntl(output, F_DUPFD_CLOEXEC, 0);
+    in_.reset(::fdopen(::fcntl(input, F_DUPFD_CLOEXEC, 0), "r"));
+    out_.reset(::fdopen(screen_, "w"));
+    history_.reset(history_init());
+    if (!in_ || !out_ || !history_) kx_error("no terminal for the line editor");
+
+    const Characters ours(characters_);
+    const kx_guard hold(lock_);
+    editor_.reset(el_init("vorrim", in_.get(), out_.get(), out_.get()));
+    if (!editor_) kx_error("no terminal for the line editor");
+    columns_ = columns_of(screen_);
+    EditLine* const editor = editor_.get();
+    el_set(editor, EL_CLIENTDATA, this);
+    el_set(editor, EL_EDITOR, "emacs");
+    el_set(editor, EL_SIGNAL, 0);
+    el_set(editor, EL_PROMPT, &LineEditor::prompt_of);
+    el_set(editor, EL_GETCFN, &LineEditor::next_character);
+    HistEvent event{};
+    history(history_.get(), &event, H_SETSIZE, kHistoryLines);
+    history(history_.get(), &event, H_SETUNIQUE, 1);
+    el_set(editor, EL_HIST, &history, history_.get());
+    el_set(editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
+}
+
+LineEditor::~LineEditor() {
+    {
+        const kx_guard hold(lock_);
+        const Characters ours(characters_);
+        editor_.reset();
+    }
+    if (characters_ != nullptr) ::freelocale(characters_);
+}
+
+LineEditor& LineEditor::of(EditLine* editor) noexcept {
+    void* self = nullptr;
+    el_get(editor, EL_CLIENTDATA, &self);
+    return *static_cast<LineEditor*>(self);
+}
+
+char* LineEditor::prompt_of(EditLine* editor) noexcept NO_THREAD_SAFETY_ANALYSIS {
+    return of(editor).prompt_.data();
+}
+
+int LineEditor::next_character(EditLine* editor, wchar_t* character) {
+    return of(editor).take_character(*character);
+}
+
+LineEditor::Event LineEditor::readLine(std::string_view prompt, const Wait& wait,
+                                       std::string& line) {
+    const Characters ours(characters_);
+    const kx_guard hold(lock_);
+    wait_ = &wait;
+    given_up_ = false;
+    prompt_ = prompt;
+    if (::tcgetattr(input_, &mode_before) == 0) being_read = input_;
+    reading_ = true;
+    int count = 0;
+    const char* const typed = el_gets(editor_.get(), &count);
+    reading_ = false;
+    being_read = -1;
+    if (typed == nullptr || count <= 0) {
+        (void)show("\n");  // whatever comes next begins a line
+        return given_up_ ? Event::stopped : Event::ended;
+    }
+    line.assign(typed, static_cast<std::size_t>(count));
+    while (line.ends_with('\n') || line.ends_with('\r'))
+        line.pop_back();
+    remember(line.c_str());
+    return Event::line;
+}
+
+void LineEditor::remember(const char* line) {
+    HistEvent event{};
+    if (*line != '\0') history(history_.get(), &event, H_ENTER, line);
+}
+
+// Called by the library in the middle of readLine, at a moment when the screen shows the line as it
+// is: the one place where others may have the lock.
+int LineEditor::take_character(wchar_t& character) {
+    for (;;) {
+        while (!typed_.empty()) {
+            constexpr std::size_t kInvalid = static_cast<std::size_t>(-1);
+            const std::size_t taken = std::mbrtowc(&character, typed_.data(), 1, &partial_);
+            typed_.erase(0, 1);
+            if (taken == kInvalid) partial_ = {};
+            if (taken <= 1) return kOneCharacter;
+        }
+        lock_.leave();
+        const bool more = more_input();
+        lock_.enter();
+        follow_size();
+        if (!more) return kNoCharacter;
+    }
+}
+
+bool LineEditor::more_input() {
+    if (!(*wait_)()) {
+        given_up_ = true;
+        return false;
+    }
+    std::array<char, 256> room;
+    const ssize_t count = ::read(input_, room.data(), room.size());
+    if (count < 0) return errno == EINTR || errno == EAGAIN;
+    typed_.append(room.data(), static_cast<std::size_t>(count));
+    return count > 0;
+}
+
+void LineEditor::follow_size() {
+    const int columns = columns_of(screen_);
+    if (columns == columns_) return;
+    columns_ = columns;
+    el_resize(editor_.get());
+}
+
+void LineEditor::take_line_away() {
+    const LineInfoW* const typed = el_wline(editor_.get());
+    const int before = static_cast<int>(prompt_.size()) + columns_of(typed->buffer, typed->cursor);
+    const int rows = before / columns_;
+    std::string keys = "\r";
+    if (rows > 0) keys += "\x1b[" + std::to_string(rows) + 'A';
+    keys += "\x1b[J";
+    (void)show(keys);
+}
+
+bool LineEditor::print(std::string_view text) {
+    const std::string safe = printable_lines(text);
+    const Characters ours(characters_);
+    const kx_guard hold(lock_);
+    if (!reading_) return show(safe);
+    take_line_away();
+    bool shown = show(safe);
+    if (!safe.ends_with('\n')) shown = show("\n") && shown;
+    follow_size();
+    el_set(editor_.get(), EL_REFRESH);
+    return shown;
+}
+
+bool LineEditor::show(std::string_view text) const noexcept {
+    while (!text.empty()) {
+        const ssize_t count = ::write(screen_, text.data(), text.size());
+        if (count > 0) {
+            text.remove_prefix(static_cast<std::size_t>(count));
+            continue;
+        }
+        if (count < 0 && errno == EINTR) continue;
+        pollfd room{screen_, POLLOUT, 0};
+        if (count < 0 && errno != EAGAIN) return false;
+        if (::poll(&room, 1, kScreenPatience) != 1) return false;
+    }
+    return true;
+}
+
+void LineEditor::restore_terminal() noexcept {
+    const int terminal = being_read.load();
+    if (terminal >= 0) ::tcsetattr(terminal, TCSANOW, &mode_before);
+}
+
+}  // namespace vorrim
