@@ -6,6 +6,7 @@
 
 #include "app/FilterExpressions.h"
 #include "app/SettingKeys.h"
+#include "base/file/primitives.h"
 #include "meta/ClientId.h"
 
 namespace vorrim {
@@ -76,8 +77,9 @@ void ServerSettings::apply(const IniFile& ini, Output& output, const LocalAddres
         tableSize = 1;
     }
 
-    // With a file the record has both tags, if only with empty texts.
-    setName(ini.getString(kSection, SettingName::name).value_or(""));
+    // With a file the record has both tags, if only with empty texts, and as much of a text as a
+    // record can carry.
+    setName(writable_part(ini.getString(kSection, SettingName::name).value_or("")));
     setDescription(ini.getString(kSection, SettingName::desc).value_or(""));
     setPort(clientPort());
     const auto address = ini.getString(kSection, SettingName::thisIP);
@@ -105,7 +107,7 @@ void ServerSettings::apply(const IniFile& ini, Output& output, const LocalAddres
 
 void ServerSettings::setDescription(std::string_view text) {
     desc = text;
-    setTagById(TagId::Description, TagText(text));
+    setTagById(TagId::Description, TagText(writable_part(text)));
 }
 
 }  // namespace vorrim

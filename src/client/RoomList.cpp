@@ -15,7 +15,7 @@ constexpr std::size_t kMostListed = 255;
 
 void RoomList::add(std::string_view name) {
     const auto id = static_cast<std::int32_t>(rooms_.size()) + kFirstRoomId;
-    rooms_.push_back(std::make_unique<Room>(id, name));
+    rooms_.push_back(std::make_unique<Room>(id, writable_part(name)));
 }
 
 Room* RoomList::find(std::int32_t id) const {

@@ -13,7 +13,8 @@ namespace vorrim {
 
 class RoomList final {
 public:
-    // Adds a room; the first one has the identifier 2. Before other threads know the list.
+    // Adds a room; the first one has the identifier 2. A name is kept as far as clients can be told
+    // of it. Before other threads know the list.
     void add(std::string_view name);
     // The room with this identifier, or null. Any thread.
     [[nodiscard]] Room* find(std::int32_t id) const;

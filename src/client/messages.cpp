@@ -1,16 +1,8 @@
 #include "client/messages.h"
 
-#include <algorithm>
-
 #include "base/file/primitives.h"
 
 namespace vorrim {
-
-namespace {
-
-constexpr std::size_t kLongestText = 65'534;  // what a counted text can hold
-
-}  // namespace
 
 Packet begin_packet(Opcode opcode, std::uint32_t payload_estimate) {
     Packet packet(payload_estimate);
@@ -19,7 +11,7 @@ Packet begin_packet(Opcode opcode, std::uint32_t payload_estimate) {
 }
 
 Packet make_text_packet(Opcode opcode, std::string_view text) {
-    text = text.substr(0, std::min(text.size(), kLongestText));
+    text = writable_part(text);
     Packet packet = begin_packet(opcode, static_cast<std::uint32_t>(text.size()) + 3);
     write_string(text, packet.body());
     packet.finish();

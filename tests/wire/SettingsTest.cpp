@@ -70,10 +70,20 @@ TEST(Settings, LinesMayEndAsOnWindowsAndTheLastNotAtAll) {
     EXPECT_NE(server.output().find("Using IP: 1.2.3.4\n\n"), std::string::npos);
 }
 
-TEST(Settings, ALineMayBeVeryLong) {
-    const std::string text(60000, 'w');
-    const ServerProcess server("welcome[0]=" + text);
-    EXPECT_EQ(welcome_of(server), (Texts{"server version 16.36", text}));
+TEST(Settings, ALineMayBeVeryLongAndClientsReceiveWhatATextCanHold) {
+    const std::string longest(65534, 'w');
+    const std::string longer = longest + "!";
+    const ServerProcess server("welcome[0]=" + longest + "\nwelcome[1]=" + longer +
+                               "\nroom[0]=" + longer + "\ndesc=d\nname=" + longer);
+    EXPECT_EQ(welcome_of(server), (Texts{"server version 16.36", longest, longest}));
+    EXPECT_EQ(WireClient(server).ask(hex("1D")),
+              hex("39 01 FE FF").raw(longest).add(hex("00 00 02 00")));
+    EXPECT_EQ(
+        own_record(server),
+        hex("41").add(encode(Record{{},
+                                    0x0100007F,
+                                    server.ports().client(),
+                                    {text_tag(kName, longest), text_tag(kDescription, "d")}})));
 }
 
 TEST(Settings, BooleansAreTrueOrFalseInAnyLetterCase) {

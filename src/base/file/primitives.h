@@ -26,6 +26,10 @@ namespace vorrim {
 
 // No text this long or longer can be written or read.
 inline constexpr std::uint16_t kNoTextLength = 0xFFFF;
+// As much of a text as can be written.
+[[nodiscard]] constexpr std::string_view writable_part(std::string_view text) noexcept {
+    return text.substr(0, kNoTextLength - 1);
+}
 
 [[nodiscard]] std::uint8_t read_8(kx_file& from);
 [[nodiscard]] std::uint16_t read_16(kx_file& from);
