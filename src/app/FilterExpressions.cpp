@@ -2,10 +2,10 @@
 
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <utility>
 
+#include "app/IniFile.h"
 #include "base/string/kx_strtok.h"
 #include "meta/TagNames.h"
 
@@ -59,12 +59,6 @@ std::string tag_name_of(std::string_view field) {
     return std::string(field);
 }
 
-// A sign is allowed, the text ends where the digits do, and too large a number keeps its low 32
-// bits, so that sizes of 2 to 4 GiB compare as the negative numbers that their tags are.
-std::int32_t number_of(std::string_view token) {
-    return static_cast<std::int32_t>(std::strtoll(std::string(token).c_str(), nullptr, 10));
-}
-
 }  // namespace
 
 std::optional<Search> parseFilter(std::string_view text) {
@@ -102,8 +96,10 @@ std::unique_ptr<SearchNode> parseFilterTerm(std::string_view text) {
 
     std::string_view third;
     if (kx_strtok(text, kBlank, at, third, kLongestToken) == 0) return nullptr;
-    return std::make_unique<SN_IntTagCompare>(
-        number_of(third), code_of(second, kCompareTokens, CompareOp::kEqual), tag_name_of(first));
+    // Sizes of 2 to 4 GiB wrap here as they do in their tags: both are negative numbers.
+    return std::make_unique<SN_IntTagCompare>(IniFile::toInt(third),
+                                              code_of(second, kCompareTokens, CompareOp::kEqual),
+                                              tag_name_of(first));
 }
 
 }  // namespace vorrim

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "app/CommandLine.h"
+#include "app/IniFile.h"
 #include "base/Output.h"
 #include "base/SelfTests.h"
-#include "base/string/strings.h"
 #include "client/ClientConnection.h"
 #include "client/ClientTable.h"
 #include "client/FileIndex.h"
@@ -55,7 +55,7 @@ std::optional<std::uint32_t> client_id_of(std::string_view line) {
         current_output().printLine("Need Client ID");
         return std::nullopt;
     }
-    return static_cast<std::uint32_t>(kx_atoi(id));
+    return static_cast<std::uint32_t>(IniFile::toInt(id));
 }
 
 void print_servers(
@@ -183,7 +183,7 @@ void ServerConsole::welcome(std::string_view line) const {
     const std::string_view number = words.next();
     if (!number.empty()) {
         // A negative number names no position either, and the text is appended.
-        const std::int32_t position = kx_atoi(number);
+        const std::int32_t position = IniFile::toInt(number);
         if (position != 0) service_.welcome.set(static_cast<std::size_t>(position), words.rest());
         return;
     }

@@ -222,6 +222,7 @@ TEST_F(ConsoleTest, IdentifiersAreTakenApart) {
     EXPECT_EQ(run("ip 16777343"), "IP: 127.0.0.1\n");
     EXPECT_EQ(run("ip 3232235777"), "IP: 1.1.168.192\n");
     EXPECT_EQ(run("ip 2"), "No such client\n");
+    EXPECT_EQ(run("ip +2x"), "No such client\n");
     EXPECT_EQ(run("ip 1"), "IP: 0.0.0.0\n");  // a socket pair has no addresses
 }
 
