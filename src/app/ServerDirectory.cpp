@@ -16,7 +16,6 @@ namespace {
 // Room behind the marker: opcode and endpoint; a list as long as one may be.
 constexpr std::uint32_t kHelloRoom = 7;
 constexpr std::uint32_t kListRoom = 2000;
-constexpr std::size_t kEntrySize = 6;  // address and port
 
 std::uint16_t datagram_port(std::uint16_t client_port) {
     return static_cast<std::uint16_t>(client_port + kDatagramPortOffset);
@@ -116,7 +115,7 @@ void ServerDirectory::writeWorkingList(kx_memory_file& out) const {
 }
 
 std::size_t ServerDirectory::workingListSize() const {
-    return kEntrySize * working_.count() + 1;
+    return std::size_t{kListEntryBytes} * working_.count() + 1;
 }
 
 void ServerDirectory::forEachKnown(const std::function<void(const ServerMeta&)>& see) const {

@@ -1,8 +1,8 @@
 // How a client gets its identifier and is let in.
 //
-//     record ──► address free? ── yes ──► can it be called back? ── yes ──► high identifier ─┐
-//                     │                         │ no, or 8 seconds are over                  ├──►
-//                     gate └── no ───────────────────┴──► low identifier ───────────────────────--┘
+//     record ──► address free? ─ yes ─► can it be called back? ─ yes ─► high identifier ─┐
+//                     │                          │ no, or 8 seconds are over             ├─► gate
+//                     └─ no ─────────────────────┴──────────────────► low identifier ────┘
 
 #include <chrono>
 
@@ -25,11 +25,10 @@ constexpr std::string_view kOutOfDate =
 
 // A login on a connection that has one already keeps the tags of the earlier record, in front.
 FrozenRecord with_earlier_tags(RecordView earlier, const FrozenRecord& latest) {
-    constexpr std::size_t kFixed = 22;         // hash, identifier, port
-    constexpr std::size_t kTags = kFixed + 4;  // and the tag count
+    constexpr std::size_t kTags = RecordLayout::tags;
     const RecordView view = latest.view();
     kx_memory_file joined(static_cast<std::uint32_t>(earlier.bytes().size()) + 64);
-    write_bytes(joined, view.bytes().first(kFixed));
+    write_bytes(joined, view.bytes().first(RecordLayout::tag_count));
     write_32(joined, earlier.tag_count() + view.tag_count());
     write_bytes(joined, earlier.bytes().subspan(kTags));
     write_bytes(joined, view.bytes().subspan(kTags));

@@ -16,8 +16,7 @@ namespace vorrim {
 namespace {
 
 // A record as every client has it before its first login: no hash, no identifier, no port, no tags.
-constexpr std::size_t kEmptyRecordBytes = 26;
-constexpr std::array<std::byte, kEmptyRecordBytes> kEmptyRecord{};
+constexpr std::array<std::byte, RecordLayout::tags> kEmptyRecord{};
 
 std::uint64_t mix(std::uint64_t value) noexcept {
     value ^= value >> 32U;

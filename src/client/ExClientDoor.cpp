@@ -101,7 +101,7 @@ void ExClientDoor::server_list(kx_memory_file& in) {
     const std::uint16_t port = read_16(in);
     const unsigned count = read_8(in);
     // A list that is shorter than it says teaches nothing.
-    kx_memory_file entries = kx_memory_file::reading(in.take(count * 6));
+    kx_memory_file entries = kx_memory_file::reading(in.take(count * kListEntryBytes));
     service_.servers.onListHeader(address, port);
     for (unsigned i = 0; i < count; ++i) {
         const std::uint32_t listed = read_32(entries);

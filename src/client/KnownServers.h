@@ -16,7 +16,7 @@ public:
     [[nodiscard]] virtual bool is_public() const = 0;
     // A server greeted us.
     virtual void onHello(std::uint32_t address, std::uint16_t port) = 0;
-    // A server sent its list; the entries follow through findOrAdd.
+    // A server sent its list; the entries follow through learn.
     virtual void onListHeader(std::uint32_t address, std::uint16_t port) = 0;
     // Makes the server known unless it is.
     virtual void learn(std::uint32_t address, std::uint16_t port) = 0;

@@ -20,6 +20,8 @@ inline constexpr std::uint8_t kDatagramMarker = 0xE3;
 
 // Most entries that a message lists with a one-byte count (sources, servers).
 inline constexpr std::uint8_t kMaxEntriesInList = 230;
+// Such an entry: address or identifier, and port.
+inline constexpr std::uint32_t kListEntryBytes = 6;
 
 enum class Opcode : std::uint8_t {
     OP_LOGIN = 0x01,
