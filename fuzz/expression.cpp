@@ -10,7 +10,7 @@
 #include "base/Output.h"
 #include "meta/RecordView.h"
 #include "search/Search.h"
-#include "search/required_texts.h"
+#include "search/required_sides.h"
 
 namespace {
 
@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Search search;
     if (!search.read(stream)) return 0;
     const bool matched = search.matches(RecordView(kNoTags));
-    static_cast<void>(required_texts(*search.root()));
+    static_cast<void>(may_report(*search.root()));
 
     kx_memory_file written(64);
     if (!search.root()->write(written)) std::abort();

@@ -9,7 +9,7 @@
 #include <optional>
 #include <random>
 
-#include "search/required_texts.h"
+#include "search/required_sides.h"
 #include "tests/search/SearchFixture.h"
 
 namespace vorrim {
@@ -226,10 +226,12 @@ void expect_same_evaluation(const Search& search, const Model& model, Chance& ch
         EXPECT_EQ(errors.lines, expected_lines) << model.print();
         EXPECT_TRUE(expected_lines.empty() || may_report(*search.root())) << model.print();
         if (!expected) continue;
-        for (const std::string_view text : required_texts(*search.root()))
-            EXPECT_TRUE(std::any_of(tags.begin(), tags.end(), [&](const ModelTag& tag) {
-                return tag.type == 2 && folded(tag.text).find(text) != std::string::npos;
-            })) << model.print();
+        prefix_walk(*search.root(), [&](const SearchNode& node) {
+            if (const auto* combine = node_as<SN_Operator>(&node))
+                return required_sides(combine->op());
+            EXPECT_TRUE(node.evaluate(record_of(tags))) << model.print();
+            return Sides::neither;
+        });
     }
 }
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "search/SearchNode.h"
+#include "search/required_sides.h"
 #include "tests/search/SearchFixture.h"
 
 namespace vorrim {
@@ -242,6 +243,17 @@ TEST(SearchNodeTest, ACloneIsDeep) {
     original.reset();
     EXPECT_EQ(printed(*copy), text);
     EXPECT_EQ(written(*copy), wire);
+}
+
+TEST(SearchNodeTest, AnyUnknownOperationMayReport) {
+    const auto compare = [](std::int32_t op) {
+        return std::make_unique<SN_IntTagCompare>(1, op, "x");
+    };
+    EXPECT_FALSE(may_report(*combine(4, word("a"), compare(5))));
+    EXPECT_TRUE(may_report(*combine(5, word("a"), word("b"))));
+    EXPECT_TRUE(may_report(*compare(6)));
+    EXPECT_TRUE(may_report(*combine(1, word("a"), combine(2, word("b"), compare(255)))));
+    EXPECT_TRUE(may_report(*combine(1, combine(9, word("b"), compare(1)), word("a"))));
 }
 
 // Every verb on trees that no recursion would survive.

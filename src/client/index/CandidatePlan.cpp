@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "search/prefix_walk.h"
-#include "search/required_texts.h"
+#include "search/required_sides.h"
 
 namespace vorrim {
 
@@ -17,18 +17,11 @@ CandidatePlan::Group CandidatePlan::group_of(const SearchNode& root, int depth) 
     TextSignature needed;
     prefix_walk(root, [&](const SearchNode& node) {
         if (const auto* combine = node_as<SN_Operator>(&node)) {
-            switch (combine->op()) {
-                case CombineOp::kAnd:
-                    return Sides::both;
-                case CombineOp::kAndNot:
-                    return Sides::left;
-                case CombineOp::kNotAnd:
-                    return Sides::right;
-                default:
-                    if (auto alternatives = alternatives_of(*combine, depth); !alternatives.empty())
-                        group.alternatives.push_back(std::move(alternatives));
-                    return Sides::neither;
-            }
+            const Sides sides = required_sides(combine->op());
+            if (sides != Sides::neither) return sides;
+            if (auto alternatives = alternatives_of(*combine, depth); !alternatives.empty())
+                group.alternatives.push_back(std::move(alternatives));
+            return Sides::neither;
         }
         if (const auto* substring = node_as<SN_Substring>(&node)) needed.add(substring->text());
         if (const auto* compare = node_as<SN_StringTagCompare>(&node)) needed.add(compare->text());

@@ -71,10 +71,6 @@ public:
     [[nodiscard]] const FileEntry& entry(std::uint32_t handle) const noexcept {
         return entries_[handle];
     }
-    [[nodiscard]] const FileEntry& entry_at(std::uint32_t row) const noexcept {
-        const Segment& segment = rows_.segment_of(row);
-        return entries_[segment.handle_of(segment.slot_of(row))];
-    }
     [[nodiscard]] const RowStore& rows() const noexcept { return rows_; }
     // The entries of a bucket, or null when it is empty.
     [[nodiscard]] const RowList* bucket(std::uint32_t number) const noexcept {
