@@ -1,6 +1,5 @@
 #include "app/ServerOutput.h"
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdio>
@@ -8,27 +7,13 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "base/FormattedText.h"
+
 namespace vorrim {
 
 namespace {
 
 constexpr mode_t kLogMode = 0644;
-
-// A formatted message, with room behind it for a newline.
-template <std::size_t Size>
-class Text {
-public:
-    __attribute__((format(printf, 2, 0))) Text(const char* format, va_list arguments) noexcept {
-        const int length = std::vsnprintf(text_.data(), Size, format, arguments);
-        if (length > 0) length_ = std::min(static_cast<std::size_t>(length), Size - 1);
-    }
-    void end_line() noexcept { text_[length_++] = '\n'; }
-    [[nodiscard]] std::string_view view() const noexcept { return {text_.data(), length_}; }
-
-private:
-    std::array<char, Size + 1> text_;
-    std::size_t length_ = 0;
-};
 
 void write_once(int descriptor, std::string_view text) noexcept {
     // Nobody could be told of a failure but by a message.
@@ -53,22 +38,22 @@ ServerOutput::~ServerOutput() {
 }
 
 void ServerOutput::vprintLine(const char* format, va_list arguments) {
-    Text<kLineBuffer> text(format, arguments);
+    FormattedText<kLineBuffer> text(format, arguments);
     text.end_line();
     write(text.view());
 }
 
 void ServerOutput::vprintError(const char* format, va_list arguments) {
-    write(Text<kLineBuffer>(format, arguments).view());
+    write(FormattedText<kLineBuffer>(format, arguments).view());
 }
 
 void ServerOutput::vprintVerbose(const char* format, va_list arguments) {
-    if (verbose()) write(Text<kLineBuffer>(format, arguments).view());
+    if (verbose()) write(FormattedText<kLineBuffer>(format, arguments).view());
 }
 
 void ServerOutput::vprintLocked(const char* format, va_list arguments) {
     const kx_guard hold(lock_);
-    write(Text<kLockedBuffer>(format, arguments).view());
+    write(FormattedText<kLockedBuffer>(format, arguments).view());
 }
 
 void ServerOutput::log(std::string_view text) noexcept {

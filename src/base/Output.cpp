@@ -1,8 +1,8 @@
 #include "base/Output.h"
 
-#include <algorithm>
-#include <array>
 #include <cstdio>
+
+#include "base/FormattedText.h"
 
 namespace vorrim {
 
@@ -20,12 +20,9 @@ std::atomic<Output*> current{nullptr};
 template <std::size_t Size>
 __attribute__((format(printf, 1, 0))) void print(const char* format, va_list arguments,
                                                  bool newline) {
-    std::array<char, Size + 1> text;
-    const int length = std::vsnprintf(text.data(), Size, format, arguments);
-    if (length < 0) return;
-    std::size_t end = std::min(static_cast<std::size_t>(length), Size - 1);
-    if (newline) text[end++] = '\n';
-    std::fwrite(text.data(), 1, end, stdout);
+    FormattedText<Size> text(format, arguments);
+    if (newline) text.end_line();
+    std::fwrite(text.view().data(), 1, text.view().size(), stdout);
 }
 
 }  // namespace

@@ -1,30 +1,15 @@
 #include "net/ControlledOutput.h"
 
-#include <algorithm>
-#include <array>
-#include <cstdio>
 #include <new>
 
+#include "base/FormattedText.h"
 #include "base/kx_err.h"
 
 namespace vorrim {
 
 namespace {
 
-// A formatted message, cut where a packet's text ends.
-class Text {
-public:
-    __attribute__((format(printf, 2, 0))) Text(const char* format, va_list arguments) noexcept {
-        const int length = std::vsnprintf(text_.data(), text_.size(), format, arguments);
-        if (length > 0) length_ = std::min(static_cast<std::size_t>(length), text_.size() - 1);
-    }
-    [[nodiscard]] std::string_view view() const noexcept { return {text_.data(), length_}; }
-    [[nodiscard]] const char* c_str() const noexcept { return text_.data(); }
-
-private:
-    std::array<char, kLineBuffer> text_{};
-    std::size_t length_ = 0;
-};
+using Text = FormattedText<kLineBuffer>;
 
 }  // namespace
 
