@@ -4,11 +4,14 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <span>
 #include <strings.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
+
+#include "platform/Descriptor.h"
 
 namespace vorrim {
 
@@ -59,27 +62,12 @@ std::string line_of(std::string_view name, std::string_view text) {
     return std::string(name) + '=' + std::string(quote) + std::string(text) + std::string(quote);
 }
 
-// A descriptor that closes itself.
-class Descriptor final {
-public:
-    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-    ~Descriptor() {
-        if (descriptor_ >= 0) ::close(descriptor_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    [[nodiscard]] int get() const { return descriptor_; }
-
-private:
-    int descriptor_;
-};
-
 // Empty when there is no such regular file, or it is too long.
 std::string content_of(const std::string& file) {
     // Of a pipe nobody may ever write the other end.
     const Descriptor from(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
-    if (from.get() < 0 || ::fstat(from.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+    if (!from.open() || ::fstat(from.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
     std::string content(Registry::kMostBytes + 1, '\0');
     std::size_t size = 0;
     while (size < content.size()) {
@@ -92,15 +80,6 @@ std::string content_of(const std::string& file) {
     return content;
 }
 
-bool write_whole(int to, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t count = ::write(to, bytes.data(), bytes.size());
-        if (count <= 0) return false;
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-    return ::fsync(to) == 0;
-}
-
 // Written beside and renamed, so that the file is the old or the new one, whole, at any moment.
 bool replace_content(const std::string& name, std::string_view content) {
     std::error_code refused;  // shows when the file is opened
@@ -111,8 +90,8 @@ bool replace_content(const std::string& name, std::string_view content) {
     {
         const Descriptor to(
             ::open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
-        if (to.get() < 0) return false;
-        if (!write_whole(to.get(), content)) {
+        if (!to.open()) return false;
+        if (!write_all(to.get(), std::as_bytes(std::span(content))) || ::fsync(to.get()) != 0) {
             ::unlink(beside.c_str());
             return false;
         }

@@ -1,14 +1,13 @@
-#include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
 #include <span>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
-#include <utility>
 
 #include "base/file/kx_disk_file.h"
 #include "base/file/kx_memory_file.h"
+#include "platform/Descriptor.h"
 
 namespace vorrim {
 
@@ -17,35 +16,6 @@ namespace {
 constexpr std::uint32_t kReplaceGrowth = 4096;
 constexpr mode_t kPermissions = 0666;  // less what the process's mask takes away
 constexpr const char* kBesideSuffix = ".new";
-
-class Descriptor final {
-public:
-    explicit Descriptor(int descriptor) noexcept : descriptor_(descriptor) {}
-    ~Descriptor() { close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    [[nodiscard]] bool open() const noexcept { return descriptor_ >= 0; }
-    [[nodiscard]] int get() const noexcept { return descriptor_; }
-    // False also for bytes that a file system reports lost only now.
-    bool close() noexcept {
-        const int descriptor = std::exchange(descriptor_, -1);
-        return descriptor >= 0 && ::close(descriptor) == 0;
-    }
-
-private:
-    int descriptor_;
-};
-
-bool write_all(int descriptor, std::span<const std::byte> bytes) noexcept {
-    while (!bytes.empty()) {
-        const ssize_t moved = ::write(descriptor, bytes.data(), bytes.size());
-        if (moved < 0 && errno == EINTR) continue;
-        if (moved <= 0) return false;
-        bytes = bytes.subspan(static_cast<std::size_t>(moved));
-    }
-    return true;
-}
 
 // Makes the new file whole on the disk, as open to others as the one it will replace.
 bool write_beside(const std::string& beside, const std::string& target,
