@@ -10,7 +10,7 @@ namespace vorrim {
 
 namespace {
 
-constexpr std::size_t kNameWidth = 15;
+constexpr std::size_t kNameWidth = 23;
 constexpr std::size_t kValueWidth = 28;
 
 // Loading has nothing to say that the report does not say better.
@@ -39,6 +39,9 @@ public:
                     ini_.getBool(ServerSettings::kSection, key.name).has_value());
             } else if (key.kind == SettingKind::address) {
                 add_address(key.name);
+            } else if (key.kind == SettingKind::networks) {
+                add(key.name, settings_.limitExempt.empty() ? "none" : settings_.limitExempt,
+                    lines_.contains(key.name));
             } else if (key.kind == SettingKind::row) {
                 add_row(key.name);
             } else {

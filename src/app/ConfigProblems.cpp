@@ -189,6 +189,12 @@ private:
                                      ? ServerSettings::bindAddress(value)
                                      : textToIp(value)));
                 break;
+            case SettingKind::networks:
+                NetworkList().add_all(value, [&](std::string_view text) {
+                    add(std::string(key.name) + " holds what is no network: " + quoted(text) +
+                        " is passed over");
+                });
+                break;
             case SettingKind::text:
             case SettingKind::row:
                 break;

@@ -50,6 +50,7 @@ void HousekeepingTask::cycle() {
         serverCountdown_ = kServerCountdown;
         upkeep();
     }
+    if (limits_ != nullptr) limits_->report(std::chrono::steady_clock::now());
 }
 
 void HousekeepingTask::upkeep() {

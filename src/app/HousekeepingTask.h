@@ -9,6 +9,8 @@
 // A cycle is its work and then five seconds, so that the periods are a little over a minute and
 // about an hour.
 //
+// Each cycle also says which limits have bitten, as far as it is time to.
+//
 // Between two cycles the directory is also looked after when somebody asks for it.
 //
 // Threads: its own; it reads the client table and the index through their own operations.
@@ -20,6 +22,7 @@
 #include "base/kx_critical_section.h"
 #include "client/ClientTable.h"
 #include "client/FileIndex.h"
+#include "net/LimitLog.h"
 #include "net/kx_thread.h"
 
 namespace vorrim {
@@ -39,10 +42,11 @@ class HousekeepingTask final : public kx_thread {
 public:
     static constexpr std::chrono::seconds kCycle{5};
 
-    // Everything outlives the task. Without a directory there is none to look after.
-    HousekeepingTask(const ClientTable& clients, const FileIndex& files,
-                     DirectoryUpkeep* directory) noexcept
-        : clients_(clients), files_(files), directory_(directory) {}
+    // Everything outlives the task. Without a directory there is none to look after, without a log
+    // of limits nothing to say about them.
+    HousekeepingTask(const ClientTable& clients, const FileIndex& files, DirectoryUpkeep* directory,
+                     LimitLog* limits = nullptr) noexcept
+        : clients_(clients), files_(files), directory_(directory), limits_(limits) {}
     ~HousekeepingTask() override { stop(); }
 
     // Any thread: saves and sweeps soon, once for each call, whatever the cycles say.
@@ -66,6 +70,7 @@ private:
     const ClientTable& clients_;
     const FileIndex& files_;
     DirectoryUpkeep* const directory_;
+    LimitLog* const limits_;
     std::int32_t statusCountdown_ = kStatusCountdown;
     std::int32_t serverCountdown_ = 0;
 

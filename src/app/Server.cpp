@@ -42,7 +42,7 @@ std::uint32_t localAddress(kx_net_protocol& net) {
 }
 
 Server::Server(kx_net_protocol& net, const Clock& clock, Random random, ConsoleInput& input)
-    : net_(net), input_(input), random_(random), throttle_(clock), pool_(net, clock) {
+    : net_(net), input_(input), random_(random), throttle_(clock), pool_(net, clock, limits_) {
     log_of_boxes = &output_;
     set_message_box_hook(&log_message_box);
 }
@@ -71,7 +71,7 @@ void Server::start(const std::string& settings_file) {
 
     start_workers();
     directory_.start();
-    housekeeping_.emplace(clients_, *files_, &directory_);
+    housekeeping_.emplace(clients_, *files_, &directory_, &limits_.log);
     open_doors();
     housekeeping_->start();
     serving_ = true;
@@ -85,6 +85,7 @@ void Server::load(const std::string& settings_file) {
     LoadedSettings loaded =
         settings_.load(settings_file, output_, [this] { return localAddress(net_); });
     if (settings_.logFile) open_debug_log();
+    settings_.apply_to(limits_);
     make_service(std::move(loaded));
 }
 
@@ -146,6 +147,7 @@ void Server::stop() {
     for (const auto& worker : workers_)
         worker->stop();
     pool_.delete_all();
+    limits_.log.report(std::nullopt);
     // After a start that failed half-way the list in memory says nothing.
     if (std::exchange(serving_, false)) directory_.save();
 }

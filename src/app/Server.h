@@ -30,6 +30,7 @@
 #include "client/FileIndex.h"
 #include "client/RoomList.h"
 #include "meta/FrozenRecord.h"
+#include "net/Limits.h"
 #include "net/LoginThrottle.h"
 #include "net/Worker.h"
 #include "net/kx_net.h"
@@ -87,6 +88,7 @@ private:
     std::optional<ClientService> service_;
     std::optional<ServerConsole> console_;
     bool serving_ = false;
+    Limits limits_;
 
     socketPool pool_;  // with every connection, so it goes before what they use
     std::vector<std::unique_ptr<Worker>> workers_;

@@ -88,6 +88,13 @@ void ServerSettings::apply(const IniFile& ini, Output& output, const LocalAddres
     if (const auto seed = ini.getString(kSection, SettingName::seedIP)) seedIP = *seed;
     if (const auto bind = ini.getString(kSection, SettingName::adminBind))
         adminBind = bindAddress(*bind);
+    if (const auto networks = ini.getString(kSection, SettingName::limitExempt)) {
+        limitExempt = *networks;
+        NetworkList().add_all(*networks, [&](std::string_view text) {
+            output.printLine("limitExempt: \"%.*s\" is no network and passed over",
+                             static_cast<int>(text.size()), text.data());
+        });
+    }
 
     read_row(ini, SettingName::welcome, [&](std::string_view line) { welcome.append(line); });
     read_row(ini, SettingName::room,

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "app/IniFile.h"
+#include "app/LimitSettings.h"
 #include "base/Output.h"
 #include "client/WelcomeLines.h"
 #include "meta/Meta.h"
@@ -38,7 +39,7 @@ struct LoadedSettings {
     std::optional<Administrator> administrator;  // none unless both parts are there
 };
 
-class ServerSettings final : public Meta {
+class ServerSettings final : public Meta, public LimitSettings {
 public:
     static constexpr std::int32_t kVersionMajor = 16;
     static constexpr std::string_view kSection = "server";

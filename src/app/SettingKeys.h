@@ -11,7 +11,7 @@
 
 namespace vorrim {
 
-enum class SettingKind { number, flag, text, address, row };
+enum class SettingKind { number, flag, text, address, networks, row };
 
 // A number below `lowest` or above `highest` is taken as it is, but makes no sense.
 struct SettingKey {
@@ -36,6 +36,7 @@ struct SettingKey {
 
 inline constexpr std::int32_t kDatagramPortOffset = 4;
 inline constexpr std::int32_t kHighestPort = 65535;
+inline constexpr std::int32_t kHighestRate = 65535;  // of the requests a minute
 // Workers beyond this only cost; the server makes no more.
 inline constexpr std::int32_t kMostThreads = 1024;
 
@@ -50,6 +51,7 @@ inline constexpr std::string_view room = "room";
 inline constexpr std::string_view filter = "filter";
 inline constexpr std::string_view adminName = "adminName";
 inline constexpr std::string_view adminPass = "adminPass";
+inline constexpr std::string_view limitExempt = "limitExempt";
 }  // namespace SettingName
 
 inline constexpr auto kSettingKeys = [] {
@@ -79,6 +81,18 @@ inline constexpr auto kSettingKeys = [] {
         Key::other(SettingName::filter, SettingKind::row),
         Key::other(SettingName::adminName, SettingKind::text),
         Key::other(SettingName::adminPass, SettingKind::text),
+        Key::other(SettingName::limitExempt, SettingKind::networks),
+        Key::numeric("firstPacketSeconds", &ServerSettings::firstPacketSeconds, 0, kAny),
+        Key::numeric("packetSeconds", &ServerSettings::packetSeconds, 0, kAny),
+        Key::numeric("unreadSeconds", &ServerSettings::unreadSeconds, 0, kAny),
+        Key::numeric("addressConnections", &ServerSettings::addressConnections, 0, kAny),
+        Key::numeric("addressConnects", &ServerSettings::addressConnects, 0, kAny),
+        Key::numeric("loginRate", &ServerSettings::loginRate, 0, kHighestRate),
+        Key::numeric("offerRate", &ServerSettings::offerRate, 0, kHighestRate),
+        Key::numeric("searchRate", &ServerSettings::searchRate, 0, kHighestRate),
+        Key::numeric("textRate", &ServerSettings::textRate, 0, kHighestRate),
+        Key::numeric("callbackRate", &ServerSettings::callbackRate, 0, kHighestRate),
+        Key::numeric("floodSeconds", &ServerSettings::floodSeconds, 0, kAny),
     };
 }();
 

@@ -1,5 +1,6 @@
 #include "client/ClientConnection.h"
 
+#include <optional>
 #include <utility>
 
 #include "base/file/primitives.h"
@@ -9,9 +10,34 @@
 
 namespace vorrim {
 
+namespace {
+
+// The requests whose number is limited: those that cost much, or that others have to bear.
+std::optional<Request> request_of(Opcode opcode) noexcept {
+    switch (opcode) {
+        case Opcode::OP_LOGIN:
+            return Request::login;
+        case Opcode::OP_OFFER_FILES:
+            return Request::offer;
+        case Opcode::OP_SEARCH_FILES:
+        case Opcode::OP_MORE_RESULTS:
+        case Opcode::OP_SEARCH_USERS:
+            return Request::search;
+        case Opcode::OP_ROOM_MESSAGE:
+        case Opcode::OP_JOIN_ROOM:
+            return Request::text;
+        case Opcode::OP_CALLBACK_REQUEST:
+            return Request::callback;
+        default:
+            return std::nullopt;
+    }
+}
+
+}  // namespace
+
 ClientConnection::ClientConnection(std::unique_ptr<kx_net_socket> socket, socketPool& pool,
                                    ClientService& service)
-    : Connection(std::move(socket), pool), service_(service), peer_(address_of_peer()) {
+    : Connection(std::move(socket), pool), service_(service) {
     service_.clients.add(*this);
 }
 
@@ -39,11 +65,6 @@ bool ClientConnection::farewell() {
     return false;
 }
 
-std::uint32_t ClientConnection::address_of_peer() const {
-    const auto address = socket()->peer_address();
-    return address ? address->value() : 0;
-}
-
 void ClientConnection::send_callback(ClientId address, std::uint16_t port) {
     Packet packet = begin_packet(Opcode::OP_CALLBACK, 7);
     write_32(packet.body(), address.value());
@@ -63,6 +84,8 @@ void ClientConnection::sync_identifier() {
 
 Connection::Verdict ClientConnection::handle_message(std::uint8_t opcode, kx_memory_file& payload) {
     if (rejected_) return Verdict::close;
+    const auto kind = request_of(static_cast<Opcode>(opcode));
+    if (kind && spend(*kind) == Verdict::close) return Verdict::close;
     switch (static_cast<Opcode>(opcode)) {
         case Opcode::OP_LOGIN:
             return login(payload);

@@ -35,8 +35,6 @@ public:
     [[nodiscard]] ClientId id() const noexcept { return ClientId(identifier()); }
     // Queues a call-back request: somebody at this address wants to be connected to.
     void send_callback(ClientId address, std::uint16_t port);
-    // The address at the other end, in identifier form; 0 when it was gone before it was accepted.
-    [[nodiscard]] std::uint32_t peer() const noexcept { return peer_; }
 
 private:
     [[nodiscard]] Verdict handle_message(std::uint8_t opcode, kx_memory_file& payload) override;
@@ -68,12 +66,10 @@ private:
     void room_message(kx_memory_file& payload);
     void join_room(kx_memory_file& payload);
 
-    [[nodiscard]] std::uint32_t address_of_peer() const;
     [[nodiscard]] Search& last_search();
     void sync_identifier();
 
-    ClientService& service_;
-    const std::uint32_t peer_;          // kept: others ask while this worker closes the socket
+    ClientService& service_;          // kept: others ask while this worker closes the socket
     std::int32_t port_ = 0;             // as announced at login, sign-extended
     std::unique_ptr<Search> search_;    // none until the first search
     ReachabilityTest* test_ = nullptr;  // while the login waits for it

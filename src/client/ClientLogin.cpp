@@ -41,6 +41,7 @@ FrozenRecord with_earlier_tags(RecordView earlier, const FrozenRecord& latest) {
 Connection::Verdict ClientConnection::login(kx_memory_file& payload) {
     FrozenRecord record = FrozenRecord::from_network(payload);
     if (record.empty()) return Verdict::close;
+    allowLongPackets();
     const RecordView earlier = service_.clients.record_of(*this);
     if (earlier.tag_count() > 0) {
         if (earlier.bytes().size() + record.view().bytes().size() > kMaxPayload) {
@@ -68,10 +69,13 @@ Connection::Verdict ClientConnection::login(kx_memory_file& payload) {
 }
 
 void ClientConnection::reachability_known(bool reachable) {
-    if (reachable) {
-        finish_login();
-    } else {
-        take_low_id();
+    {
+        const Answering answering(*this);
+        if (reachable) {
+            finish_login();
+        } else {
+            take_low_id();
+        }
     }
     resume();
 }

@@ -69,6 +69,11 @@ Packet::Frame Packet::frame(std::span<const std::byte> bytes, std::uint32_t max_
     return {whole ? Frame::State::complete : Frame::State::incomplete, length};
 }
 
+bool Packet::is_too_long(std::span<const std::byte> header, std::uint32_t max_payload) noexcept {
+    return header.size() >= kHeaderSize && header[0] == std::byte{kPacketMarker} &&
+           load_32(&header[kLengthAt]) > max_payload;
+}
+
 Progress Packet::receive(kx_file& from, std::uint32_t& count) {
     count = 0;
     if (header_progress_ < kHeaderSize) {

@@ -77,6 +77,10 @@ public:
     [[nodiscard]] static Frame frame(std::span<const std::byte> bytes,
                                      std::uint32_t max_payload = kMaxPayload) noexcept;
 
+    // Whether a header, whole or in part, is bad for its length alone.
+    [[nodiscard]] static bool is_too_long(std::span<const std::byte> header,
+                                          std::uint32_t max_payload) noexcept;
+
     // Longest payload that receive() accepts; never more than kMaxPayload.
     void set_max_payload(std::uint32_t limit) noexcept {
         max_payload_ = std::min(limit, kMaxPayload);

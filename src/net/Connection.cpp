@@ -1,5 +1,6 @@
 #include "net/Connection.h"
 
+#include <algorithm>
 #include <new>
 
 #include "base/Output.h"
@@ -7,6 +8,7 @@
 #include "base/kx_err.h"
 #include "net/PoolShare.h"
 #include "net/kx_socket_set.h"
+#include "net/socketPool.h"
 
 namespace vorrim {
 
@@ -17,14 +19,37 @@ namespace {
 constexpr unsigned kMessagesPerTurn = 64;
 // With this much unsent, a peer's further requests wait until it has read its replies.
 constexpr std::size_t kReplyBound = 1024 * 1024;
-// Whoever does not read while others send to it is closed at this bound: a whole reply may be in
-// flight beside a bound's worth of messages from others.
-constexpr std::size_t kQueueBound = kReplyBound + kMaxPayload;
+// Whoever does not read while others send to it is closed with this much unsent beside the longest
+// reply in flight.
+constexpr std::size_t kUnreadBound = 1024 * 1024;
+// After this long without having been slowed down, somebody who asked too fast starts afresh.
+constexpr std::chrono::seconds kForgiveness{60};
+
+std::uint32_t peer_of(const kx_net_socket* socket) {
+    const auto address = socket != nullptr ? socket->peer_address() : std::nullopt;
+    return address ? address->value() : 0;
+}
+
+constexpr Limit limit_of(Request kind) noexcept {
+    return static_cast<Limit>(static_cast<std::size_t>(Limit::logins) +
+                              static_cast<std::size_t>(kind));
+}
+static_assert(limit_of(Request::callback) == Limit::callbacks);
 
 }  // namespace
 
 Connection::Connection(std::unique_ptr<kx_net_socket> socket, socketPool& pool)
-    : Task(std::move(socket), pool) {}
+    : Task(std::move(socket), pool), peer_(peer_of(Task::socket())) {
+    const Limits& limits = pool.limits();
+    limited_ = !limits.exempt.contains(peer_);
+    if (!limited_) return;
+    if (limits.strangers) max_payload_ = kMaxPayloadOfStrangers;
+    buckets_.fill(limits.request_rates, pool.clock().now());
+}
+
+Connection::~Connection() {
+    if (passed_gate_) pool().limits().addresses.leave(peer_);
+}
 
 Connection::Verdict Connection::handle_message(std::uint8_t opcode, kx_memory_file& /*payload*/) {
     current_output().printVerbose("Unknown msg from Connection: %d\n", opcode);
@@ -32,21 +57,37 @@ Connection::Verdict Connection::handle_message(std::uint8_t opcode, kx_memory_fi
 }
 
 void Connection::send(const Packet& packet) {
-    after_append(queue_.append(packet));
+    after_append(kHeaderSize + packet.payload().size(), queue_.append(packet));
 }
 
 void Connection::send(std::shared_ptr<const Packet> packet) {
-    after_append(queue_.append(std::move(packet)));
+    const std::size_t size = kHeaderSize + packet->payload().size();
+    after_append(size, queue_.append(std::move(packet)));
 }
 
-void Connection::after_append(std::size_t waiting) {
-    if (waiting > kQueueBound) {
+void Connection::after_append(std::size_t size, std::size_t waiting) {
+    // In its own turn a connection sends at the end of the turn anyway.
+    if (PoolShare::current() == share() && share() != nullptr && in_turn_) {
+        reply_ += static_cast<std::uint32_t>(size);
+        if (reply_ > longest_reply_.load(std::memory_order_relaxed)) {
+            longest_reply_.store(reply_, std::memory_order_relaxed);
+        }
+        return;
+    }
+    const std::size_t bound = limited_
+                                  ? kUnreadBound + longest_reply_.load(std::memory_order_relaxed)
+                                  : kUnreadBound + kMaxPayload;
+    if (waiting > bound) {
+        if (!closing()) count(Limit::send_queue);
         close();
         return;
     }
-    // In its own turn a connection sends at the end of the turn anyway.
-    if (PoolShare::current() == share() && share() != nullptr && in_turn_) return;
     post();
+}
+
+void Connection::begin_reply() noexcept {
+    in_turn_ = true;
+    reply_ = 0;
 }
 
 void Connection::resume() {
@@ -55,7 +96,7 @@ void Connection::resume() {
 }
 
 bool Connection::may_handle() const {
-    return !paused_ && budget_ > 0 && queue_.waiting() <= kReplyBound;
+    return !paused_ && !slowed_ && budget_ > 0 && queue_.waiting() <= kReplyBound;
 }
 
 bool Connection::flush() {
@@ -64,7 +105,12 @@ bool Connection::flush() {
     sent_.fetch_add(count, std::memory_order_relaxed);
     if (result == SendQueue::Flush::failed) return false;
     const bool blocked = result == SendQueue::Flush::blocked;
-    if (blocked) wantWritable();
+    if (blocked) {
+        wantWritable();
+    } else if (longest_reply_.load(std::memory_order_relaxed) != 0) {
+        longest_reply_.store(0, std::memory_order_relaxed);
+    }
+    note_send(blocked, count > 0);
     blocked_ = blocked;
     return true;
 }
@@ -92,7 +138,8 @@ Turn Connection::doTask(socketPool& /*pool*/) {
     // What was answered before the end came still goes out, as far as the socket takes it.
     const bool sent = flush();
     if (step == Step::failed || !sent || closing()) return Turn::finished;
-    if (paused_ || blocked_) return Turn::wait;
+    if (limited_) keep_time();
+    if (paused_ || blocked_ || slowed_) return Turn::wait;
     const bool more = backlog_begin_ < backlog_.size() || (flags_ & kReadable) != 0;
     return more ? Turn::again : Turn::wait;
 }
@@ -136,8 +183,8 @@ Connection::Step Connection::handle_bytes(std::span<const std::byte>& bytes) {
     while (!bytes.empty()) {
         if (!may_handle()) return Step::stop;
         if (incoming_.empty()) {
-            const Packet::Frame frame = Packet::frame(bytes);
-            if (frame.state == Packet::Frame::State::bad) return Step::failed;
+            const Packet::Frame frame = Packet::frame(bytes, max_payload_);
+            if (frame.state == Packet::Frame::State::bad) return refuse_frame(bytes);
             if (frame.state == Packet::Frame::State::complete) {
                 const auto payload = bytes.subspan(kHeaderSize, frame.payload_size);
                 bytes = bytes.subspan(kHeaderSize + frame.payload_size);
@@ -145,6 +192,7 @@ Connection::Step Connection::handle_bytes(std::span<const std::byte>& bytes) {
                 continue;
             }
         }
+        incoming_.set_max_payload(max_payload_);
         kx_memory_file stream = kx_memory_file::reading(bytes);
         std::uint32_t count = 0;
         Progress progress = Progress::pending;
@@ -152,8 +200,9 @@ Connection::Step Connection::handle_bytes(std::span<const std::byte>& bytes) {
             progress = incoming_.receive(stream, count);
         } while (progress == Progress::pending && count > 0);
         bytes = bytes.subspan(stream.tell());
-        if (progress == Progress::failed) return Step::failed;
+        if (progress == Progress::failed) return refuse_frame(incoming_.header());
         if (progress == Progress::done) {
+            if (times_) times_->packet_due = kNoDeadline;
             const Step step = handle_packet(incoming_.payload());
             incoming_.reset();
             if (step == Step::failed) return Step::failed;
@@ -164,9 +213,143 @@ Connection::Step Connection::handle_bytes(std::span<const std::byte>& bytes) {
 
 Connection::Step Connection::handle_packet(std::span<const std::byte> payload) {
     --budget_;
+    if (!spoken_) first_packet_came();
+    begin_reply();
     kx_memory_file stream = kx_memory_file::reading(payload);
     const std::uint8_t opcode = read_8(stream);
     return handle_message(opcode, stream) == Verdict::keep ? Step::go_on : Step::failed;
+}
+
+Connection::Step Connection::refuse_frame(std::span<const std::byte> header) {
+    if (limited_ && Packet::is_too_long(header, max_payload_)) count(Limit::packet_size);
+    return Step::failed;
+}
+
+// ---- limits ----
+
+void Connection::count(Limit limit) {
+    pool().limits().log.count(limit);
+}
+
+Connection::Times& Connection::times() {
+    if (!times_) {
+        times_ = std::make_unique<Times>();
+        if (!spoken_) times_->packet_due = deadline();
+    }
+    return *times_;
+}
+
+void Connection::setAlarm(TimePoint moment) {
+    times().alarm = moment;
+    arm();
+}
+
+Connection::Verdict Connection::spend(Request kind) {
+    if (!limited_) return Verdict::keep;
+    const Limits& limits = pool().limits();
+    const std::chrono::milliseconds wait =
+        buckets_.spend(kind, limits.request_rates, [this] { return share()->now(); });
+    if (wait == std::chrono::milliseconds{}) return Verdict::keep;
+    count(limit_of(kind));
+    const TimePoint now = share()->now();
+    Times& own = times();
+    if (own.slowed_last == kNoDeadline || now - own.slowed_last > wait + kForgiveness) {
+        own.slow_since = now;
+    }
+    own.slowed_last = now;
+    if (limits.flood > Limits::Seconds{} && now - own.slow_since >= limits.flood) {
+        count(Limit::flood);
+        return Verdict::close;
+    }
+    own.slow_until = now + wait;
+    slowed_ = true;
+    return Verdict::keep;
+}
+
+void Connection::first_packet_came() {
+    spoken_ = true;
+    if (times_) {
+        times_->packet_due = kNoDeadline;
+    } else if (deadline() != kNoDeadline) {
+        setDeadline(kNoDeadline);
+    }
+}
+
+void Connection::note_send(bool blocked, bool moved) {
+    if (!blocked) {
+        if (times_) times_->send_due = kNoDeadline;
+        return;
+    }
+    const Limits::Seconds limit = pool().limits().stalled_send;
+    if (!limited_ || limit == Limits::Seconds{}) return;
+    if (moved || !blocked_) times().send_due = share()->now() + limit;
+}
+
+// The end of a turn: deadlines for what it has left unfinished. Those that no longer apply are not
+// taken back but looked at when they pass, since most do not apply for long.
+void Connection::keep_time() {
+    const Limits& limits = pool().limits();
+    if (!spoken_ && limits.first_packet > Limits::Seconds{}) {
+        if (times_) {
+            if (times_->packet_due == kNoDeadline)
+                times_->packet_due = share()->now() + limits.first_packet;
+            arm();
+        } else if (deadline() == kNoDeadline) {
+            setDeadline(share()->now() + limits.first_packet);
+        }
+        return;
+    }
+    const bool partial = !incoming_.empty();
+    if (!partial && !times_) return;
+    Times& own = times();
+    if (!partial) {
+        own.packet_due = kNoDeadline;
+    } else if (own.packet_due == kNoDeadline && limits.packet > Limits::Seconds{}) {
+        own.packet_due = share()->now() + limits.packet;
+    }
+    arm();
+}
+
+void Connection::arm() {
+    const TimePoint next =
+        std::min({times_->packet_due, times_->send_due, times_->slow_until, times_->alarm});
+    if (next < deadline()) setDeadline(next);
+}
+
+Turn Connection::onDeadline() {
+    const TimePoint now = share()->now();
+    if (!times_) {
+        if (spoken_) return Turn::wait;
+        count(Limit::first_packet);
+        return Turn::finished;
+    }
+    Times& own = *times_;
+    Turn turn = Turn::wait;
+    if (own.alarm <= now) {
+        own.alarm = kNoDeadline;
+        turn = onAlarm();
+        if (turn == Turn::finished) return turn;
+    }
+    if (own.send_due <= now) {
+        count(Limit::send_stall);
+        return Turn::finished;
+    }
+    if (own.slow_until <= now) {
+        // What came in part before the pause has its whole time again.
+        own.slow_until = own.packet_due = kNoDeadline;
+        slowed_ = false;
+        turn = Turn::again;
+    }
+    if (own.packet_due <= now) {
+        if (!slowed_ && !paused_) {
+            count(spoken_ ? Limit::packet_time : Limit::first_packet);
+            return Turn::finished;
+        }
+        // It is not the peer who keeps it waiting.
+        own.packet_due = now + pool().limits().packet;
+    }
+    arm();
+    return turn;
 }
 
 }  // namespace vorrim

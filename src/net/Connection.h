@@ -24,6 +24,8 @@
 
 #include "base/file/kx_memory_file.h"
 #include "meta/Packet.h"
+#include "net/LimitLog.h"
+#include "net/RequestBuckets.h"
 #include "net/SendQueue.h"
 #include "net/Task.h"
 
@@ -32,8 +34,16 @@ namespace vorrim {
 class Connection : public Task {
 public:
     Connection(std::unique_ptr<kx_net_socket> socket, socketPool& pool);
+    ~Connection() override;
 
     [[nodiscard]] Turn doTask(socketPool& pool) override;
+    [[nodiscard]] Turn onDeadline() final;
+
+    // The address at the other end, in identifier form; 0 when it was gone before it was accepted.
+    // Any thread.
+    [[nodiscard]] std::uint32_t peer() const noexcept { return peer_; }
+    // The door has let it in as one of its address's connections: it leaves the gate at its end.
+    void hasPassedGate() noexcept { passed_gate_ = true; }
 
     // Any thread. The packet is copied into the send queue.
     void send(const Packet& packet);
@@ -56,18 +66,66 @@ protected:
     void pause() noexcept { paused_ = true; }
     void resume();
 
+    // A deadline of the derived class's own; kNoDeadline takes it back. Own worker only.
+    void setAlarm(TimePoint moment);
+    // It has passed.
+    [[nodiscard]] virtual Turn onAlarm() { return Turn::wait; }
+
+    // The peer is not exempt from limits.
+    [[nodiscard]] bool limited() const noexcept { return limited_; }
+    // Packets may have their full length from now on.
+    void allowLongPackets() noexcept { max_payload_ = kMaxPayload; }
+    // Counts a request. Who asks too fast is not read for a while after it; who goes on like that
+    // is closed.
+    [[nodiscard]] Verdict spend(Request kind);
+
+    // What is sent during its life answers the peer, outside of a turn: it counts as a reply.
+    class [[nodiscard]] Answering {
+    public:
+        explicit Answering(Connection& connection) noexcept
+            : connection_(connection), before_(connection.in_turn_) {
+            connection_.begin_reply();
+        }
+        ~Answering() { connection_.in_turn_ = before_; }
+        Answering(const Answering&) = delete;
+        Answering& operator=(const Answering&) = delete;
+
+    private:
+        Connection& connection_;
+        const bool before_;
+    };
+
     void set_identifier(std::uint32_t identifier) noexcept { identifier_.store(identifier); }
 
 private:
     enum class Step { go_on, stop, failed };
 
+    // What only a connection has that is out of the ordinary: it sends a packet in pieces, does not
+    // read, asks too fast, waits for an alarm.
+    struct Times {
+        TimePoint packet_due = kNoDeadline;
+        TimePoint send_due = kNoDeadline;
+        TimePoint slow_until = kNoDeadline;
+        TimePoint alarm = kNoDeadline;
+        TimePoint slow_since = kNoDeadline;  // slowed down again and again since then
+        TimePoint slowed_last = kNoDeadline;
+    };
+
     [[nodiscard]] Step take_backlog();
     [[nodiscard]] Step take_socket();
     [[nodiscard]] Step handle_bytes(std::span<const std::byte>& bytes);
     [[nodiscard]] Step handle_packet(std::span<const std::byte> payload);
+    [[nodiscard]] Step refuse_frame(std::span<const std::byte> header);
     [[nodiscard]] bool may_handle() const;
     [[nodiscard]] bool flush();
-    void after_append(std::size_t waiting);
+    void after_append(std::size_t size, std::size_t waiting);
+    void begin_reply() noexcept;
+    void note_send(bool blocked, bool moved);
+    void keep_time();
+    void arm();
+    void first_packet_came();
+    [[nodiscard]] Times& times();
+    void count(Limit limit);
 
     Packet incoming_;                 // a packet that came only in part
     std::vector<std::byte> backlog_;  // bytes received and not yet looked at
@@ -76,6 +134,17 @@ private:
     bool paused_ = false;
     bool in_turn_ = false;
     bool blocked_ = false;  // waits for room to write
+    bool slowed_ = false;   // asks too fast: nothing is read until `slow_until`
+    bool spoken_ = false;   // a first packet has come
+    bool limited_;
+    bool passed_gate_ = false;
+    std::uint32_t peer_;
+    std::uint32_t max_payload_ = kMaxPayload;
+    std::uint32_t reply_ = 0;  // bytes of the reply being made
+    // The longest reply in the queue, or of those that were in it since it was last empty.
+    std::atomic<std::uint32_t> longest_reply_{0};
+    RequestBuckets buckets_;
+    std::unique_ptr<Times> times_;
 
     SendQueue queue_;
     std::atomic<std::uint32_t> identifier_{0};

@@ -31,11 +31,6 @@ void Controller::receive(std::string_view text) {
     send(packet);
 }
 
-std::uint32_t Controller::peer() const {
-    const auto address = socket()->peer_address();
-    return address ? address->value() : 0;
-}
-
 Connection::Verdict Controller::handle_message(std::uint8_t opcode, kx_memory_file& payload) {
     switch (static_cast<Opcode>(opcode)) {
         case Opcode::CONT_LOGIN:
@@ -61,11 +56,11 @@ Connection::Verdict Controller::begin_login(kx_memory_file& payload) {
     if (*moment <= pool().clock().now()) return finish_login(given);
     waiting_ = std::move(given);
     pause();
-    setDeadline(*moment);
+    setAlarm(*moment);
     return Verdict::keep;
 }
 
-Turn Controller::onDeadline() {
+Turn Controller::onAlarm() {
     const std::optional<Credentials> given = std::exchange(waiting_, std::nullopt);
     if (given && finish_login(*given) == Verdict::close) return Turn::finished;
     resume();

@@ -28,8 +28,6 @@ public:
                LoginThrottle& throttle);
     ~Controller() override;
 
-    [[nodiscard]] Turn onDeadline() override;
-
 private:
     struct Credentials {
         std::string name;
@@ -37,11 +35,11 @@ private:
     };
 
     [[nodiscard]] Verdict handle_message(std::uint8_t opcode, kx_memory_file& payload) override;
+    [[nodiscard]] Turn onAlarm() override;
     void receive(std::string_view text) override;
 
     [[nodiscard]] Verdict begin_login(kx_memory_file& payload);
     [[nodiscard]] Verdict finish_login(const Credentials& given);
-    [[nodiscard]] std::uint32_t peer() const;
 
     RemoteConsole& console_;
     LoginThrottle& throttle_;

@@ -15,6 +15,15 @@ constexpr int kAcceptsPerTurn = 64;
 // How long a door waits for a descriptor to become free.
 constexpr std::chrono::milliseconds kExhaustedPause{100};
 
+// Leaves the gate again unless a connection has taken that upon itself.
+struct Passage {
+    AddressGate* gate;
+    std::uint32_t address;
+    ~Passage() {
+        if (gate != nullptr) gate->leave(address);
+    }
+};
+
 }  // namespace
 
 Door::Door(socketPool& pool, std::uint16_t port, std::uint32_t bind)
@@ -64,10 +73,36 @@ Turn Door::doTask(socketPool& pool) {
 
 void Door::admit(std::unique_ptr<kx_net_socket> socket, socketPool& pool) {
     try {
-        if (may_accept()) pool.add(create_connection(std::move(socket), pool));
+        if (!may_accept()) return;
+        const auto address = socket->peer_address();
+        const std::uint32_t peer = address ? address->value() : 0;
+        if (pool.limits().exempt.contains(peer)) {
+            pool.add(create_connection(std::move(socket), pool));
+        } else if (pass_gate(peer)) {
+            Passage passage{&pool.limits().addresses, peer};
+            std::unique_ptr<Connection> connection = create_connection(std::move(socket), pool);
+            connection->hasPassedGate();
+            passage.gate = nullptr;
+            pool.add(std::move(connection));
+        }
     } catch (const kx_err&) {
         current_output().printVerbose("*** Exception in Door\n");
     }
+}
+
+bool Door::pass_gate(std::uint32_t peer) {
+    Limits& limits = pool().limits();
+    switch (limits.addresses.admit(peer, share()->now())) {
+        case AddressGate::Answer::welcome:
+            return true;
+        case AddressGate::Answer::too_many:
+            limits.log.count(Limit::address_connections);
+            return false;
+        case AddressGate::Answer::too_fast:
+            limits.log.count(Limit::address_connects);
+            return false;
+    }
+    return false;
 }
 
 }  // namespace vorrim

@@ -183,8 +183,8 @@ void PoolShare::take_mail() {
 
 void PoolShare::fire_deadlines() {
     if (deadlines_.empty()) return;
-    const Task::TimePoint now = clock_.now();
-    while (!deadlines_.empty() && deadlines_.begin()->first <= now) {
+    const Task::TimePoint moment = now();
+    while (!deadlines_.empty() && deadlines_.begin()->first <= moment) {
         Task& task = *deadlines_.begin()->second;
         setDeadline(task, Task::kNoDeadline);
         give_turn(task, [&] { return task.onDeadline(); });
@@ -217,6 +217,7 @@ void PoolShare::run_once(std::optional<std::chrono::nanoseconds> limit) {
         ready.task->flags_ |= ready.flags;
         enqueue(*ready.task);
     }
+    now_ = {};
     take_mail();
     fire_deadlines();
 

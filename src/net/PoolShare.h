@@ -55,6 +55,12 @@ public:
     // Own worker: room for the bytes of one receive, shared by all its tasks.
     [[nodiscard]] std::span<std::byte> scratch() noexcept { return scratch_; }
     [[nodiscard]] const Clock& clock() const noexcept { return clock_; }
+    // Own worker: the time of the present step, looked at once when somebody asks first. For what
+    // need not be exact; it stands still for as long as the step takes.
+    [[nodiscard]] Task::TimePoint now() noexcept {
+        if (now_ == Task::TimePoint{}) now_ = clock_.now();
+        return now_;
+    }
 
 private:
     friend class Task;
@@ -86,6 +92,7 @@ private:
     std::vector<Task*> running_;
     std::set<std::pair<Task::TimePoint, Task*>> deadlines_;
     std::vector<std::byte> scratch_;
+    Task::TimePoint now_{};  // of the present step; none until somebody asks
 
     // The mailbox.
     kx_critical_section mail_lock_;

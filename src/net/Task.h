@@ -63,6 +63,7 @@ protected:
 
     // Own worker only.
     void setDeadline(TimePoint deadline);
+    [[nodiscard]] TimePoint deadline() const noexcept { return deadline_; }
     void wantWritable();
 
     // What the readiness set reported and nobody has used up yet; own worker only.

@@ -2,7 +2,11 @@
 
 namespace vorrim {
 
-socketPool::socketPool(kx_net_protocol& net, const Clock& clock) : net_(net), clock_(clock) {}
+socketPool::socketPool(kx_net_protocol& net, const Clock& clock)
+    : net_(net), clock_(clock), no_limits_(std::make_unique<Limits>()), limits_(*no_limits_) {}
+
+socketPool::socketPool(kx_net_protocol& net, const Clock& clock, Limits& limits)
+    : net_(net), clock_(clock), limits_(limits) {}
 
 socketPool::~socketPool() {
     delete_all();

@@ -14,6 +14,7 @@
 #include "base/Annotations.h"
 #include "base/Clock.h"
 #include "base/kx_critical_section.h"
+#include "net/Limits.h"
 #include "net/PoolShare.h"
 #include "net/Task.h"
 #include "net/kx_net.h"
@@ -22,8 +23,9 @@ namespace vorrim {
 
 class socketPool final {
 public:
-    // Both must outlive the pool.
+    // All must outlive the pool. Without limits none apply.
     socketPool(kx_net_protocol& net, const Clock& clock);
+    socketPool(kx_net_protocol& net, const Clock& clock, Limits& limits);
     ~socketPool();
     socketPool(const socketPool&) = delete;
     socketPool& operator=(const socketPool&) = delete;
@@ -37,10 +39,13 @@ public:
 
     [[nodiscard]] kx_net_protocol& net() const noexcept { return net_; }
     [[nodiscard]] const Clock& clock() const noexcept { return clock_; }
+    [[nodiscard]] Limits& limits() const noexcept { return limits_; }
 
 private:
     kx_net_protocol& net_;
     const Clock& clock_;
+    const std::unique_ptr<Limits> no_limits_;  // when none were given
+    Limits& limits_;
     std::vector<std::unique_ptr<PoolShare>> shares_;
     kx_critical_section unserved_lock_;
     std::vector<std::unique_ptr<Task>> unserved_ GUARDED_BY(unserved_lock_);

@@ -105,10 +105,11 @@ TEST(ConfigCheck, TheReportShowsEffectiveValuesAndWhereTheyComeFrom) {
     const auto has = [&](const std::string& text) {
         return report.text.find(text) != std::string::npos;
     };
-    EXPECT_TRUE(has("\n  maxClients    = 7                          (line 2)\n")) << report.text;
-    EXPECT_TRUE(has("\n  port          = 4661                       (default)\n"));
-    EXPECT_TRUE(
-        has("\n  thisIP        = 1.2.3.4                    (this host's first address)\n"));
+    EXPECT_TRUE(has("\n  maxClients            = 7                          (line 2)\n"))
+        << report.text;
+    EXPECT_TRUE(has("\n  port                  = 4661                       (default)\n"));
+    EXPECT_TRUE(has(
+        "\n  thisIP                = 1.2.3.4                    (this host's first address)\n"));
     EXPECT_TRUE(has("\nmy.ini:2: maxClients is no number: \"7x\" counts as 7\n1 problem\n"));
     EXPECT_FALSE(has("secret"));
     EXPECT_FALSE(std::filesystem::exists("vorrim.log")) << "a check leaves no files";

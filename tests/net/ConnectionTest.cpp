@@ -30,14 +30,14 @@ public:
 
 private:
     bool farewell() override { return turns_to_leave-- <= 0; }
-    Turn onDeadline() override { kx_error("as asked"); }
+    Turn onAlarm() override { kx_error("as asked"); }
 
     Verdict handle_message(std::uint8_t opcode, kx_memory_file& payload) override {
         ++handled;
         if (opcode == kRaise) kx_error("as asked");
         if (opcode == kRefuse) return Verdict::close;
         if (opcode == kPause) pause();
-        if (opcode == kRaiseLater) setDeadline(share()->clock().now());
+        if (opcode == kRaiseLater) setAlarm(share()->clock().now());
         Packet packet(1);
         write_8(packet.body(), opcode);
         write_bytes(packet.body(), payload.take(payload.remaining()));

@@ -72,7 +72,8 @@ protected:
 
     ManualClock clock_;
     kx_tcpip_protocol net_;
-    socketPool pool_{net_, clock_};
+    Limits limits_;  // none
+    socketPool pool_{net_, clock_, limits_};
     PoolShare& share_ = pool_.add_share();
 };
 

@@ -1,0 +1,73 @@
+#include "net/AddressGate.h"
+
+#include <algorithm>
+
+namespace vorrim {
+
+namespace {
+
+constexpr std::uint64_t kMinute = 60'000;  // ms
+
+// Wraps after seven weeks; then an address may wait a little longer for its next connection.
+std::uint32_t milliseconds(AddressGate::TimePoint now) noexcept {
+    return static_cast<std::uint32_t>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count());
+}
+
+}  // namespace
+
+void AddressGate::set_limits(std::uint32_t at_a_time, std::uint32_t a_minute) noexcept {
+    at_a_time_ = at_a_time;
+    a_minute_ = a_minute;
+}
+
+void AddressGate::refill(Visitor& visitor, std::uint32_t now) const noexcept {
+    const std::uint64_t earned = std::uint64_t{now - visitor.allowance_of} * a_minute_ / kMinute;
+    if (earned == 0) return;
+    visitor.allowance =
+        static_cast<std::uint32_t>(std::min<std::uint64_t>(visitor.allowance + earned, a_minute_));
+    visitor.allowance_of = now;
+}
+
+AddressGate::Answer AddressGate::admit(std::uint32_t address, TimePoint time) {
+    const std::uint32_t now = milliseconds(time);
+    const kx_guard hold(lock_);
+    if (visitors_.size() >= tidy_at_) forget_idle(now);
+    Visitor& visitor = visitors_.try_emplace(address, Visitor{0, a_minute_, now}).first->second;
+    if (at_a_time_ != 0 && visitor.connections >= at_a_time_) return Answer::too_many;
+    if (a_minute_ != 0) {
+        refill(visitor, now);
+        if (visitor.allowance == 0) return Answer::too_fast;
+        --visitor.allowance;
+    }
+    ++visitor.connections;
+    return Answer::welcome;
+}
+
+void AddressGate::leave(std::uint32_t address) {
+    const kx_guard hold(lock_);
+    const auto visitor = visitors_.find(address);
+    if (visitor == visitors_.end() || visitor->second.connections == 0) return;
+    if (--visitor->second.connections == 0 && a_minute_ == 0) visitors_.erase(visitor);
+}
+
+void AddressGate::forget_idle(std::uint32_t now) {
+    for (auto& [address, visitor] : visitors_)
+        refill(visitor, now);
+    std::erase_if(visitors_, [&](const auto& entry) {
+        return entry.second.connections == 0 && entry.second.allowance >= a_minute_;
+    });
+    const auto idle = [](const auto& entry) { return entry.second.connections == 0; };
+    // Too many that knock once and never come back: those are not worth remembering.
+    if (std::count_if(visitors_.begin(), visitors_.end(), idle) >
+        static_cast<std::ptrdiff_t>(kMostRemembered))
+        std::erase_if(visitors_, idle);
+    tidy_at_ = std::max(kFirstTidy, 2 * visitors_.size());
+}
+
+std::size_t AddressGate::remembered() const {
+    const kx_guard hold(lock_);
+    return visitors_.size();
+}
+
+}  // namespace vorrim

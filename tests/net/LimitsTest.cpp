@@ -1,0 +1,341 @@
+// The limits one by one, on a clock that the test moves. What they do to a real server is in the
+// wire tests.
+#include <gtest/gtest.h>
+#include <netinet/tcp.h>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "meta/ClientId.h"
+#include "net/AddressGate.h"
+#include "net/LimitLog.h"
+#include "net/NetworkList.h"
+#include "net/RequestBuckets.h"
+#include "tests/base/RecordingOutput.h"
+#include "tests/net/PoolFixture.h"
+
+namespace vorrim {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(NetworkListTest, ReadsNetworksAndPassesOverWhatIsNone) {
+    NetworkList networks;
+    std::vector<std::string> refused;
+    networks.add_all("10.1.2.3/8, 192.168.7.0/24 1.2.3.4,,5.6.7.8/33 1.2.3 1.2.3.4/ 1.2.3.256 a",
+                     [&](std::string_view text) { refused.emplace_back(text); });
+    EXPECT_EQ(refused,
+              (std::vector<std::string>{"5.6.7.8/33", "1.2.3", "1.2.3.4/", "1.2.3.256", "a"}));
+    for (const char* inside : {"10.0.0.0", "10.255.255.255", "192.168.7.200", "1.2.3.4"})
+        EXPECT_TRUE(networks.contains(textToIp(inside))) << inside;
+    for (const char* outside : {"11.0.0.0", "9.255.255.255", "192.168.8.0", "1.2.3.5", "5.6.7.8"})
+        EXPECT_FALSE(networks.contains(textToIp(outside))) << outside;
+    EXPECT_FALSE(NetworkList().contains(textToIp("127.0.0.1")));
+    ASSERT_TRUE(networks.add("0.0.0.0/0"));
+    EXPECT_TRUE(networks.contains(textToIp("255.255.255.255")));
+}
+
+TEST(LimitLogTest, EachLimitIsSaidAtMostOnceAMinuteWithItsCount) {
+    testing::RecordingOutput output;
+    const ScopedOutput current(output);
+    ManualClock clock;
+    LimitLog log;
+    log.report(clock.now());
+    EXPECT_EQ(output.all(), "");
+    log.count(Limit::logins, 3);
+    log.count(Limit::flood);
+    log.report(clock.now());
+    std::string said =
+        "Limit: logins slowed down: 3 (3 since the start)\n"
+        "Limit: connections closed for going on too fast: 1 (1 since the start)\n";
+    EXPECT_EQ(output.all(), said);
+    log.count(Limit::logins, 2);
+    clock.advance(LimitLog::kPause - 1ns);
+    log.report(clock.now());
+    EXPECT_EQ(output.all(), said);
+    clock.advance(1ns);
+    log.report(clock.now());
+    EXPECT_EQ(output.all(), said += "Limit: logins slowed down: 2 (5 since the start)\n");
+    log.count(Limit::logins);
+    log.report(std::nullopt);  // the last one
+    EXPECT_EQ(output.all(), said += "Limit: logins slowed down: 1 (6 since the start)\n");
+}
+
+TEST(AddressGateTest, CountsConnectionsAndNewOnesPerAddressAndForgetsWhoIsGone) {
+    using Answer = AddressGate::Answer;
+    ManualClock clock;
+    AddressGate gate;
+    gate.set_limits(2, 60);
+    EXPECT_EQ(gate.admit(7, clock.now()), Answer::welcome);
+    EXPECT_EQ(gate.admit(7, clock.now()), Answer::welcome);
+    EXPECT_EQ(gate.admit(7, clock.now()), Answer::too_many);
+    EXPECT_EQ(gate.admit(8, clock.now()), Answer::welcome);
+    gate.leave(7);
+    for (int i = 2; i < 60; ++i) {
+        EXPECT_EQ(gate.admit(7, clock.now()), Answer::welcome) << i;
+        gate.leave(7);
+    }
+    EXPECT_EQ(gate.admit(7, clock.now()), Answer::too_fast);
+    clock.advance(1s);  // 60 a minute
+    EXPECT_EQ(gate.admit(7, clock.now()), Answer::welcome);
+    gate.leave(7);
+    EXPECT_EQ(gate.admit(7, clock.now()), Answer::too_fast);
+
+    // A flood of addresses that knock once does not stay in memory.
+    for (std::uint32_t address = 100; address < 300'000; ++address) {
+        EXPECT_EQ(gate.admit(address, clock.now()), Answer::welcome);
+        gate.leave(address);
+    }
+    EXPECT_LT(gate.remembered(), 3 * AddressGate::kMostRemembered);
+    for (std::uint32_t address = 300'000; gate.remembered() > 2000; ++address) {
+        ASSERT_LT(address, 600'000U);
+        static_cast<void>(gate.admit(address, clock.now()));
+        gate.leave(address);
+        clock.advance(1s);
+    }
+    EXPECT_EQ(gate.admit(7, clock.now()), Answer::welcome);  // its other one is still counted
+    EXPECT_EQ(gate.admit(7, clock.now()), Answer::too_many);
+}
+
+TEST(RequestBucketsTest, AMinutesWorthAtOnceThenOneAfterTheOther) {
+    constexpr RequestRates kRates{60, 0, 600, 0, 0};
+    ManualClock clock;
+    int looked = 0;
+    const auto now = [&] {
+        ++looked;
+        return clock.now();
+    };
+    RequestBuckets buckets;
+    buckets.fill(kRates, clock.now());
+    for (int i = 0; i < 60; ++i)
+        EXPECT_EQ(buckets.spend(Request::login, kRates, now), 0ms);
+    EXPECT_EQ(looked, 0);
+    EXPECT_EQ(buckets.spend(Request::login, kRates, now), 1000ms);
+    EXPECT_EQ(buckets.spend(Request::login, kRates, now), 2000ms);  // two tokens to come are taken
+    EXPECT_EQ(buckets.spend(Request::search, kRates, now), 0ms);
+    for (int i = 0; i < 100; ++i)
+        EXPECT_EQ(buckets.spend(Request::offer, kRates, now), 0ms);  // no limit
+
+    clock.advance(2s);
+    EXPECT_EQ(buckets.spend(Request::login, kRates, now), 1000ms);
+    clock.advance(std::chrono::hours(24 * 40));  // long, and never more than a minute's worth
+    int allowed = 0;
+    while (buckets.spend(Request::login, kRates, now) == 0ms)
+        ++allowed;
+    EXPECT_EQ(allowed, 60);
+}
+
+// Answers every packet with one that is a hundred times as long; an L lets long packets in, an S
+// counts as a search.
+class LimitedConnection final : public Connection {
+public:
+    LimitedConnection(std::unique_ptr<kx_net_socket> socket, socketPool& pool, int& handled)
+        : Connection(std::move(socket), pool), handled_(handled) {}
+
+private:
+    Verdict handle_message(std::uint8_t opcode, kx_memory_file& payload) override {
+        ++handled_;
+        if (opcode == 'L') allowLongPackets();
+        if (opcode == 'S' && spend(Request::search) == Verdict::close) return Verdict::close;
+        Packet packet(1);
+        write_8(packet.body(), opcode);
+        if (opcode == 'F') write_bytes(packet.body(), Bytes(100 * payload.size()));
+        packet.finish();
+        send(packet);
+        return Verdict::keep;
+    }
+
+    int& handled_;
+};
+
+class LimitedConnectionTest : public PoolFixture {
+protected:
+    void SetUp() override {
+        limits_.strangers = true;
+        limits_.first_packet = 60s;
+        limits_.packet = 120s;
+        limits_.stalled_send = 30s;
+        limits_.flood = 300s;
+        limits_.request_rates[static_cast<std::size_t>(Request::search)] = 60;
+        connect();
+    }
+    void TearDown() override { pool_.delete_all(); }
+
+    void connect() {
+        auto ends = make_pair();
+        peer_ = std::move(ends[0]);
+        auto made = std::make_unique<LimitedConnection>(std::move(ends[1]), pool_, handled_);
+        connection_ = made.get();
+        pool_.add(std::move(made));
+        settle();
+    }
+    void send_part(const std::string& payload, std::size_t begin, std::size_t end) {
+        const Bytes all = frame_of(payload);
+        write_all(*peer_, Bytes(all.begin() + static_cast<std::ptrdiff_t>(begin),
+                                all.begin() + static_cast<std::ptrdiff_t>(end)));
+        settle();
+    }
+    void send(const std::string& payload) { send_part(payload, 0, payload.size() + kHeaderSize); }
+    void pass(std::chrono::nanoseconds time) {
+        clock_.advance(time);
+        settle();
+    }
+    bool closed() {
+        bool end = false;
+        read_all(*peer_, &end);
+        return end;
+    }
+    std::uint64_t count(Limit limit) const { return limits_.log.total(limit); }
+
+    int handled_ = 0;
+    std::unique_ptr<kx_tcpip_socket> peer_;
+    LimitedConnection* connection_ = nullptr;
+};
+
+TEST_F(LimitedConnectionTest, WhoNeverFinishesAPacketIsClosedAndWhoHasSpokenMayBeSilent) {
+    send_part("half a packet", 0, 9);
+    pass(60s - 1ns);
+    EXPECT_FALSE(closed());
+    pass(1ns);
+    EXPECT_TRUE(closed());
+    EXPECT_EQ(count(Limit::first_packet), 1U);
+
+    connect();
+    pass(59s);
+    send("whole");
+    pass(1000h);
+    EXPECT_FALSE(closed());
+    send_part("half", 0, 2);
+    pass(119s);
+    send_part("half", 2, 9);
+    pass(1000h);
+    // Several in pieces, one behind the other: each has its own time.
+    for (int i = 0; i < 5; ++i) {
+        send_part("half", 0, 6);
+        pass(100s);
+        send_part("half", 6, 9);
+    }
+    EXPECT_FALSE(closed());
+    EXPECT_EQ(handled_, 7);
+    send_part("half", 0, 8);
+    pass(120s - 1ns);
+    EXPECT_FALSE(closed());
+    pass(1ns);
+    EXPECT_TRUE(closed());
+    EXPECT_EQ(count(Limit::packet_time), 1U);
+}
+
+TEST_F(LimitedConnectionTest, LongPacketsAreForThoseWhoHaveLoggedIn) {
+    const std::string longest(kMaxPayloadOfStrangers, 'e');
+    send(longest);
+    send_part(longest + 'e', 0, kHeaderSize - 1);
+    EXPECT_FALSE(closed());
+    send_part(longest + 'e', kHeaderSize - 1, kHeaderSize);
+    EXPECT_TRUE(closed());
+    connect();
+    send_part(longest + 'e', 0, kHeaderSize);
+    EXPECT_TRUE(closed());
+    EXPECT_EQ(count(Limit::packet_size), 2U);
+    EXPECT_EQ(handled_, 1);
+
+    connect();
+    send("L");
+    send(longest + longest);
+    EXPECT_EQ(handled_, 3);
+    EXPECT_FALSE(closed());
+}
+
+TEST_F(LimitedConnectionTest, WhoDoesNotReadIsClosedAfterATimeOrWithTooMuchUnread) {
+    for (int i = 0; i < 30; ++i)
+        send("F" + std::string(1000, 'e'));  // some 100 KB each
+    const int handled = handled_;
+    EXPECT_LT(handled, 30);
+    pass(29s);
+    std::array<std::byte, 200'000> room{};
+    ASSERT_GT(peer_->read(room.data(), room.size()), 100'000);  // some, so that time starts again
+    settle();
+    pass(29s);
+    EXPECT_EQ(count(Limit::send_stall), 0U);
+    pass(1s);
+    EXPECT_EQ(count(Limit::send_stall), 1U);
+    EXPECT_TRUE(closed());
+
+    // What others send is bounded beside the one reply that may be in flight.
+    connect();
+    send("L");
+    send("F" + std::string(50'000, 'e'));
+    const auto text = [] {
+        Packet packet(100'000);
+        return std::make_shared<const Packet>(std::move(packet));
+    }();
+    for (int i = 0; i < 10; ++i)
+        connection_->send(text);
+    settle();
+    EXPECT_EQ(count(Limit::send_queue), 0U);
+    for (int i = 0; i < 3; ++i)
+        connection_->send(text);
+    settle();
+    EXPECT_EQ(count(Limit::send_queue), 1U);
+    EXPECT_TRUE(closed());
+}
+
+TEST_F(LimitedConnectionTest, WhoAsksTooFastIsReadMoreSlowlyAndClosedOnlyAfterALongTime) {
+    for (int i = 0; i < 62; ++i)
+        send("S");
+    EXPECT_EQ(handled_, 61);
+    pass(1s - 1ns);
+    EXPECT_EQ(handled_, 61);
+    pass(1ns);
+    EXPECT_EQ(handled_, 62);
+    // Part of a packet that waits behind the pause is not held against the peer.
+    send_part("S", 0, 5);
+    pass(10s);
+    send_part("S", 5, 6);
+    EXPECT_EQ(count(Limit::searches), 2U);
+    pass(10min);
+    EXPECT_FALSE(closed());
+
+    bool end = false;
+    for (int i = 0; i < 400 && !end; ++i) {
+        for (int k = 0; k < 2; ++k)
+            send("S");
+        pass(1s);
+        end = closed();
+        EXPECT_TRUE(!end || i >= 299) << i;
+    }
+    EXPECT_TRUE(end);
+    EXPECT_EQ(count(Limit::flood), 1U);
+}
+
+TEST(KeepAliveTest, TheDeadAreFoundByKeepAlive) {
+    kx_tcpip_protocol net;
+    const auto listener = net.listen(0, 0, SocketType::stream);
+    const auto peer =
+        net.connect(kx_ip_address(textToIp("127.0.0.1"), listener->local_address()->get_port()),
+                    SocketType::stream, ConnectMode::blocking);
+    std::unique_ptr<kx_net_socket> accepted;
+    ASSERT_EQ(listener->wait_ready(kReadable, 5000), kReadable);
+    ASSERT_EQ(listener->accept(accepted), AcceptResult::accepted);
+    int on = 0;
+    int idle = 0;
+    socklen_t size = sizeof(int);
+    ::getsockopt(accepted->handle(), SOL_SOCKET, SO_KEEPALIVE, &on, &size);
+    ::getsockopt(accepted->handle(), IPPROTO_TCP, TCP_KEEPIDLE, &idle, &size);
+    EXPECT_EQ(on, 1);
+    EXPECT_EQ(idle, 300);
+}
+
+TEST_F(LimitedConnectionTest, ExemptNetworksHaveNoLimits) {
+    ASSERT_TRUE(limits_.exempt.add("0.0.0.0/0"));
+    connect();
+    send(std::string(4 * kMaxPayloadOfStrangers, 'e'));
+    for (int i = 0; i < 200; ++i)
+        send("S");
+    send_part("half", 0, 6);
+    pass(1000h);
+    EXPECT_EQ(handled_, 201);
+    EXPECT_FALSE(closed());
+}
+
+}  // namespace
+}  // namespace vorrim

@@ -1,0 +1,184 @@
+// One past each limit, on the real server. Loopback is exempt by default, so these servers exempt
+// nobody; what each limit is, is in docs/operations.md.
+#include <csignal>
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/wire/harness/Datagram.h"
+#include "tests/wire/harness/WireClient.h"
+
+namespace vorrim::wire {
+namespace {
+
+constexpr std::size_t kLongestOfStrangers = 16 * 1024;
+
+// A server for whom everybody is a stranger.
+class LimitedServer final {
+public:
+    explicit LimitedServer(std::string_view settings)
+        : process_("limitExempt=\n" + std::string(settings)) {}
+
+    operator const ServerProcess&() const { return process_; }  // NOLINT: it is one
+    const ServerProcess* operator->() const { return &process_; }
+
+    // What the server has said about its limits, at the latest when it ends.
+    void expect_said(const std::vector<std::string>& lines) {
+        process_.stop(SIGTERM);
+        for (const std::string& line : lines)
+            EXPECT_NE(process_.output().find("Limit: " + line), std::string::npos)
+                << line << "\nis not in\n"
+                << process_.output();
+    }
+
+private:
+    ServerProcess process_;
+};
+
+// It is served: what it asks is answered.
+void expect_served(const WireClient& client) {
+    EXPECT_EQ(client.ask(hex("1D")), hex("39 00"));
+}
+
+TEST(Limits, LongPacketsAreForThoseWhoHaveLoggedIn) {
+    LimitedServer server("");
+    const auto of_length = [](std::size_t length) { return hex("17").fill(length - 1, 0); };
+    WireClient client(server);
+    client.send(of_length(kLongestOfStrangers));
+    expect_served(client);
+    client.send(of_length(kLongestOfStrangers + 1));
+    client.expect_closed();
+
+    const WireClient member = WireClient::low(server);
+    member.send(of_length(100 * kLongestOfStrangers));
+    expect_served(member);
+    server.expect_said({"connections closed for a packet that was too large: 1 "});
+
+    const ServerProcess at_home;
+    const WireClient exempt(at_home);
+    exempt.send(of_length(100 * kLongestOfStrangers));
+    expect_served(exempt);
+}
+
+TEST(Limits, WhoFinishesNoPacketIsClosedAndWhoHasSpokenMayBeSilent) {
+    LimitedServer server("firstPacketSeconds=1\npacketSeconds=2");
+    const WireClient spoken(server);
+    expect_served(spoken);
+    const WireClient dumb(server);
+    const WireClient begun(server);
+    begun.send_raw(hex("E3 05 00 00 00 01"));
+    const WireClient slow(server);
+    expect_served(slow);
+    slow.send_raw(hex("E3 05"));
+    dumb.expect_closed();
+    begun.expect_closed();
+    slow.expect_closed();
+    expect_served(spoken);
+    server.expect_said({"connections closed for saying nothing: 2 ",
+                        "connections closed for a packet that was never finished: 1 "});
+}
+
+TEST(Limits, WhoDoesNotReadIsClosed) {
+    std::string settings = "unreadSeconds=1\ntextRate=0\n";
+    for (int i = 0; i < 20; ++i)
+        settings += "room[" + std::to_string(i) + "]=" + std::string(2000, 'r') + '\n';
+    LimitedServer server(settings);
+    // Its own replies: more of them than any system buffers.
+    const WireClient asking(server);
+    Bytes requests;
+    for (int i = 0; i < 1000; ++i)
+        requests.add(packet(hex("1D")));
+    asking.send_raw(requests);
+    server->wait_for_users(0);
+    server.expect_said({"connections closed for not reading for too long: 1 "});
+
+    LimitedServer patient("unreadSeconds=0\ntextRate=0\nroom[0]=hall");
+    // What others say, while those others see all of it.
+    const WireClient deaf = WireClient::low(patient, "deaf");
+    static_cast<void>(deaf.ask(hex("1F 02 00")));
+    const WireClient talker = WireClient::low(patient, "talker");
+    static_cast<void>(talker.ask(hex("1F 02 00")));
+    const Bytes text = hex("1E").text(std::string(60'000, 't'));
+    bool deaf_left = false;
+    for (int i = 0; i < 400; ++i) {
+        Bytes heard = talker.ask(text);
+        if (heard == hex("3C").u32(deaf.id())) {
+            deaf_left = true;
+            heard = talker.receive();
+        }
+        EXPECT_EQ(heard.size(), 60'007U);
+    }
+    EXPECT_TRUE(deaf_left);
+    patient->wait_for_users(1);
+    patient.expect_said({"connections closed for not reading what others sent: 1 "});
+}
+
+TEST(Limits, AnAddressMayHaveSoManyConnectionsAndMakeSoManyAMinute) {
+    LimitedServer server("addressConnections=3\naddressConnects=5");
+    const Address crowded = next_address();
+    const auto is_served = [&](const WireClient& client) {
+        client.send(hex("1D"));
+        return client.receive_or_end().has_value();
+    };
+    std::vector<WireClient> clients;
+    for (int i = 0; i < 3; ++i) {
+        clients.emplace_back(server, crowded);
+        expect_served(clients.back());
+    }
+    WireClient(server, crowded).expect_closed();
+    expect_served(WireClient(server));
+    clients.pop_back();
+    wait_until("the place is free", [&] { return is_served(WireClient(server, crowded)); });
+    // That was the fourth; the door is as good as any other's.
+    wait_until("the place is free", [&] { return is_served(WireClient(server, crowded)); });
+    clients.clear();
+    server->wait_for_users(0);
+    WireClient(server, crowded).expect_closed();
+    server.expect_said({"connections refused, too many from one address: ",
+                        "connections refused, too fast from one address: 1 "});
+}
+
+TEST(Limits, WhoAsksTooFastIsServedMoreSlowlyAndClosedWhenItGoesOn) {
+    struct Kind {
+        const char* what;
+        Bytes request;
+    };
+    const std::vector<Kind> kinds{{"logins", login(client_record(hash_of(1), "person"))},
+                                  {"offers", offer({})},
+                                  {"searches", search_files(words("nothing"))},
+                                  {"searches", search_users(words("nobody"))},
+                                  {"searches", more_results()},
+                                  {"texts", hex("1E").text("hello")},
+                                  {"texts", hex("1F 09 00")},
+                                  {"call-backs", callback(0x00FFFF00)}};
+    LimitedServer server(
+        "floodSeconds=1\nloginRate=600\nofferRate=600\nsearchRate=600\ntextRate=600\n"
+        "callbackRate=600");
+    std::vector<WireClient> clients;
+    // A minute's worth and some more: all of it is done, the rest a little later.
+    for (const Kind& kind : kinds) {
+        const WireClient& client = clients.emplace_back(server);
+        for (int i = 0; i < 602; ++i)
+            client.send(kind.request);
+        client.send(find_user(kNobody));
+    }
+    std::vector<std::string> said{
+        "connections closed for going on too fast: " + std::to_string(kinds.size()) + ' '};
+    for (std::size_t i = 0; i < kinds.size(); ++i) {
+        SCOPED_TRACE(kinds[i].what);
+        while (clients[i].receive() != hex("3F 00")) {
+        }
+        for (int k = 0; k < 100; ++k)
+            static_cast<void>(clients[i].send_some(packet(kinds[i].request)));
+        said.push_back(kinds[i].what + std::string(" slowed down: "));
+    }
+    for (const WireClient& client : clients) {
+        while (client.receive_or_end()) {
+        }
+    }
+    server.expect_said(said);
+}
+
+}  // namespace
+}  // namespace vorrim::wire
