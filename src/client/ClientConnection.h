@@ -69,7 +69,7 @@ private:
     [[nodiscard]] Search& last_search();
     void sync_identifier();
 
-    ClientService& service_;          // kept: others ask while this worker closes the socket
+    ClientService& service_;
     std::int32_t port_ = 0;             // as announced at login, sign-extended
     std::unique_ptr<Search> search_;    // none until the first search
     ReachabilityTest* test_ = nullptr;  // while the login waits for it
