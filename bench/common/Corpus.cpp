@@ -1,4 +1,4 @@
-#include "bench/index/Corpus.h"
+#include "bench/common/Corpus.h"
 
 #include <algorithm>
 
