@@ -9,6 +9,7 @@
 #include <span>
 #include <vector>
 
+#include "Dialect.h"
 #include "Requests.h"
 
 namespace vorrim::load {
@@ -38,10 +39,10 @@ public:
     // Sends what is queued. False when the connection is dead.
     [[nodiscard]] bool flush();
 
-    // Receives and calls on_frame(opcode, payload behind the opcode) for each whole frame. False
-    // when the connection is dead.
+    // Receives into `room`, which all peers may share, and calls on_frame(frame) for each whole
+    // frame. False when the connection is dead.
     template <class OnFrame>
-    [[nodiscard]] bool receive(OnFrame on_frame);
+    [[nodiscard]] bool receive(std::span<std::byte> room, const Dialect& dialect, OnFrame on_frame);
 
     [[nodiscard]] int handle() const noexcept { return handle_; }
 
@@ -58,29 +59,26 @@ private:
 };
 
 template <class OnFrame>
-bool Peer::receive(OnFrame on_frame) {
-    constexpr std::size_t kRoom = 64 * 1024;
-    constexpr std::size_t kHeader = 5;
+bool Peer::receive(std::span<std::byte> room, const Dialect& dialect, OnFrame on_frame) {
     for (;;) {
-        const std::size_t had = in_.size();
-        in_.resize(had + kRoom);
-        const long got = take(std::span(in_).subspan(had));
-        in_.resize(had + static_cast<std::size_t>(got > 0 ? got : 0));
-        std::size_t at = 0;
-        while (in_.size() - at >= kHeader) {
-            std::size_t length = 0;
-            for (std::size_t i = 4; i >= 1; --i) {
-                length = length << 8U | std::to_integer<std::size_t>(in_[at + i]);
-            }
-            if (in_.size() - at < kHeader + length) break;
-            const std::span<const std::byte> payload =
-                std::span<const std::byte>(in_).subspan(at + kHeader, length);
-            on_frame(std::to_integer<std::uint8_t>(payload[0]), payload.subspan(1));
-            at += kHeader + length;
+        const long got = take(room);
+        if (got <= 0) return got == 0;
+        std::span<const std::byte> rest = room.first(static_cast<std::size_t>(got));
+        const bool had_some = !in_.empty();
+        if (had_some) {
+            in_.insert(in_.end(), rest.begin(), rest.end());
+            rest = in_;
         }
-        in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(at));
-        if (got < 0) return false;
-        if (static_cast<std::size_t>(got) < kRoom) return true;
+        for (Frame frame = dialect.cut(rest); frame.size > 0; frame = dialect.cut(rest)) {
+            on_frame(frame);
+            rest = rest.subspan(frame.size);
+        }
+        if (had_some) {
+            in_.erase(in_.begin(), in_.end() - static_cast<std::ptrdiff_t>(rest.size()));
+        } else {
+            in_.assign(rest.begin(), rest.end());
+        }
+        if (static_cast<std::size_t>(got) < room.size()) return true;
     }
 }
 

@@ -3,8 +3,10 @@
 
 #include <cstdint>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
+#include "Dialect.h"
 #include "Histogram.h"
 #include "Peer.h"
 
@@ -22,12 +24,16 @@ struct Options {
     std::uint32_t sources = 5;     // clients that hold each file
     bool distinct = false;         // every connection from an address of its own (loopback only)
     bool json = false;
+    std::string speak = "vorrim";  // see Dialect.h
+    pid_t server_pid = 0;          // whose processor time and memory to report; 0: nobody's
 };
 
 struct Result {
     std::uint64_t answers = 0;  // or lists, rounds, logins: what the scenario counts
     std::uint64_t errors = 0;
     double seconds = 0;
+    double server_seconds = 0;         // of the processor, used by the server meanwhile
+    std::uint64_t resident_bytes = 0;  // that the server grew by, where the scenario is about that
     Histogram latency;
     Histogram probe;  // an ordinary request every millisecond beside the scenario, where it has one
     std::vector<std::string> notes;
@@ -49,11 +55,17 @@ Result run_sources(const Options& options);
 Result run_find_user(const Options& options);
 Result run_search(const Options& options);
 Result run_publish(const Options& options);
+Result run_hold(const Options& options);
+Result run_leave(const Options& options);
 Result run_login(const Options& options);
 Result run_room(const Options& options);
 Result run_idle(const Options& options);
 Result run_unreachable(const Options& options);
+Result run_tracker_list(const Options& options);
 Result run_udp_sources(const Options& options);
 Result run_udp_status(const Options& options);
+
+// The files that a Vorrim server says it has, counted once per source; asked by datagram.
+[[nodiscard]] std::uint64_t indexed_files(const Options& options);
 
 }  // namespace vorrim::load

@@ -7,11 +7,16 @@
 #include <sys/epoll.h>
 #include <unistd.h>
 
+#include "Meter.h"
+#include "meta/Opcodes.h"
+
 namespace vorrim::load {
 
 namespace {
 
 constexpr std::size_t kConnectsUnderWay = 256;
+constexpr std::size_t kRoom = 64 * 1024;
+constexpr std::chrono::seconds kOpenLimit{120};
 constexpr std::chrono::seconds kLastAnswers{10};
 
 // Peer i calls from 127.(1 + i / 65536).x.y, so that every one has an address of its own.
@@ -22,6 +27,20 @@ std::uint32_t source_of(std::size_t index) {
 
 }  // namespace
 
+Behaviour greeting(const Dialect& dialect) {
+    if (!dialect.is_vorrim()) return {};
+    return {.greet = [frame = login(0)](Peer& peer) { peer.queue(frame); },
+            .greeted = to_byte(Opcode::OP_ID_ASSIGNED)};
+}
+
+std::vector<Bytes> fetches(const Options& options) {
+    const Dialect& dialect = dialect_of(options.speak);
+    std::vector<Bytes> all;
+    for (std::uint64_t file = 0; file < options.files; ++file)
+        all.push_back(dialect.fetch(options.seed, file));
+    return all;
+}
+
 Target target_of(const Options& options) {
     in_addr address{};
     if (::inet_aton(options.host.c_str(), &address) == 0) {
@@ -31,7 +50,12 @@ Target target_of(const Options& options) {
 }
 
 Swarm::Swarm(const Options& options)
-    : options_(options), target_(target_of(options)), epoll_(::epoll_create1(EPOLL_CLOEXEC)) {}
+    : options_(options),
+      dialect_(dialect_of(options.speak)),
+      target_(target_of(options)),
+      epoll_(::epoll_create1(EPOLL_CLOEXEC)),
+      now_(Clock::now()),
+      room_(kRoom) {}
 
 Swarm::~Swarm() {
     ::close(epoll_);
@@ -68,18 +92,16 @@ void Swarm::lose(std::size_t index) {
     peers_[index]->abort();
 }
 
-void Swarm::turn(
-    int limit_ms,
-    const std::function<void(std::size_t, std::uint8_t, std::span<const std::byte>)>& on_frame) {
+void Swarm::turn(int limit_ms, const OnFrame& on_frame) {
     std::array<epoll_event, 512> events{};
     const int count = ::epoll_wait(epoll_, events.data(), events.size(), limit_ms);
+    now_ = Clock::now();
     for (int i = 0; i < count; ++i) {
         const std::size_t index = events[static_cast<std::size_t>(i)].data.u64;
         Peer& peer = *peers_[index];
         if (peer.handle() < 0) continue;
-        const bool alive = peer.receive([&](std::uint8_t opcode, std::span<const std::byte> rest) {
-            on_frame(index, opcode, rest);
-        });
+        const bool alive =
+            peer.receive(room_, dialect_, [&](const Frame& frame) { on_frame(index, frame); });
         if (!alive || !peer.flush()) lose(index);
     }
 }
@@ -96,43 +118,64 @@ std::size_t Swarm::open(std::size_t count, const Behaviour& behaviour, std::chro
             static_cast<void>(peer.flush());
             if (behaviour.greeted == 0) ++greeted;
         }
-        turn(10, [&](std::size_t, std::uint8_t opcode, std::span<const std::byte>) {
-            if (opcode == behaviour.greeted) ++greeted;
+        turn(10, [&](std::size_t, const Frame& frame) {
+            if (frame.code == behaviour.greeted) ++greeted;
         });
     }
     return greeted;
 }
 
-void Swarm::ask(const Behaviour& behaviour, std::uint32_t depth, double seconds, Result& result) {
-    const auto begin = Clock::now();
-    const auto end =
-        begin + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+void Swarm::must_open(std::size_t count, const Behaviour& behaviour) {
+    const std::size_t opened = open(count, behaviour, kOpenLimit);
+    if (opened != count) {
+        throw std::runtime_error("only " + std::to_string(opened) + " of " + std::to_string(count) +
+                                 " connections were let in");
+    }
+}
+
+void Swarm::ask(const Behaviour& behaviour, Result& result) {
     std::uint64_t open = 0;
     const auto ask_one = [&](Peer& peer) {
         behaviour.ask(peer);
-        peer.asked.push_back(Clock::now());
+        peer.asked.push_back(now_);
         ++open;
     };
+    now_ = Clock::now();
+    const auto begin = now_;
+    Meter meter(options_, result);
     for (const auto& peer : peers_) {
-        for (std::uint32_t i = 0; i < depth; ++i)
+        for (std::uint32_t i = 0; i < options_.depth; ++i)
             ask_one(*peer);
         static_cast<void>(peer->flush());
+        peer->step = 0;
     }
-    auto now = Clock::now();
-    while (open > 0 && now < end + kLastAnswers) {
-        turn(100, [&](std::size_t index, std::uint8_t opcode, std::span<const std::byte>) {
+    bool running = meter.running(now_);
+    const auto give_up = begin +
+                         std::chrono::duration_cast<Clock::duration>(
+                             std::chrono::duration<double>(options_.seconds)) +
+                         kLastAnswers;
+    while (open > 0 && now_ < give_up) {
+        turn(100, [&](std::size_t index, const Frame& frame) {
             Peer& peer = *peers_[index];
-            if (opcode != behaviour.answer || peer.asked.empty()) return;
-            result.latency.record(static_cast<std::uint64_t>((now - peer.asked.front()).count()));
+            if (frame.code != behaviour.answer || peer.asked.empty()) return;
+            if (++peer.step < behaviour.answers_each) return;
+            peer.step = 0;
+            meter.answered(peer.asked.front(), now_);
             peer.asked.pop_front();
             --open;
-            ++result.answers;
-            if (now < end) ask_one(peer);
+            if (running) ask_one(peer);
         });
-        now = Clock::now();
+        running = meter.running(now_);
     }
     result.errors += open + lost_;
-    result.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+}
+
+Result ask_all(const Options& options, const Behaviour& behaviour) {
+    Result result;
+    Swarm swarm(options);
+    swarm.must_open(options.connections, greeting(swarm.dialect()));
+    swarm.ask(behaviour, result);
+    return result;
 }
 
 }  // namespace vorrim::load

@@ -9,6 +9,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "Meter.h"
 #include "Requests.h"
 #include "Scenario.h"
 #include "Swarm.h"
@@ -18,16 +19,7 @@ namespace vorrim::load {
 
 namespace {
 
-constexpr std::chrono::seconds kOpenLimit{120};
-constexpr std::uint64_t kFilesPerList = 200;
 constexpr std::uint16_t kFirstRoom = 2;
-
-Behaviour logging_in(std::uint16_t port = 0) {
-    return {.greet = [frame = login(port)](Peer& peer) { peer.queue(frame); },
-            .greeted = to_byte(Opcode::OP_ID_ASSIGNED),
-            .ask = {},
-            .answer = 0};
-}
 
 Behaviour finding_nobody() {
     return {.greet = {},
@@ -36,59 +28,22 @@ Behaviour finding_nobody() {
             .answer = to_byte(Opcode::OP_USER_FOUND)};
 }
 
-void must_open(Swarm& swarm, std::size_t count, const Behaviour& behaviour) {
-    const std::size_t opened = swarm.open(count, behaviour, kOpenLimit);
-    if (opened != count) {
-        throw std::runtime_error("only " + std::to_string(opened) + " of " + std::to_string(count) +
-                                 " connections were let in");
-    }
-}
-
-// Every connection logs in and keeps its requests open; each is answered by one frame `answer`.
-Result ask_all(const Options& options, std::uint8_t answer, std::function<void(Peer&)> ask) {
-    Result result;
-    Swarm swarm(options);
-    must_open(swarm, options.connections, logging_in());
-    swarm.ask({.greet = {}, .greeted = 0, .ask = std::move(ask), .answer = answer}, options.depth,
-              options.seconds, result);
-    return result;
-}
-
 }  // namespace
-
-void hold_files(Swarm& holders, const Options& options) {
-    must_open(holders, options.sources, logging_in());
-    for (std::size_t holder = 0; holder < options.sources; ++holder) {
-        for (std::uint64_t first = 0; first < options.files; first += kFilesPerList) {
-            const std::uint64_t count = std::min(kFilesPerList, options.files - first);
-            // The answer to a question behind the list says that the list is in the index.
-            holders.peer(holder).queue(offer(options.seed, first, count));
-            holders.peer(holder).queue(find_nobody());
-            if (!holders.peer(holder).flush()) throw std::runtime_error("publishing failed");
-            bool answered = false;
-            while (!answered) {
-                holders.turn(1000,
-                             [&](std::size_t, std::uint8_t opcode, std::span<const std::byte>) {
-                                 answered = answered || opcode == to_byte(Opcode::OP_USER_FOUND);
-                             });
-                if (holders.lost() > 0) throw std::runtime_error("publishing failed");
-            }
-        }
-    }
-}
 
 Result run_sources(const Options& options) {
     Swarm holders(options);
     hold_files(holders, options);
+    const Dialect& dialect = holders.dialect();
+    const std::vector<Bytes> requests = fetches(options);
     Random random(options.seed);
-    return ask_all(options, to_byte(Opcode::OP_FOUND_SOURCES), [&](Peer& peer) {
-        peer.queue(get_sources(hash_of(options.seed, random.below(options.files))));
-    });
+    return ask_all(options,
+                   {.ask = [&](Peer& peer) { peer.queue(requests[random.below(requests.size())]); },
+                    .answer = dialect.fetched});
 }
 
 Result run_find_user(const Options& options) {
-    return ask_all(options, to_byte(Opcode::OP_USER_FOUND),
-                   [frame = find_nobody()](Peer& peer) { peer.queue(frame); });
+    return ask_all(options, {.ask = [frame = find_nobody()](Peer& peer) { peer.queue(frame); },
+                             .answer = to_byte(Opcode::OP_USER_FOUND)});
 }
 
 Result run_search(const Options& options) {
@@ -97,49 +52,41 @@ Result run_search(const Options& options) {
     Swarm holders(options);
     hold_files(holders, one_holder);
     Random random(options.seed);
-    return ask_all(options, to_byte(Opcode::OP_SEARCH_RESULTS), [&](Peer& peer) {
-        const std::string first = word(random);
-        peer.queue(search(first, random.below(2) == 0 ? word(random) : ""));
-    });
-}
-
-Result run_publish(const Options& options) {
-    std::uint64_t next = 0;
-    Result result = ask_all(options, to_byte(Opcode::OP_USER_FOUND), [&](Peer& peer) {
-        peer.queue(offer(options.seed, next, kFilesPerList));
-        peer.queue(find_nobody());
-        next += kFilesPerList;
-    });
-    result.notes.push_back("each answer stands for a list of 200 new files");
-    return result;
+    return ask_all(options,
+                   {.ask =
+                        [&](Peer& peer) {
+                            const std::string first = word(random);
+                            peer.queue(search(first, random.below(2) == 0 ? word(random) : ""));
+                        },
+                    .answer = to_byte(Opcode::OP_SEARCH_RESULTS)});
 }
 
 Result run_login(const Options& options) {
     Result result;
+    Swarm holders(options);
+    hold_files(holders, options);
     Swarm swarm(options);
-    const Bytes hello = login(0);
-    const Bytes request = find_nobody();
+    const Dialect& dialect = swarm.dialect();
+    const Bytes hello = dialect.is_vorrim() ? login(0) : Bytes();
+    const std::vector<Bytes> requests = fetches(options);
+    Random random(options.seed);
     const auto begin_round = [&](Peer& peer) {
-        peer.asked.push_back(Clock::now());
-        peer.queue(hello);
+        peer.asked.push_back(swarm.now());
+        peer.queue(dialect.is_vorrim() ? hello : requests[random.below(requests.size())]);
         static_cast<void>(peer.flush());
     };
-    const auto begin = Clock::now();
-    const auto end = begin + std::chrono::duration_cast<Clock::duration>(
-                                 std::chrono::duration<double>(options.seconds));
     for (std::uint32_t i = 0; i < options.connections; ++i)
         begin_round(swarm.peer(swarm.add()));
     std::vector<std::size_t> finished;
-    while (Clock::now() < end) {
-        swarm.turn(100, [&](std::size_t index, std::uint8_t opcode, std::span<const std::byte>) {
+    Meter meter(options, result);
+    while (meter.running(Clock::now())) {
+        swarm.turn(100, [&](std::size_t index, const Frame& frame) {
             Peer& peer = swarm.peer(index);
-            if (opcode == to_byte(Opcode::OP_ID_ASSIGNED)) {
-                peer.queue(request);
+            if (dialect.is_vorrim() && frame.code == to_byte(Opcode::OP_ID_ASSIGNED)) {
+                peer.queue(requests[random.below(requests.size())]);
                 static_cast<void>(peer.flush());
-            } else if (opcode == to_byte(Opcode::OP_USER_FOUND)) {
-                result.latency.record(
-                    static_cast<std::uint64_t>((Clock::now() - peer.asked.front()).count()));
-                ++result.answers;
+            } else if (frame.code == dialect.fetched) {
+                meter.answered(peer.asked.front(), swarm.now());
                 finished.push_back(index);
             }
         });
@@ -150,20 +97,19 @@ Result run_login(const Options& options) {
         finished.clear();
     }
     result.errors = swarm.lost();
-    result.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
     return result;
 }
 
 Result run_room(const Options& options) {
     Result result;
     Swarm swarm(options);
-    Behaviour joining = logging_in();
+    Behaviour joining = greeting(swarm.dialect());
     joining.greet = [frame = login(0), join = join_room(kFirstRoom)](Peer& peer) {
         peer.queue(frame);
         peer.queue(join);
     };
     joining.greeted = to_byte(Opcode::OP_ROOM_MEMBERS);
-    must_open(swarm, options.connections, joining);
+    swarm.must_open(options.connections, joining);
     // Member 0 talks, a line at a time; a round is over when every member has the line.
     const Bytes line = room_message("a line of ordinary length, said to everyone in the room");
     const auto begin = Clock::now();
@@ -175,8 +121,8 @@ Result run_room(const Options& options) {
         static_cast<void>(swarm.peer(0).flush());
         std::uint32_t heard = 0;
         while (heard < options.connections && swarm.lost() == 0) {
-            swarm.turn(1000, [&](std::size_t, std::uint8_t opcode, std::span<const std::byte>) {
-                if (opcode == to_byte(Opcode::OP_ROOM_TEXT)) ++heard;
+            swarm.turn(1000, [&](std::size_t, const Frame& frame) {
+                if (frame.code == to_byte(Opcode::OP_ROOM_TEXT)) ++heard;
             });
         }
         result.answers += heard;
@@ -191,16 +137,26 @@ Result run_room(const Options& options) {
 Result run_idle(const Options& options) {
     Result result;
     Swarm swarm(options);
+    const ServerProcess server(options.server_pid);
+    const std::uint64_t before = server.resident_bytes();
     const auto begin = Clock::now();
-    must_open(swarm, options.connections, logging_in());
+    Behaviour arriving = greeting(swarm.dialect());
+    // A client of another server asks once, so that both have what a conversation needs.
+    if (!swarm.dialect().is_vorrim() && swarm.dialect().fetch != nullptr) {
+        arriving = {.greet = [frame = swarm.dialect().fetch(options.seed, 0)](
+                                 Peer& peer) { peer.queue(frame); },
+                    .greeted = swarm.dialect().fetched};
+    }
+    swarm.must_open(options.connections, arriving);
     result.notes.push_back(
         "all let in after " +
         std::to_string(std::chrono::duration<double>(Clock::now() - begin).count()) + " s");
     const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(
                                         std::chrono::duration<double>(options.seconds));
     while (Clock::now() < end) {
-        swarm.turn(1000, [](std::size_t, std::uint8_t, std::span<const std::byte>) {});
+        swarm.turn(1000, [](std::size_t, const Frame&) {});
     }
+    result.resident_bytes = server.resident_bytes() - before;
     result.answers = options.connections;
     result.errors = swarm.lost();
     result.seconds = options.seconds;
@@ -228,7 +184,7 @@ Result run_unreachable(const Options& options) {
     Options distinct = options;
     distinct.distinct = true;
     Swarm swarm(distinct);
-    must_open(swarm, 1, logging_in());  // peer 0 asks meanwhile
+    swarm.must_open(1, greeting(swarm.dialect()));  // peer 0 asks meanwhile
     const Bytes hello = login(dead_port);
     std::uint64_t let_in = 0;
     const Behaviour asking = finding_nobody();
@@ -250,20 +206,20 @@ Result run_unreachable(const Options& options) {
             static_cast<void>(asker.flush());
             next = Clock::now() + std::chrono::milliseconds(1);
         }
-        swarm.turn(1, [&](std::size_t index, std::uint8_t opcode, std::span<const std::byte> rest) {
+        swarm.turn(1, [&](std::size_t index, const Frame& frame) {
             Peer& peer = swarm.peer(index);
             if (peer.asked.empty()) return;
             const auto waited =
                 static_cast<std::uint64_t>((Clock::now() - peer.asked.front()).count());
-            if (index == 0 && opcode == asking.answer) {
+            if (index == 0 && frame.code == asking.answer) {
                 result.probe.record(waited);
                 peer.asked.pop_front();
-            } else if (index != 0 && opcode == to_byte(Opcode::OP_ID_ASSIGNED)) {
+            } else if (index != 0 && frame.code == to_byte(Opcode::OP_ID_ASSIGNED)) {
                 result.latency.record(waited);
                 peer.asked.pop_front();
                 ++let_in;
                 // The highest byte of an identifier tells a low one.
-                if (rest[3] != std::byte{0}) ++result.errors;
+                if (frame.rest[3] != std::byte{0}) ++result.errors;
             }
         });
     }

@@ -1,6 +1,7 @@
 // vorrim-load: a load generator that keeps up with the server on the same machine.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <nlohmann/json.hpp>
@@ -15,12 +16,16 @@ const std::vector<ScenarioInfo>& scenarios() {
         {"find-user", "the smallest question, over TCP", run_find_user},
         {"search", "one and two words, over TCP", run_search},
         {"publish", "lists of 200 new files", run_publish},
+        {"hold", "publish all files, and how much memory they take", run_hold},
+        {"leave", "clients with 10,000 files come and go", run_leave},
         {"login", "connect, log in, one request, leave", run_login},
         {"room", "one member talks, everyone listens", run_room},
         {"idle", "log in and be quiet", run_idle},
         {"unreachable", "logins whose call-back hangs, with an ordinary client meanwhile",
          run_unreachable},
         {"udp-sources", "who has this file, by datagram", run_udp_sources},
+        {"tracker-list", "print the hashes that a tracker has to let in, as notes",
+         run_tracker_list},
         {"udp-status", "the status, by datagram", run_udp_status},
     };
     return all;
@@ -51,7 +56,7 @@ void print_latency(const char* title, const Histogram& histogram) {
 }
 
 int report(const Options& options, const Result& result) {
-    const double rate = static_cast<double>(result.answers) / result.seconds;
+    const double rate = static_cast<double>(result.answers) / std::max(result.seconds, 1e-9);
     if (options.json) {
         const nlohmann::json document{{"scenario", options.scenario},
                                       {"connections", options.connections},
@@ -61,6 +66,8 @@ int report(const Options& options, const Result& result) {
                                       {"answers", result.answers},
                                       {"errors", result.errors},
                                       {"answers_per_second", rate},
+                                      {"server_seconds", result.server_seconds},
+                                      {"resident_bytes", result.resident_bytes},
                                       {"latency", latency_json(result.latency)},
                                       {"probe", latency_json(result.probe)},
                                       {"notes", result.notes}};
@@ -69,6 +76,15 @@ int report(const Options& options, const Result& result) {
         std::printf("%s: %llu answers in %.2f s, %.0f a second, %llu errors\n",
                     options.scenario.c_str(), static_cast<unsigned long long>(result.answers),
                     result.seconds, rate, static_cast<unsigned long long>(result.errors));
+        if (result.server_seconds > 0) {
+            std::printf("server   %.3f s of the processor, %.3f us an answer\n",
+                        result.server_seconds,
+                        1e6 * result.server_seconds / static_cast<double>(result.answers));
+        }
+        if (result.resident_bytes > 0) {
+            std::printf("memory   %.1f bytes each\n", static_cast<double>(result.resident_bytes) /
+                                                          static_cast<double>(result.answers));
+        }
         print_latency("latency", result.latency);
         print_latency("probe", result.probe);
         for (const std::string& note : result.notes)
@@ -99,6 +115,11 @@ int run(int argc, char** argv) {
     app.add_option("--sources", options.sources, "clients that hold each file")
         ->capture_default_str();
     app.add_flag("--distinct", options.distinct, "every connection from its own loopback address");
+    app.add_option("--speak", options.speak,
+                   "vorrim, echo, memcached, redis, tracker-scrape, tracker-announce")
+        ->capture_default_str();
+    app.add_option("--server-pid", options.server_pid,
+                   "the server's process, to report its processor time and memory");
     app.add_flag("--json", options.json);
     CLI11_PARSE(app, argc, argv);
     for (const ScenarioInfo& info : scenarios()) {
