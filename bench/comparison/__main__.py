@@ -52,7 +52,8 @@ class Comparison:
         return False
 
     def measure(self, work: Work, server: Server) -> dict[str, float]:
-        arguments = work.arguments + (work.arguments_quick if self.options.quick else ())
+        arguments = work.quick_arguments if self.options.quick else ()
+        arguments = arguments or work.arguments
         if work.timed:
             arguments += ("-s", str(self.options.seconds))
         for _ in range(ATTEMPTS):

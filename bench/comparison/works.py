@@ -1,6 +1,6 @@
 """The works that every server is given, and what has to be reached in each."""
 
-from dataclasses import dataclass, field
+from dataclasses import dataclass
 
 from servers import (ANNOUNCE, ECHO_1, ECHO_2, ECHO_UDP, MEMCACHED, REDIS, SCRAPE, VORRIM,
                      VORRIM_1, VORRIM_2, Server)
@@ -29,7 +29,7 @@ class Work:
     scale: float = 1.0  # the figure is divided by this
     once: bool = False  # the same every time: one round is enough
     timed: bool = True
-    arguments_quick: tuple[str, ...] = field(default=())
+    quick_arguments: tuple[str, ...] = ()
 
 
 ECHOES = (ECHO_1, ECHO_2)
@@ -71,11 +71,11 @@ WORKS = (
          (Bar("one worker", (VORRIM_1,), 1.15, of=VORRIM_2),)),
     Work("file_memory", "memory per indexed file", "bytes", ("hold", "--files", "1000000"),
          (VORRIM, *PEERS), (Bar("320 bytes", absolute=320),), figure="memory", once=True,
-         timed=False, arguments_quick=("--files", "200000")),
+         timed=False, quick_arguments=("hold", "--files", "200000")),
     Work("client_memory", "memory per logged-in idle client", "bytes",
          ("idle", "-c", "10000", "-s", "0.1"), (VORRIM, *PEERS, SCRAPE),
          (Bar("700 bytes", absolute=700),), figure="memory", once=True, timed=False,
-         arguments_quick=("-c", "5000")),
+         quick_arguments=("idle", "-c", "5000", "-s", "0.1")),
 )
 
 # The same question from more and more connections.
