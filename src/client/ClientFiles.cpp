@@ -50,10 +50,7 @@ void ClientConnection::send_file_batch() {
     write_32(body, 0);
     const std::uint32_t found =
         service_.files.search(search, body, service_.settings.max_search_results, id());
-    const std::uint32_t end = body.tell();
-    body.seek(count_at);
-    write_32(body, found);
-    body.seek(end);
+    store_32(body.data() + count_at, found);
     write_8(body, search.resume_position >= 0 ? 1 : 0);
     packet.finish();
     send(packet);

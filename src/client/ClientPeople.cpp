@@ -31,10 +31,7 @@ void ClientConnection::search_users(kx_memory_file& payload) {
     const std::int32_t found = service_.clients.match_clients(
         search, service_.settings.max_search_results,
         [&](RecordView record) { write_bytes(body, record.bytes()); });
-    const std::uint32_t end = body.tell();
-    body.seek(count_at);
-    write_32(body, static_cast<std::uint32_t>(found));
-    body.seek(end);
+    store_32(body.data() + count_at, static_cast<std::uint32_t>(found));
     packet.finish();
     send(packet);
     search.resume_position = -1;
