@@ -7,6 +7,10 @@ namespace vorrim {
 
 namespace {
 
+// Of one organisation, one link or one machine: nobody reaches them from outside.
+constexpr std::string_view kPrivateNetworks =
+    "10.0.0.0/8 172.16.0.0/12 192.168.0.0/16 100.64.0.0/10 169.254.0.0/16 127.0.0.0/8 0.0.0.0/8";
+
 // Below zero is off, as zero is.
 template <class Number>
 Number at_least_0(std::int32_t value) noexcept {
@@ -21,7 +25,7 @@ Limits::Seconds seconds(std::int32_t value) noexcept {
 
 }  // namespace
 
-void LimitSettings::apply_to(Limits& limits) const {
+void LimitSettings::apply_to(Limits& limits, Random& random) const {
     // What is no network has been said when the settings were read.
     limits.exempt.add_all(limitExempt, [](std::string_view) {});
     limits.strangers = true;
@@ -39,6 +43,26 @@ void LimitSettings::apply_to(Limits& limits) const {
     set_rate(Request::search, searchRate);
     set_rate(Request::text, textRate);
     set_rate(Request::callback, callbackRate);
+    limits.reachability.set_limits(at_least_0<std::uint32_t>(reachTests),
+                                   at_least_0<std::uint32_t>(reachTestsPerAddress));
+    limits.reach_lowest_port = at_least_0<std::uint16_t>(reachMinPort);
+    if (!reachPrivate) limits.unreachable.add_all(kPrivateNetworks, [](std::string_view) {});
+    limits.datagrams.set_limits({.bytes_a_second = at_least_0<std::uint32_t>(datagramBytes),
+                                 .bytes_at_once = at_least_0<std::uint32_t>(datagramBurst),
+                                 .statuses_a_second = at_least_0<std::uint32_t>(datagramStatus),
+                                 .only_counts = datagramCountOnly},
+                                random.next_u64());
+}
+
+std::uint32_t LimitSettings::most_files() const noexcept {
+    return at_least_0<std::uint32_t>(clientFiles);
+}
+
+RecordLimits LimitSettings::record_limits() const noexcept {
+    return {.bytes = at_least_0<std::uint32_t>(recordBytes),
+            .tags = at_least_0<std::uint32_t>(recordTags),
+            .tag_name = at_least_0<std::uint32_t>(tagNameBytes),
+            .tag_value = at_least_0<std::uint32_t>(tagValueBytes)};
 }
 
 }  // namespace vorrim

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "base/Random.h"
+#include "client/RecordLimits.h"
 #include "net/Limits.h"
 
 namespace vorrim {
@@ -31,8 +33,36 @@ struct LimitSettings {
     std::int32_t textRate = 300;
     std::int32_t callbackRate = 600;
 
-    // Sets the limits of the network floor.
-    void apply_to(Limits& limits) const;
+    // What one client may publish, and how large records may be: bytes altogether, number of tags,
+    // bytes of a tag's name and value.
+    std::int32_t clientFiles = 200'000;
+    std::int32_t recordBytes = 8192;
+    std::int32_t recordTags = 64;
+    std::int32_t tagNameBytes = 255;
+    std::int32_t tagValueBytes = 4096;
+
+    // Reachability tests under way, altogether and towards one address; the lowest port that is
+    // tested, and whether private networks are.
+    std::int32_t reachTests = 256;
+    std::int32_t reachTestsPerAddress = 4;
+    std::int32_t reachMinPort = 1;
+    bool reachPrivate = true;
+
+    // To one place by datagram: bytes a second, bytes at once, status answers a second. Whether
+    // only to count what goes beyond that.
+    std::int32_t datagramBytes = 64 * 1024;
+    std::int32_t datagramBurst = 512 * 1024;
+    std::int32_t datagramStatus = 20;
+    bool datagramCountOnly = false;
+
+    // Known servers, altogether and of a network of 256 addresses.
+    std::int32_t knownServers = 2000;
+    std::int32_t serversPerNetwork = 8;
+
+    // Sets the limits of the network floor. `random` hides from peers which places share a counter.
+    void apply_to(Limits& limits, Random& random) const;
+    [[nodiscard]] std::uint32_t most_files() const noexcept;
+    [[nodiscard]] RecordLimits record_limits() const noexcept;
 };
 
 }  // namespace vorrim

@@ -85,7 +85,7 @@ void Server::load(const std::string& settings_file) {
     LoadedSettings loaded =
         settings_.load(settings_file, output_, [this] { return localAddress(net_); });
     if (settings_.logFile) open_debug_log();
-    settings_.apply_to(limits_);
+    settings_.apply_to(limits_, random_);
     make_service(std::move(loaded));
 }
 
@@ -107,8 +107,9 @@ void Server::make_service(LoadedSettings loaded) {
     for (const std::string& room : loaded.rooms)
         rooms_.add(room);
     own_record_ = FrozenRecord::from(settings_);
-    service_settings_ = {settings_.maxClients, settings_.maxSearchResults, settings_.minVersion,
-                         settings_.maxVersion};
+    service_settings_ = {settings_.maxClients,   settings_.maxSearchResults,
+                         settings_.minVersion,   settings_.maxVersion,
+                         settings_.most_files(), settings_.record_limits()};
     service_.emplace(ClientService{service_settings_, own_record_, clients_, *files_, rooms_,
                                    settings_.welcome, directory_});
     console_.emplace(

@@ -78,7 +78,8 @@ private:
 
     ConsoleInput& input_;
     Random random_;
-    ServerDirectory directory_{settings_, net_};
+    Limits limits_;
+    ServerDirectory directory_{settings_, net_, limits_.log};
     LoginThrottle throttle_;
     ClientTable clients_{random_};
     std::unique_ptr<FileIndex> files_;
@@ -88,7 +89,6 @@ private:
     std::optional<ClientService> service_;
     std::optional<ServerConsole> console_;
     bool serving_ = false;
-    Limits limits_;
 
     socketPool pool_;  // with every connection, so it goes before what they use
     std::vector<std::unique_ptr<Worker>> workers_;

@@ -17,14 +17,18 @@ namespace {
 constexpr std::uint32_t kHelloRoom = 7;
 constexpr std::uint32_t kListRoom = 2000;
 
+// The first three numbers of an address in identifier form.
+constexpr std::uint32_t kNetworkMask = 0x00FF'FFFF;
+
 std::uint16_t datagram_port(std::uint16_t client_port) {
     return static_cast<std::uint16_t>(client_port + kDatagramPortOffset);
 }
 
 }  // namespace
 
-ServerDirectory::ServerDirectory(const ServerSettings& settings, kx_net_protocol& net)
-    : settings_(settings), net_(net) {}
+ServerDirectory::ServerDirectory(const ServerSettings& settings, kx_net_protocol& net,
+                                 LimitLog& limits)
+    : settings_(settings), net_(net), limits_(limits) {}
 
 void ServerDirectory::start() {
     if (!known_.loadFromFile(settings_.serverListFile)) known_.clear();
@@ -69,16 +73,19 @@ void ServerDirectory::sweep() {
     }
 }
 
-void ServerDirectory::heardFrom(const ServerList::Record& server) {
+void ServerDirectory::heardFrom(const ServerList::Record& server, Told told) {
     server->setHistory(0);
+    if (told != Told::by_others) server->setAnswered();
     working_.addUnique(server);
 }
 
-void ServerDirectory::onHello(std::uint32_t address, std::uint16_t port) {
+void ServerDirectory::onHello(std::uint32_t address, std::uint16_t port, Told told) {
     if (!is_public()) return;
     {
         const kx_guard hold(lock_);
-        heardFrom(known_.findOrAdd(address, port));
+        // Whoever finds no room is answered nevertheless.
+        if (const ServerList::Record server = findOrAdd(address, port, told))
+            heardFrom(server, told);
     }
     DatagramPacket list(kListRoom);
     write_8(list.body(), to_byte(Opcode::OP_UDP_SERVER_LIST));
@@ -87,13 +94,53 @@ void ServerDirectory::onHello(std::uint32_t address, std::uint16_t port) {
     list.send_to_server(net_, address, datagram_port(port));
 }
 
-void ServerDirectory::onListHeader(std::uint32_t address, std::uint16_t port) {
+void ServerDirectory::onListHeader(std::uint32_t address, std::uint16_t port, Told told) {
     const kx_guard hold(lock_);
-    if (const ServerList::Record sender = known_.find(address, port)) heardFrom(sender);
+    if (const ServerList::Record sender = known_.find(address, port)) heardFrom(sender, told);
 }
 
-ServerList::Record ServerDirectory::findOrAdd(std::uint32_t address, std::uint16_t port) {
+void ServerDirectory::learn(std::uint32_t address, std::uint16_t port, Told told) {
+    const kx_guard hold(lock_);
+    static_cast<void>(findOrAdd(address, port, told));
+}
+
+ServerList::Record ServerDirectory::findOrAdd(std::uint32_t address, std::uint16_t port,
+                                              Told told) {
+    if (ServerList::Record known = known_.find(address, port)) return known;
+    if (told != Told::at_home && !makeRoom(address, told)) {
+        limits_.count(Limit::known_servers);
+        return nullptr;
+    }
     return known_.findOrAdd(address, port);
+}
+
+// A server that was only heard of goes before others, and of those the one that has been silent
+// longest.
+bool ServerDirectory::makeRoom(std::uint32_t address, Told told) {
+    struct Crowd {
+        std::int32_t most;
+        std::int32_t count = 0;
+        const ServerMeta* victim = nullptr;
+
+        [[nodiscard]] bool full() const { return most > 0 && count >= most; }
+        void add(const ServerMeta& server) {
+            ++count;
+            if (server.hasAnswered()) return;
+            if (victim == nullptr || server.history() > victim->history()) victim = &server;
+        }
+    };
+    Crowd all{settings_.knownServers};
+    Crowd network{settings_.serversPerNetwork};
+    known_.forEach([&](const ServerMeta& server) {
+        all.add(server);
+        if ((server.id() & kNetworkMask) == (address & kNetworkMask)) network.add(server);
+    });
+    if (!all.full() && !network.full()) return true;
+    const ServerMeta* const victim = network.full() ? network.victim : all.victim;
+    if (told != Told::by_itself || victim == nullptr) return false;
+    working_.remove(*victim);
+    known_.remove(*victim);
+    return true;
 }
 
 void ServerDirectory::write_own_address(kx_memory_file& out) const {

@@ -10,6 +10,10 @@
 // A server that leaves six hellos in a row unanswered is forgotten by the seventh sweep. Only a
 // public server sends and answers hellos; the list is loaded, seeded and saved in any case.
 //
+// There is room for so many servers, and for so many of a network of 256 addresses. A server that
+// has answered from its own address takes the place of one that was only heard of; otherwise who is
+// there stays.
+//
 // Ownership   The lists share their records, so neither can be left with one that is gone; a server
 //             that is forgotten leaves both in the same step.
 // Threads     `start` before the others; `save` and `sweep` belong to the housekeeping, though any
@@ -27,6 +31,7 @@
 #include "base/kx_critical_section.h"
 #include "client/KnownServers.h"
 #include "meta/ServerList.h"
+#include "net/LimitLog.h"
 #include "net/kx_net.h"
 
 namespace vorrim {
@@ -36,8 +41,8 @@ public:
     // A server that has left more pings than this unanswered is forgotten.
     static constexpr std::uint32_t kMostUnansweredPings = 5;
 
-    // Both must outlive the directory.
-    ServerDirectory(const ServerSettings& settings, kx_net_protocol& net);
+    // All must outlive the directory.
+    ServerDirectory(const ServerSettings& settings, kx_net_protocol& net, LimitLog& limits);
     ServerDirectory(const ServerDirectory&) = delete;
     ServerDirectory& operator=(const ServerDirectory&) = delete;
 
@@ -48,13 +53,11 @@ public:
     void sweep() override;
 
     [[nodiscard]] bool is_public() const override { return settings_.publicServer; }
-    void onHello(std::uint32_t address, std::uint16_t port) override;
-    void onListHeader(std::uint32_t address, std::uint16_t port) override;
-    void learn(std::uint32_t address, std::uint16_t port) override { findOrAdd(address, port); }
+    void onHello(std::uint32_t address, std::uint16_t port, Told told) override;
+    void onListHeader(std::uint32_t address, std::uint16_t port, Told told) override;
+    void learn(std::uint32_t address, std::uint16_t port, Told told) override;
     void writeWorkingList(kx_memory_file& out) const override;
 
-    // The known server with this address and port, made when it is missing: one step.
-    ServerList::Record findOrAdd(std::uint32_t address, std::uint16_t port);
     // Bytes of the written list as long as not more work than one list can name.
     [[nodiscard]] std::size_t workingListSize() const;
 
@@ -63,11 +66,17 @@ public:
     void forEachWorking(const std::function<void(const ServerMeta&)>& see) const;
 
 private:
-    void heardFrom(const ServerList::Record& server) REQUIRES(lock_);
+    void heardFrom(const ServerList::Record& server, Told told) REQUIRES(lock_);
+    // The known server with this address and port, made when it is missing; null when there is no
+    // room for it.
+    [[nodiscard]] ServerList::Record findOrAdd(std::uint32_t address, std::uint16_t port, Told told)
+        REQUIRES(lock_);
+    [[nodiscard]] bool makeRoom(std::uint32_t address, Told told) REQUIRES(lock_);
     void write_own_address(kx_memory_file& out) const;
 
     const ServerSettings& settings_;
     kx_net_protocol& net_;
+    LimitLog& limits_;
 
     kx_critical_section lock_;  // makes one step of what concerns both lists
     ServerList known_;

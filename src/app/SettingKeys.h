@@ -93,6 +93,21 @@ inline constexpr auto kSettingKeys = [] {
         Key::numeric("textRate", &ServerSettings::textRate, 0, kHighestRate),
         Key::numeric("callbackRate", &ServerSettings::callbackRate, 0, kHighestRate),
         Key::numeric("floodSeconds", &ServerSettings::floodSeconds, 0, kAny),
+        Key::numeric("clientFiles", &ServerSettings::clientFiles, 0, kAny),
+        Key::numeric("recordBytes", &ServerSettings::recordBytes, 0, kAny),
+        Key::numeric("recordTags", &ServerSettings::recordTags, 0, kAny),
+        Key::numeric("tagNameBytes", &ServerSettings::tagNameBytes, 0, kAny),
+        Key::numeric("tagValueBytes", &ServerSettings::tagValueBytes, 0, kAny),
+        Key::numeric("reachTests", &ServerSettings::reachTests, 0, kAny),
+        Key::numeric("reachTestsPerAddress", &ServerSettings::reachTestsPerAddress, 0, kAny),
+        Key::numeric("reachMinPort", &ServerSettings::reachMinPort, 0, kHighestPort),
+        Key::boolean("reachPrivate", &ServerSettings::reachPrivate),
+        Key::numeric("datagramBytes", &ServerSettings::datagramBytes, 0, kAny),
+        Key::numeric("datagramBurst", &ServerSettings::datagramBurst, 0, kAny),
+        Key::numeric("datagramStatus", &ServerSettings::datagramStatus, 0, kAny),
+        Key::boolean("datagramCountOnly", &ServerSettings::datagramCountOnly),
+        Key::numeric("knownServers", &ServerSettings::knownServers, 0, kAny),
+        Key::numeric("serversPerNetwork", &ServerSettings::serversPerNetwork, 0, kAny),
     };
 }();
 

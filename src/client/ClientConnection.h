@@ -43,6 +43,7 @@ private:
 
     // Login (ClientLogin.cpp)
     [[nodiscard]] Verdict login(kx_memory_file& payload);
+    [[nodiscard]] bool admits(RecordView earlier, RecordView latest) const;
     void finish_login();
     void reachability_known(bool reachable);
     void take_low_id();
@@ -50,6 +51,7 @@ private:
 
     // Files (ClientFiles.cpp)
     [[nodiscard]] Verdict offer_files(kx_memory_file& payload);
+    void refuse_excess(std::vector<FrozenRecord>& records);
     void get_sources(kx_memory_file& payload);
     [[nodiscard]] Verdict search_files(kx_memory_file& payload);
     void more_results();
@@ -70,6 +72,7 @@ private:
     void sync_identifier();
 
     ClientService& service_;
+    std::uint32_t files_ = 0;           // published, under any identifier
     std::int32_t port_ = 0;             // as announced at login, sign-extended
     std::unique_ptr<Search> search_;    // none until the first search
     ReachabilityTest* test_ = nullptr;  // while the login waits for it

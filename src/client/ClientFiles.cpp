@@ -1,10 +1,13 @@
 // Publishing, sources and file searches over TCP.
 
+#include <algorithm>
+
 #include "base/file/primitives.h"
 #include "client/ClientConnection.h"
 #include "client/messages.h"
 #include "meta/FileHash.h"
 #include "meta/FrozenRecord.h"
+#include "net/socketPool.h"
 
 namespace vorrim {
 
@@ -18,10 +21,26 @@ constexpr std::uint32_t kBatchEstimate = 4096;
 Connection::Verdict ClientConnection::offer_files(kx_memory_file& payload) {
     auto records = read_frozen_list(payload);
     if (!records) return Verdict::close;
+    if (limited()) refuse_excess(*records);
     if (records->empty()) return Verdict::keep;
     published_ = true;
-    service_.files.publish(std::move(*records), id(), static_cast<std::uint16_t>(port_));
+    files_ += service_.files.publish(std::move(*records), id(), static_cast<std::uint16_t>(port_));
     return Verdict::keep;
+}
+
+// Each record is taken as a whole or not at all.
+void ClientConnection::refuse_excess(std::vector<FrozenRecord>& records) {
+    const ServiceSettings& settings = service_.settings;
+    LimitLog& log = pool().limits().log;
+    const std::size_t too_large = std::erase_if(records, [&](const FrozenRecord& record) {
+        return !settings.record_limits.admits(record.view());
+    });
+    if (too_large > 0) log.count(Limit::file_records, too_large);
+    if (settings.max_files == 0) return;
+    const std::size_t room = settings.max_files - std::min(files_, settings.max_files);
+    if (records.size() <= room) return;
+    log.count(Limit::client_files, records.size() - room);
+    records.resize(room);
 }
 
 void ClientConnection::get_sources(kx_memory_file& payload) {

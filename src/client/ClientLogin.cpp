@@ -13,12 +13,16 @@
 #include "client/messages.h"
 #include "meta/TagNames.h"
 #include "net/ReachabilityTest.h"
+#include "net/socketPool.h"
 
 namespace vorrim {
 
 namespace {
 
 constexpr std::chrono::milliseconds kReachabilityLimit{8000};
+
+// Logins on one connection whose tags are kept, when each has as many as it may.
+constexpr std::uint32_t kRecordsJoined = 8;
 
 constexpr std::string_view kOutOfDate =
     "You have an out of date client please go to https://vorrim.example/ and upgrade.";
@@ -41,14 +45,18 @@ FrozenRecord with_earlier_tags(RecordView earlier, const FrozenRecord& latest) {
 Connection::Verdict ClientConnection::login(kx_memory_file& payload) {
     FrozenRecord record = FrozenRecord::from_network(payload);
     if (record.empty()) return Verdict::close;
-    allowLongPackets();
     const RecordView earlier = service_.clients.record_of(*this);
+    if (!admits(earlier, record.view())) {
+        pool().limits().log.count(Limit::client_records);
+        return Verdict::close;
+    }
     if (earlier.tag_count() > 0) {
         if (earlier.bytes().size() + record.view().bytes().size() > kMaxPayload) {
             return Verdict::close;
         }
         record = with_earlier_tags(earlier, record);
     }
+    allowLongPackets();
     if (published_ && id() != ClientId()) former_ids_.push_back(id());
     published_ = false;
     port_ = static_cast<std::int16_t>(record.view().port());
@@ -66,6 +74,15 @@ Connection::Verdict ClientConnection::login(kx_memory_file& payload) {
                             kReachabilityLimit, test_,
                             [this](bool reachable) { reachability_known(reachable); });
     return Verdict::keep;
+}
+
+// A record that is kept may hold the tags of several logins.
+bool ClientConnection::admits(RecordView earlier, RecordView latest) const {
+    const RecordLimits& bounds = service_.settings.record_limits;
+    if (!limited()) return true;
+    if (!bounds.admits(latest)) return false;
+    return bounds.bytes == 0 || earlier.bytes().size() + latest.bytes().size() <=
+                                    std::size_t{kRecordsJoined} * bounds.bytes;
 }
 
 void ClientConnection::reachability_known(bool reachable) {

@@ -7,6 +7,7 @@
 #include "client/ClientTable.h"
 #include "client/FileIndex.h"
 #include "client/KnownServers.h"
+#include "client/RecordLimits.h"
 #include "client/RoomList.h"
 #include "client/WelcomeLines.h"
 #include "meta/FrozenRecord.h"
@@ -19,6 +20,10 @@ struct ServiceSettings {
     std::int32_t max_search_results = 200;
     std::int32_t min_version = 50;  // lowest and highest client version that is let in
     std::int32_t max_version = 2000;
+
+    // For clients that are not exempt.
+    std::uint32_t max_files = 0;  // of one client; 0: no limit
+    RecordLimits record_limits{};
 };
 
 struct ClientService {

@@ -10,6 +10,7 @@
 #include "client/ClientConnection.h"
 #include "client/messages.h"
 #include "meta/Opcodes.h"
+#include "search/UnknownOperations.h"
 
 namespace vorrim {
 
@@ -179,6 +180,7 @@ void ClientTable::for_each(const std::function<void(ClientConnection&)>& use) co
 
 std::int32_t ClientTable::match_clients(const Search& search, std::int32_t limit,
                                         const std::function<void(RecordView)>& use) const {
+    const HeldReports reports;
     const kx_read_guard hold(lock_);
     std::int32_t found = 0;
     for (const ClientConnection* client = first_; client != nullptr && found < limit;

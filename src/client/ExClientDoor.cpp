@@ -9,6 +9,16 @@
 
 namespace vorrim {
 
+namespace {
+
+// What a datagram counts for, in bytes, towards the place that it makes the server work for, beside
+// the answers themselves.
+constexpr std::uint32_t kSearchCost = 1024;    // a search that finds nothing is work as well
+constexpr std::uint32_t kCallbackCost = 1024;  // a client connects to that place
+constexpr std::uint32_t kListCost = 1389;      // of servers, as long as one may be
+
+}  // namespace
+
 void ExClientDoor::handle_datagram(kx_memory_file& in) {
     if (read_8(in) != kDatagramMarker) return;
     const std::uint8_t opcode = read_8(in);
@@ -32,6 +42,11 @@ void ExClientDoor::handle_datagram(kx_memory_file& in) {
     }
 }
 
+Told ExClientDoor::witness(std::uint32_t address) const {
+    if (exempt(sender())) return Told::at_home;
+    return sender() == address ? Told::by_itself : Told::by_others;
+}
+
 void ExClientDoor::begin_answer(Opcode opcode) {
     out().clear();
     write_8(out(), kDatagramMarker);
@@ -50,10 +65,11 @@ void ExClientDoor::status(kx_memory_file& in) {
     write_32(out(), challenge);
     write_32(out(), static_cast<std::uint32_t>(service_.clients.count()));
     write_32(out(), static_cast<std::uint32_t>(service_.files.source_total()));
-    reply();
+    reply_status();
 }
 
 void ExClientDoor::search_files(kx_memory_file& in) {
+    if (!may_send(sender(), kSearchCost)) return;
     Search search;
     if (!search.read(in)) return;
     // The asker has no identifier, so it sees what a low one sees.
@@ -63,6 +79,7 @@ void ExClientDoor::search_files(kx_memory_file& in) {
 }
 
 void ExClientDoor::search_users(kx_memory_file& in) {
+    if (!may_send(sender(), kSearchCost)) return;
     Search search;
     if (!search.read(in)) return;
     service_.clients.match_clients(search, service_.settings.max_search_results,
@@ -70,6 +87,7 @@ void ExClientDoor::search_users(kx_memory_file& in) {
 }
 
 void ExClientDoor::get_sources(kx_memory_file& in) {
+    if (!may_answer()) return;
     const FileHash hash = FileHash::read(in);
     begin_answer(Opcode::OP_UDP_FOUND_SOURCES);
     if (service_.files.write_sources(hash, out())) reply();
@@ -80,6 +98,7 @@ void ExClientDoor::request_callback(kx_memory_file& in) {
     const std::uint16_t port = read_16(in);
     const ClientId wanted(read_32(in));
     if (!wanted.below_low_limit() || !address.exceeds_low_range()) return;
+    if (!may_send(address.value(), kCallbackCost)) return;
     const bool asked = service_.clients.with_id(
         wanted, [&](ClientConnection& target) { target.send_callback(address, port); });
     if (asked) return;
@@ -92,7 +111,8 @@ void ExClientDoor::server_hello(kx_memory_file& in) {
     if (!service_.servers.is_public()) return;
     const std::uint32_t address = read_32(in);
     const std::uint16_t port = read_16(in);
-    service_.servers.onHello(address, port);
+    if (!may_send(address, kListCost)) return;
+    service_.servers.onHello(address, port, witness(address));
 }
 
 void ExClientDoor::server_list(kx_memory_file& in) {
@@ -100,12 +120,14 @@ void ExClientDoor::server_list(kx_memory_file& in) {
     const std::uint32_t address = read_32(in);
     const std::uint16_t port = read_16(in);
     const unsigned count = read_8(in);
+    if (!may_send(sender(), kListCost)) return;
     // A list that is shorter than it says teaches nothing.
     kx_memory_file entries = kx_memory_file::reading(in.take(count * kListEntryBytes));
-    service_.servers.onListHeader(address, port);
+    service_.servers.onListHeader(address, port, witness(address));
+    const Told told = exempt(sender()) ? Told::at_home : Told::by_others;
     for (unsigned i = 0; i < count; ++i) {
         const std::uint32_t listed = read_32(entries);
-        service_.servers.learn(listed, read_16(entries));
+        service_.servers.learn(listed, read_16(entries), told);
     }
 }
 

@@ -23,6 +23,8 @@ private:
     void server_hello(kx_memory_file& in);
     void server_list(kx_memory_file& in);
 
+    // Who tells of the server with this address.
+    [[nodiscard]] Told witness(std::uint32_t address) const;
     void begin_answer(Opcode opcode);
     void answer_with(RecordView record);
 

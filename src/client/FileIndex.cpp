@@ -6,6 +6,7 @@
 #include "client/index/CandidatePlan.h"
 #include "client/index/ScanWalk.h"
 #include "meta/Opcodes.h"
+#include "search/UnknownOperations.h"
 
 namespace vorrim {
 
@@ -34,7 +35,8 @@ std::uint32_t FileIndex::file_total() const {
 
 // ---- publication ----
 
-void FileIndex::publish(std::vector<FrozenRecord> records, ClientId owner, std::uint16_t port) {
+std::uint32_t FileIndex::publish(std::vector<FrozenRecord> records, ClientId owner,
+                                 std::uint16_t port) {
     std::vector<Prepared> slice;
     slice.reserve(std::min<std::size_t>(records.size(), tuning_.slice));
     std::int32_t accepted = 0;
@@ -50,6 +52,7 @@ void FileIndex::publish(std::vector<FrozenRecord> records, ClientId owner, std::
     }
     if (!slice.empty()) enter(slice, owner, port);
     source_total_.fetch_add(accepted, std::memory_order_relaxed);
+    return static_cast<std::uint32_t>(accepted);
 }
 
 bool FileIndex::refused(RecordView record) const {
@@ -222,6 +225,7 @@ std::uint32_t FileIndex::run_batch(Search& search, std::int32_t limit, ClientId 
     extract(search);
     CandidatePlan plan(*search.root());
     Matches matches;
+    const HeldReports reports;
     const kx_read_guard guard(lock_);
     if (!plan.admits_all()) plan.order_by(table_.rows().weights());
     search_locked(search, plan, limit, asker, matches);

@@ -54,8 +54,9 @@ public:
     void add_filter(Filter filter);
 
     // Publishes a client's files: each record is stamped with the owner and enters the index, or
-    // adds a source to the entry that its hash has already. Any thread.
-    void publish(std::vector<FrozenRecord> records, ClientId owner, std::uint16_t port);
+    // adds a source to the entry that its hash has already. Returns how many no filter refused. Any
+    // thread.
+    std::uint32_t publish(std::vector<FrozenRecord> records, ClientId owner, std::uint16_t port);
 
     // Removes all sources with this identifier that were published before the call; entries that
     // lose their last source go with them. Costs that client's files, not the index. Any thread.

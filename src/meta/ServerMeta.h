@@ -27,6 +27,10 @@ public:
     void setHistory(std::uint32_t pings) noexcept { history_.store(pings); }
     void addPing() noexcept { history_.fetch_add(1); }
 
+    // Whether it has ever been heard from at its own address, since this process began.
+    [[nodiscard]] bool hasAnswered() const noexcept { return answered_.load(); }
+    void setAnswered() noexcept { answered_.store(true); }
+
     // Address from dotted text, and port, into the fields and the tags IP and Port. False when the
     // address is 0, as it is for a text that is none.
     [[nodiscard]] bool setAddress(std::string_view address, std::uint16_t port);
@@ -42,6 +46,7 @@ private:
     void normalise();
 
     std::atomic<std::uint32_t> history_{0};
+    std::atomic<bool> answered_{false};
 };
 
 }  // namespace vorrim

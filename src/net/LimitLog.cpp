@@ -28,7 +28,7 @@ constexpr std::array<const char*, kLimits> kWhat{
     "reachability tests not made, the port or network is forbidden",
     "datagrams not answered, too many bytes to one place",
     "status datagrams not answered, too many from one place",
-    "servers not taken into the list, which is full",
+    "servers not taken into the list, there is no room",
 };
 
 }  // namespace

@@ -11,8 +11,10 @@
 #include <cstdint>
 
 #include "net/AddressGate.h"
+#include "net/DatagramLimiter.h"
 #include "net/LimitLog.h"
 #include "net/NetworkList.h"
+#include "net/ReachabilityGate.h"
 #include "net/RequestBuckets.h"
 
 namespace vorrim {
@@ -34,6 +36,17 @@ struct Limits {
 
     RequestRates request_rates{};
     AddressGate addresses;
+    ReachabilityGate reachability;
+    DatagramLimiter datagrams;
+
+    // What the operator forbids reachability tests, whoever is exempt: ports below, and networks.
+    std::uint16_t reach_lowest_port = 0;
+    NetworkList unreachable;
+    // Whether a test may try this address, in identifier form.
+    [[nodiscard]] bool may_reach(std::uint32_t address, std::uint16_t port) const noexcept {
+        return port >= reach_lowest_port && !unreachable.contains(address);
+    }
+
     LimitLog log;
 };
 

@@ -86,9 +86,7 @@ void PoolShare::adopt(std::unique_ptr<Task> owned) {
     Task& task = *owned;
     task.slot_ = static_cast<std::uint32_t>(tasks_.size());
     tasks_.push_back(std::move(owned));
-    if (task.socket_ && !set_->add(task.socket_->handle(), task.interest(), task)) {
-        task.closing_.store(true);
-    }
+    if (task.socket_ && !watch(task)) task.closing_.store(true);
     // A first turn: packets may have been queued before the task had a share.
     enqueue(task);
 }
@@ -139,6 +137,10 @@ void PoolShare::setDeadline(Task& task, Task::TimePoint deadline) {
     if (task.deadline_ != Task::kNoDeadline) deadlines_.erase({task.deadline_, &task});
     task.deadline_ = deadline;
     if (deadline != Task::kNoDeadline) deadlines_.insert({deadline, &task});
+}
+
+bool PoolShare::watch(Task& task) {
+    return set_->add(task.socket_->handle(), task.interest(), task);
 }
 
 void PoolShare::wantWritable(Task& task) {

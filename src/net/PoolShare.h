@@ -67,6 +67,7 @@ private:
 
     void setDeadline(Task& task, Task::TimePoint deadline);
     void wantWritable(Task& task);
+    [[nodiscard]] bool watch(Task& task);
     void forget(Task& task);
 
     void enqueue(Task& task);

@@ -9,24 +9,41 @@ namespace vorrim {
 
 void ReachabilityTest::start(socketPool& pool, std::uint32_t address, std::uint16_t port,
                              std::chrono::milliseconds limit, Slot& slot, Done done) {
-    auto socket = pool.net().connect(kx_ip_address(address, port), SocketType::stream,
-                                     ConnectMode::non_blocking);
-    if (!socket) {
+    Limits& limits = pool.limits();
+    if (!limits.may_reach(address, port)) {
+        limits.log.count(Limit::reach_refusals);
         done(false);
         return;
     }
-    auto test = std::make_unique<ReachabilityTest>(std::move(socket), pool, slot, std::move(done));
+    auto test = std::make_unique<ReachabilityTest>(kx_ip_address(address, port), pool, slot, done);
+    const bool enters = !test->limited() || limits.reachability.enter(*test, address);
+    if (enters && !test->connect()) {
+        test->slot_ = nullptr;
+        test.reset();
+        done(false);
+        return;
+    }
     slot = test.get();
     PoolShare::current()->add(std::move(test));
     slot->setDeadline(pool.clock().now() + limit);
 }
 
-ReachabilityTest::ReachabilityTest(std::unique_ptr<kx_net_socket> socket, socketPool& pool,
-                                   Slot& slot, Done done)
-    : Task(std::move(socket), pool), slot_(&slot), done_(std::move(done)) {}
+ReachabilityTest::ReachabilityTest(const kx_ip_address& address, socketPool& pool, Slot& slot,
+                                   Done done)
+    : Task(nullptr, pool), address_(address), slot_(&slot), done_(std::move(done)) {}
 
 ReachabilityTest::~ReachabilityTest() {
+    if (limited()) pool().limits().reachability.leave(*this, address_.value());
     if (slot_ != nullptr) *slot_ = nullptr;
+}
+
+bool ReachabilityTest::limited() const noexcept {
+    return !pool().limits().exempt.contains(address_.value());
+}
+
+bool ReachabilityTest::connect() {
+    setSocket(pool().net().connect(address_, SocketType::stream, ConnectMode::non_blocking));
+    return socket() != nullptr;
 }
 
 std::uint32_t ReachabilityTest::interest() const noexcept {
@@ -41,12 +58,17 @@ void ReachabilityTest::abandon() {
 
 Turn ReachabilityTest::doTask(socketPool& /*pool*/) {
     if (closing()) return report(false);
+    if (socket() == nullptr) {
+        if (!pool().limits().reachability.has_entered(*this)) return Turn::wait;
+        return connect() && startWatching() ? Turn::wait : report(false);
+    }
     // A refused connect shows as writable too, so the outcome has to be asked for.
     if ((flags_ & (kWritable | kException | kPeerEnded)) != 0) return report(socket()->connected());
     return Turn::wait;
 }
 
 Turn ReachabilityTest::onDeadline() {
+    if (socket() == nullptr) pool().limits().log.count(Limit::reach_waits);
     return report(false);
 }
 

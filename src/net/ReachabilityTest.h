@@ -1,6 +1,9 @@
 #pragma once
 // Can a peer be called back? A non-blocking connect with a deadline, watched like any socket.
 //
+// Only so many tests are under way at a time (net/Limits.h). The others wait, and that is part of
+// the time they have. Ports and networks that the operator has forbidden count as unreachable.
+//
 // The test reports exactly once, on its own worker, unless it was abandoned before.
 
 #include <chrono>
@@ -25,8 +28,7 @@ public:
     static void start(socketPool& pool, std::uint32_t address, std::uint16_t port,
                       std::chrono::milliseconds limit, Slot& slot, Done done);
 
-    ReachabilityTest(std::unique_ptr<kx_net_socket> socket, socketPool& pool, Slot& slot,
-                     Done done);
+    ReachabilityTest(const kx_ip_address& address, socketPool& pool, Slot& slot, Done done);
     ~ReachabilityTest() override;
 
     // The one who waits is leaving: report to nobody and end. Own worker only.
@@ -37,7 +39,11 @@ public:
 
 private:
     [[nodiscard]] std::uint32_t interest() const noexcept override;
+    [[nodiscard]] bool limited() const noexcept;
+    [[nodiscard]] bool connect();
     Turn report(bool reachable);
+
+    const kx_ip_address address_;
 
     Slot* slot_;
     Done done_;

@@ -25,6 +25,11 @@ void Task::setDeadline(TimePoint deadline) {
     if (PoolShare* const owner = share_.load()) owner->setDeadline(*this, deadline);
 }
 
+bool Task::startWatching() {
+    PoolShare* const owner = share_.load();
+    return owner != nullptr && owner->watch(*this);
+}
+
 void Task::wantWritable() {
     if (PoolShare* const owner = share_.load()) owner->wantWritable(*this);
 }

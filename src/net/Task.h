@@ -58,13 +58,15 @@ protected:
     [[nodiscard]] PoolShare* share() const noexcept { return share_.load(); }
     [[nodiscard]] kx_net_socket* socket() const noexcept { return socket_.get(); }
     [[nodiscard]] bool closing() const noexcept { return closing_.load(); }
-    // Before the task is given to the pool.
+    // Before the task is given to the pool, or before startWatching.
     void setSocket(std::unique_ptr<kx_net_socket> socket) noexcept { socket_ = std::move(socket); }
 
     // Own worker only.
     void setDeadline(TimePoint deadline);
     [[nodiscard]] TimePoint deadline() const noexcept { return deadline_; }
     void wantWritable();
+    // For a task that has got its socket late. False when the system refuses.
+    [[nodiscard]] bool startWatching();
 
     // What the readiness set reported and nobody has used up yet; own worker only.
     std::uint32_t flags_ = 0;

@@ -4,6 +4,7 @@
 
 #include "base/Output.h"
 #include "base/kx_err.h"
+#include "net/PoolShare.h"
 #include "net/socketPool.h"
 
 namespace vorrim {
@@ -34,11 +35,49 @@ void UDPDoor::open(std::unique_ptr<UDPDoor> door, socketPool& pool, int proxy_wa
     pool.add(std::move(door));
 }
 
+// What is withheld is counted.
+bool UDPDoor::withhold(Limit limit) const {
+    Limits& limits = pool().limits();
+    limits.log.count(limit);
+    return !limits.datagrams.only_counts();
+}
+
+bool UDPDoor::exempt(std::uint32_t address) const noexcept {
+    return pool().limits().exempt.contains(address);
+}
+
+bool UDPDoor::may_answer() {
+    Limits& limits = pool().limits();
+    return exempt(sender()) || limits.datagrams.bytes().has_room(sender(), share()->now()) ||
+           !withhold(Limit::datagram_bytes);
+}
+
+bool UDPDoor::may_send(std::uint32_t address, std::uint32_t bytes) {
+    Limits& limits = pool().limits();
+    // A stranger who names an exempt address is a stranger still.
+    return (exempt(sender()) && exempt(address)) ||
+           limits.datagrams.bytes().take(address, bytes, share()->now()) ||
+           !withhold(Limit::datagram_bytes);
+}
+
 void UDPDoor::reply() {
+    if (may_send(sender(), static_cast<std::uint32_t>(out_.written().size()))) queue_answer();
+    out_.clear();
+}
+
+void UDPDoor::reply_status() {
+    Limits& limits = pool().limits();
+    if (exempt(sender()) || limits.datagrams.statuses().take(sender(), 1, share()->now()) ||
+        !withhold(Limit::datagram_status)) {
+        queue_answer();
+    }
+    out_.clear();
+}
+
+void UDPDoor::queue_answer() {
     const auto written = out_.written();
     answers_.insert(answers_.end(), written.begin(), written.end());
     answer_ends_.emplace_back(answers_.size(), sender_);
-    out_.clear();
     if (answers_.size() >= kAnswerBytes) send_answers();
 }
 

@@ -5,6 +5,9 @@
 //     recvmmsg ──► [datagram][datagram]...  ──► handle_datagram ──► reply() ──► [answers] ──►
 //     sendmmsg
 //
+// No place that is not exempt gets more than so many bytes a second (net/DatagramLimiter.h),
+// whoever seems to ask for them.
+//
 // Threads: its worker's only.
 
 #include <cstddef>
@@ -13,6 +16,7 @@
 #include <vector>
 
 #include "base/file/kx_memory_file.h"
+#include "net/LimitLog.h"
 #include "net/Task.h"
 
 namespace vorrim {
@@ -38,8 +42,23 @@ protected:
     // the sender of the datagram being handled, and empties it for the next answer.
     [[nodiscard]] kx_memory_file& out() noexcept { return out_; }
     void reply();
+    // The same for a status answer, which has a rate of its own and no part in the bytes.
+    void reply_status();
+
+    // The sender of the datagram being handled, in identifier form.
+    [[nodiscard]] std::uint32_t sender() const noexcept { return sender_.value(); }
+    // Whether a peer of this address has no limits.
+    [[nodiscard]] bool exempt(std::uint32_t address) const noexcept;
+    // Whether an answer of some length to the sender would be sent at all: whoever has had too much
+    // need not be worked for.
+    [[nodiscard]] bool may_answer();
+    // The same for something of that many bytes which the handler causes to be sent to `address`,
+    // the sender's or another; then it counts as sent.
+    [[nodiscard]] bool may_send(std::uint32_t address, std::uint32_t bytes);
 
 private:
+    void queue_answer();
+    [[nodiscard]] bool withhold(Limit limit) const;
     void send_answers();
 
     std::uint16_t port_;

@@ -3,11 +3,11 @@
 #include <array>
 #include <vector>
 
-#include "base/Output.h"
 #include "base/file/primitives.h"
 #include "base/string/kx_strtok.h"
 #include "base/string/strings.h"
 #include "search/SpillStack.h"
+#include "search/UnknownOperations.h"
 #include "search/prefix_walk.h"
 
 namespace vorrim {
@@ -148,7 +148,7 @@ bool SN_Operator::evaluate(RecordView record) const {
         }
         bool value = false;
         if (combine)
-            current_output().printError("Unknown Operation in Search");
+            report_unknown(UnknownOperation::combination);
         else if (next)
             value = next->evaluate(record);
 
@@ -419,7 +419,7 @@ bool SN_IntTagCompare::holds_for(std::int32_t tag_value) const {
         case CompareOp::kNotEqual:
             return tag_value != value_;
         default:
-            current_output().printError("Unknown Operation in SN_IntTagCompare");
+            report_unknown(UnknownOperation::comparison);
             return false;
     }
 }

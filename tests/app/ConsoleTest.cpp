@@ -85,7 +85,8 @@ protected:
     ScopedOutput current_{output_};
     ServerSettings settings_;
     NotingNetwork other_servers_;
-    ServerDirectory directory_{settings_, other_servers_};
+    LimitLog limits_;
+    ServerDirectory directory_{settings_, other_servers_, limits_};
     Random random_{1};
     ClientTable clients_{random_};
     FileIndex files_;
@@ -194,9 +195,9 @@ TEST_F(ConsoleTest, OptionsAreShownWithTheCredentials) {
 
 TEST_F(ConsoleTest, ServersAreListedKnownOnesAndThenWorkingOnes) {
     settings_.publicServer = true;
-    directory_.learn(0x04030201, 4661);
+    directory_.learn(0x04030201, 4661, Told::at_home);
     directory_.sweep();
-    directory_.onHello(0x08070605, 65535);
+    directory_.onHello(0x08070605, 65535, Told::at_home);
     ScratchFolder::write("serverList.met",
                          std::string("\x0E\x01\0\0\0\x7F\0\0\x01\x35\x12\x01\0\0\0"
                                      "\x02\x01\0\x01\x03\0abc",

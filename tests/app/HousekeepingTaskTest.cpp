@@ -26,9 +26,9 @@ public:
 class NoServers final : public KnownServers {
 public:
     [[nodiscard]] bool is_public() const override { return false; }
-    void onHello(std::uint32_t, std::uint16_t) override {}
-    void onListHeader(std::uint32_t, std::uint16_t) override {}
-    void learn(std::uint32_t, std::uint16_t) override {}
+    void onHello(std::uint32_t, std::uint16_t, Told) override {}
+    void onListHeader(std::uint32_t, std::uint16_t, Told) override {}
+    void learn(std::uint32_t, std::uint16_t, Told) override {}
     void writeWorkingList(kx_memory_file&) const override {}
 };
 

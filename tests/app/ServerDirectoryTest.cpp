@@ -60,7 +60,8 @@ protected:
     ScopedOutput current_{output_};
     ServerSettings settings_;
     NotingNetwork net_;
-    ServerDirectory directory_{settings_, net_};
+    LimitLog limits_;
+    ServerDirectory directory_{settings_, net_, limits_};
 };
 
 TEST_F(ServerDirectoryTest, WithoutAFileItBeginsWithTheSeedAndCallsItAtOnce) {
@@ -79,7 +80,7 @@ TEST_F(ServerDirectoryTest, WithoutAFileItBeginsWithTheSeedAndCallsItAtOnce) {
 TEST_F(ServerDirectoryTest, WithoutAGoodSeedItBeginsWithNothing) {
     for (const char* seed : {"", "localhost", "1.2.3"}) {
         settings_.seedIP = seed;
-        ServerDirectory directory(settings_, net_);
+        ServerDirectory directory(settings_, net_, limits_);
         directory.start();
         EXPECT_EQ(list([&](const auto& see) { directory.forEachKnown(see); }), Servers()) << seed;
     }
@@ -101,24 +102,24 @@ TEST_F(ServerDirectoryTest, AFileThatCannotBeReadGivesWayToTheSeed) {
     };
     for (const auto& [content, expected] : outcomes) {
         ScratchFolder::write("serverList.met", content);
-        ServerDirectory directory(settings_, net_);
+        ServerDirectory directory(settings_, net_, limits_);
         directory.start();
         EXPECT_EQ(list([&](const auto& see) { directory.forEachKnown(see); }), expected);
     }
     for (const std::size_t size : {0U, 1U, 4U, 5U, 10U, 14U}) {
         ScratchFolder::write("serverList.met", one.substr(0, size));
-        ServerDirectory directory(settings_, net_);
+        ServerDirectory directory(settings_, net_, limits_);
         EXPECT_THROW(directory.start(), kx_err) << size;
     }
 }
 
 TEST_F(ServerDirectoryTest, SilentServersAreCalledSixTimesAndForgottenByTheSeventhSweep) {
-    directory_.learn(kOther, 4661);
-    directory_.learn(kOther, 4662);
+    directory_.learn(kOther, 4661, Told::at_home);
+    directory_.learn(kOther, 4662, Told::at_home);
     for (int sweep = 1; sweep <= 6; ++sweep) {
         directory_.sweep();
         EXPECT_EQ(net_.take().size(), 2U) << sweep;
-        if (sweep == 3) directory_.onListHeader(kOther, 4662);
+        if (sweep == 3) directory_.onListHeader(kOther, 4662, Told::at_home);
     }
     EXPECT_EQ(known(), (Servers{"1.2.3.4:4661 6", "1.2.3.4:4662 3"}));
     directory_.sweep();
@@ -127,13 +128,13 @@ TEST_F(ServerDirectoryTest, SilentServersAreCalledSixTimesAndForgottenByTheSeven
 }
 
 TEST_F(ServerDirectoryTest, TheCountOfPingsGoesOnAfterARestart) {
-    directory_.learn(kOther, 4661);
+    directory_.learn(kOther, 4661, Told::at_home);
     for (int sweep = 1; sweep <= 6; ++sweep)
         directory_.sweep();
     directory_.save();
     net_.take();
 
-    ServerDirectory next(settings_, net_);
+    ServerDirectory next(settings_, net_, limits_);
     next.start();
     next.sweep();
     EXPECT_EQ(net_.take(), Datagrams());
@@ -142,8 +143,8 @@ TEST_F(ServerDirectoryTest, TheCountOfPingsGoesOnAfterARestart) {
 }
 
 TEST_F(ServerDirectoryTest, ItNeverCallsNorForgetsItself) {
-    directory_.learn(kOwn, kOwnPort);
-    directory_.learn(kOwn, kOwnPort + 1);  // another server of the same host
+    directory_.learn(kOwn, kOwnPort, Told::at_home);
+    directory_.learn(kOwn, kOwnPort + 1, Told::at_home);  // another server of the same host
     for (int sweep = 1; sweep <= 8; ++sweep)
         directory_.sweep();
     EXPECT_EQ(net_.take().size(), 6U);
@@ -151,13 +152,14 @@ TEST_F(ServerDirectoryTest, ItNeverCallsNorForgetsItself) {
 }
 
 TEST_F(ServerDirectoryTest, AGreetingIsAnsweredWhereItSaysWithAllWhoWereHeardFrom) {
-    directory_.onHello(kOther, 4661);
+    directory_.onHello(kOther, 4661, Told::at_home);
     EXPECT_EQ(net_.take(),
               (Datagrams{{"1.2.3.4:4665", std::string("\xE3\xA1\x05\x03\x02\x01\x35\x12\x01"
                                                       "\x01\x02\x03\x04\x35\x12",
                                                       15)}}));
-    directory_.onHello(kOther, 0xFFFF);  // the ports are 16 bits wide: 65535 + 4 is 3
-    directory_.onHello(kOther, 4661);    // known already, and counted once
+    directory_.onHello(kOther, 0xFFFF,
+                       Told::at_home);                // the ports are 16 bits wide: 65535 + 4 is 3
+    directory_.onHello(kOther, 4661, Told::at_home);  // known already, and counted once
     EXPECT_EQ(net_.take(),
               (Datagrams{{"1.2.3.4:3", std::string("\xE3\xA1\x05\x03\x02\x01\x35\x12\x02"
                                                    "\x01\x02\x03\x04\x35\x12"
@@ -172,19 +174,49 @@ TEST_F(ServerDirectoryTest, AGreetingIsAnsweredWhereItSaysWithAllWhoWereHeardFro
 }
 
 TEST_F(ServerDirectoryTest, AListMakesAKnownSenderFreshAndAnUnknownOneNotKnown) {
-    directory_.learn(kOther, 4661);
+    directory_.learn(kOther, 4661, Told::at_home);
     directory_.sweep();
-    directory_.onListHeader(kOther, 4661);
-    directory_.onListHeader(kOther, 4662);
+    directory_.onListHeader(kOther, 4661, Told::at_home);
+    directory_.onListHeader(kOther, 4662, Told::at_home);
     EXPECT_EQ(known(), (Servers{"1.2.3.4:4661 0"}));
     EXPECT_EQ(working(), (Servers{"1.2.3.4:4661 0"}));
     directory_.sweep();
     EXPECT_EQ(working(), Servers());
 }
 
+TEST_F(ServerDirectoryTest, WithoutRoomThoseWhoAnsweredStayAndThoseOnlyHeardOfMakeRoom) {
+    settings_.knownServers = 3;
+    settings_.serversPerNetwork = 2;
+    const auto address = [](std::uint32_t network, std::uint32_t host) {
+        return 0x01 | network << 16U | host << 24U;  // 1.0.network.host
+    };
+    directory_.learn(address(1, 1), 1, Told::by_others);
+    directory_.learn(address(1, 2), 1, Told::by_others);
+    directory_.learn(address(1, 3), 1, Told::by_others);  // a third of the network
+    directory_.learn(address(2, 1), 1, Told::by_others);
+    directory_.learn(address(3, 1), 1, Told::by_others);  // a fourth altogether
+    directory_.onHello(address(3, 2), 1, Told::by_others);
+    directory_.onHello(address(1, 2), 1, Told::by_others);  // known already
+    EXPECT_EQ(known(), (Servers{"1.0.1.1:1 0", "1.0.1.2:1 0", "1.0.2.1:1 0"}));
+    EXPECT_EQ(limits_.total(Limit::known_servers), 3U);
+
+    directory_.sweep();
+    directory_.onHello(address(1, 2), 1, Told::by_others);
+    directory_.onHello(address(3, 3), 1, Told::by_itself);  // instead of the one silent longest
+    EXPECT_EQ(known(), (Servers{"1.0.1.2:1 0", "1.0.2.1:1 1", "1.0.3.3:1 0"}));
+    directory_.onHello(address(1, 2), 1, Told::by_itself);
+    directory_.onHello(address(1, 4), 1, Told::by_itself);
+    directory_.onHello(address(1, 5), 1, Told::by_itself);  // its network is full of good ones
+    EXPECT_EQ(known(), (Servers{"1.0.1.2:1 0", "1.0.3.3:1 0", "1.0.1.4:1 0"}));
+    EXPECT_EQ(working(), (Servers{"1.0.1.2:1 0", "1.0.3.3:1 0", "1.0.1.4:1 0"}));
+    EXPECT_EQ(limits_.total(Limit::known_servers), 4U);
+    directory_.learn(address(4, 1), 1, Told::at_home);
+    EXPECT_EQ(known().size(), 4U);
+}
+
 TEST_F(ServerDirectoryTest, AListNamesTheFirst230) {
     for (std::uint16_t port = 1; port <= 231; ++port)
-        directory_.onHello(kOther, port);
+        directory_.onHello(kOther, port, Told::at_home);
     const Datagrams answers = net_.take();
     for (const std::size_t answer : {229U, 230U}) {
         const std::string& bytes = answers[answer].bytes;
@@ -201,12 +233,12 @@ TEST_F(ServerDirectoryTest, AServerThatIsNotPublicKeepsItsListAndIsSilent) {
     settings_.seedIP = "1.2.3.4";
     directory_.start();
     directory_.sweep();
-    directory_.onHello(kOther, 4662);
+    directory_.onHello(kOther, 4662, Told::at_home);
     EXPECT_EQ(output_.text, "");
     EXPECT_EQ(net_.take(), Datagrams());
     EXPECT_EQ(known(), (Servers{"1.2.3.4:4661 0"}));
     directory_.save();
-    ServerDirectory next(settings_, net_);
+    ServerDirectory next(settings_, net_, limits_);
     settings_.seedIP.reset();
     next.start();
     EXPECT_EQ(list([&](const auto& see) { next.forEachKnown(see); }), known());
@@ -215,10 +247,10 @@ TEST_F(ServerDirectoryTest, AServerThatIsNotPublicKeepsItsListAndIsSilent) {
 TEST_F(ServerDirectoryTest, AFailingSaveOrSendChangesNothing) {
     settings_.serverListFile = "no such folder/serverList.met";
     net_.unreachable = true;
-    directory_.learn(kOther, 4661);
+    directory_.learn(kOther, 4661, Told::at_home);
     directory_.save();
     directory_.sweep();
-    directory_.onHello(kOther, 4662);
+    directory_.onHello(kOther, 4662, Told::at_home);
     EXPECT_EQ(known(), (Servers{"1.2.3.4:4661 1", "1.2.3.4:4662 0"}));
 }
 
@@ -227,9 +259,9 @@ TEST_F(ServerDirectoryTest, GreetingsDuringSweepsLeaveNoForgottenServerBehind) {
     std::atomic<bool> over{false};
     const auto greet = [&](std::uint32_t base) {
         for (std::uint16_t i = 0; !over; ++i) {
-            directory_.onHello(base, static_cast<std::uint16_t>(i % 50));
-            directory_.learn(base + 1, static_cast<std::uint16_t>(i % 500));
-            directory_.onListHeader(base + 1, static_cast<std::uint16_t>(i % 7));
+            directory_.onHello(base, static_cast<std::uint16_t>(i % 50), Told::at_home);
+            directory_.learn(base + 1, static_cast<std::uint16_t>(i % 500), Told::at_home);
+            directory_.onListHeader(base + 1, static_cast<std::uint16_t>(i % 7), Told::at_home);
             static_cast<void>(working_list());
         }
     };

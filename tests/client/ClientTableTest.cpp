@@ -9,9 +9,9 @@ namespace {
 class NoServers final : public KnownServers {
 public:
     [[nodiscard]] bool is_public() const override { return false; }
-    void onHello(std::uint32_t, std::uint16_t) override {}
-    void onListHeader(std::uint32_t, std::uint16_t) override {}
-    void learn(std::uint32_t, std::uint16_t) override {}
+    void onHello(std::uint32_t, std::uint16_t, Told) override {}
+    void onListHeader(std::uint32_t, std::uint16_t, Told) override {}
+    void learn(std::uint32_t, std::uint16_t, Told) override {}
     void writeWorkingList(kx_memory_file& out) const override { write_8(out, 0); }
 };
 

@@ -307,6 +307,40 @@ TEST_F(LimitedConnectionTest, WhoAsksTooFastIsReadMoreSlowlyAndClosedOnlyAfterAL
     EXPECT_EQ(count(Limit::flood), 1U);
 }
 
+TEST(PlaceCountersTest, APlaceGetsItsBurstThenItsRateAndNetworksSeveralTimesThat) {
+    ManualClock clock;
+    PlaceCounters counters;
+    counters.set_limits(1000, 5000, 42);
+    const std::uint32_t target = textToIp("9.8.7.6");
+    const auto takes = [&](std::uint32_t address, std::uint32_t amount) {
+        return counters.take(address, amount, clock.now());
+    };
+    EXPECT_TRUE(takes(target, 4000));
+    EXPECT_FALSE(takes(target, 1001));
+    EXPECT_TRUE(takes(target, 1000));
+    EXPECT_FALSE(counters.has_room(target, clock.now()));
+    EXPECT_TRUE(takes(textToIp("9.8.7.7"), 5000));
+    clock.advance(500ms);
+    EXPECT_TRUE(takes(target, 500));
+    EXPECT_FALSE(takes(target, 1));
+
+    // All addresses of a network together: 16 bursts for a /24, 256 for a /16.
+    const auto fill = [&](std::uint32_t first, std::uint32_t count, std::uint32_t step) {
+        int bursts = 0;
+        for (std::uint32_t i = 0; i < count; ++i)
+            bursts += takes(__builtin_bswap32(__builtin_bswap32(first) + i * step), 5000);
+        return bursts;
+    };
+    clock.advance(1h);
+    EXPECT_EQ(fill(textToIp("20.1.1.0"), 256, 1), 16);
+    EXPECT_EQ(fill(textToIp("20.2.0.0"), 8 * 256, 1), 64);
+    EXPECT_EQ(fill(textToIp("20.3.0.0"), 65'536, 1), 256);
+    // A flood that seems to come from everywhere leaves those it does not name alone.
+    EXPECT_GT(fill(textToIp("30.0.0.0"), 20'000, 65'537), 15'000);
+    EXPECT_TRUE(takes(target, 5000));
+    EXPECT_TRUE(PlaceCounters().take(target, 1'000'000, clock.now()));  // no limit
+}
+
 TEST(KeepAliveTest, TheDeadAreFoundByKeepAlive) {
     kx_tcpip_protocol net;
     const auto listener = net.listen(0, 0, SocketType::stream);

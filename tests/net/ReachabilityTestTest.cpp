@@ -85,5 +85,76 @@ TEST_F(ReachabilityTestTest, APeerThatDropsEverythingCountsAsUnreachableAtTheDea
     EXPECT_EQ(share_.load(), 0U);
 }
 
+TEST_F(ReachabilityTestTest, OnlySoManyAreUnderWayAndTheOthersWaitTheirTurn) {
+    limits_.reachability.set_limits(2, 1);
+    limits_.reach_lowest_port = 2;
+    ASSERT_TRUE(limits_.unreachable.add("10.0.0.0/8"));
+    kx_tcpip_socket listener(SocketType::stream);
+    kx_ip_address any(0, 0);
+    ASSERT_EQ(::bind(listener.handle(), reinterpret_cast<const sockaddr*>(&any.endpoint()),
+                     sizeof(sockaddr_in)),
+              0);
+    ASSERT_EQ(::listen(listener.handle(), 0), 0);
+    const std::uint16_t port = listener.local_address()->get_port();
+    std::vector<std::unique_ptr<kx_net_socket>> filling;
+    for (int i = 0; i < 3; ++i)
+        filling.push_back(net_.connect(kx_ip_address(kLoopback, port), SocketType::stream,
+                                       ConnectMode::non_blocking));
+
+    struct Client {
+        ReachabilityTest* test = nullptr;
+        std::optional<bool> reachable;
+    };
+    std::array<Client, 6> clients;
+    const auto test = [&](std::size_t i, std::uint32_t address, std::uint16_t to) {
+        pool_.add(std::make_unique<Starter>(pool_, [&, i, address, to] {
+            ReachabilityTest::start(pool_, address, to, kLimit, clients[i].test,
+                                    [&, i](bool reachable) { clients[i].reachable = reachable; });
+        }));
+        settle();
+    };
+    const auto good = net_.listen(0, 0, SocketType::stream);
+    const std::uint16_t open = good->local_address()->get_port();
+    const auto nth = [](unsigned n) { return kLoopback + (n << 24U); };  // 127.0.0.1 + n
+    test(0, nth(0), port);
+    test(1, nth(0), open);  // one too many for its address
+    test(2, nth(1), port);
+    test(3, nth(2), open);  // one too many altogether
+    for (const std::size_t i : {0U, 1U, 2U, 3U})
+        EXPECT_TRUE(clients[i].test != nullptr && !clients[i].reachable.has_value()) << i;
+    clock_.advance(std::chrono::milliseconds(10));
+    clients[2].test->abandon();
+    settle();
+    EXPECT_EQ(clients[3].reachable, true);
+    EXPECT_FALSE(clients[1].reachable.has_value());
+
+    // What waits to the end of its time counts as unreachable.
+    test(4, nth(0), open);
+    clients[0].test->abandon();
+    settle();
+    EXPECT_EQ(clients[1].reachable, true);
+    EXPECT_EQ(clients[4].reachable, true);
+    test(0, nth(0), port);
+    clock_.advance(std::chrono::milliseconds(1));
+    test(5, nth(0), open);
+    clock_.advance(kLimit - std::chrono::milliseconds(2));
+    settle();
+    EXPECT_FALSE(clients[5].reachable.has_value());
+    EXPECT_EQ(limits_.log.total(Limit::reach_waits), 0U);
+    clock_.advance(std::chrono::milliseconds(2));
+    settle();
+    EXPECT_EQ(clients[5].reachable, false);
+    EXPECT_EQ(limits_.log.total(Limit::reach_waits), 1U);
+    EXPECT_EQ(share_.load(), 0U);
+
+    for (const auto& [address, to] :
+         {std::pair{nth(0), std::uint16_t{1}}, std::pair{std::uint32_t{0x0101010A}, open}}) {
+        clients[0].reachable.reset();
+        test(0, address, to);
+        EXPECT_EQ(clients[0].reachable, false);
+    }
+    EXPECT_EQ(limits_.log.total(Limit::reach_refusals), 2U);
+}
+
 }  // namespace
 }  // namespace vorrim

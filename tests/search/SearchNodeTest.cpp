@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "search/SearchNode.h"
+#include "search/UnknownOperations.h"
 #include "search/required_sides.h"
 #include "tests/search/SearchFixture.h"
 
@@ -83,6 +84,29 @@ TEST(SearchNodeTest, AnUnknownOperatorIsFalseAndReportedEachTimeItIsEvaluated) {
     EXPECT_FALSE(node->evaluate(record));
     EXPECT_EQ(errors.lines.size(), 4U);
     EXPECT_EQ(asked, "");
+}
+
+TEST(SearchNodeTest, ReportsThatAreHeldComeLaterInOrderAndNotWithoutEnd) {
+    ErrorLines errors;
+    const auto unknown = combine(9, word("a"), word("b"));
+    const SN_IntTagCompare compare(1, 77, "x");
+    const Record record = Record().integer("x", 1);
+    {
+        const HeldReports outer;
+        {
+            const HeldReports held;
+            EXPECT_FALSE(unknown->evaluate(record));
+            EXPECT_FALSE(compare.evaluate(record));
+        }
+        EXPECT_TRUE(errors.lines.empty());
+    }
+    EXPECT_EQ(errors.lines, (std::vector<std::string>{kUnknownOperator, test::kUnknownCompare}));
+    {
+        const HeldReports held;
+        for (std::size_t i = 0; i < HeldReports::kMostLines + 5; ++i)
+            EXPECT_FALSE(unknown->evaluate(record));
+    }
+    EXPECT_EQ(errors.lines.size(), 2 + HeldReports::kMostLines);
 }
 
 TEST(SearchNodeTest, AnOperatorThatNeedsNotBeAskedReportsNothing) {

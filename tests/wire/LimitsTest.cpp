@@ -180,5 +180,127 @@ TEST(Limits, WhoAsksTooFastIsServedMoreSlowlyAndClosedWhenItGoesOn) {
     server.expect_said(said);
 }
 
+TEST(Limits, FilesBeyondWhatOneClientMayPublishAreRefused) {
+    LimitedServer server("clientFiles=3");
+    const WireClient client = WireClient::low(server);
+    const auto some = [](std::uint32_t number) { return file(hash_of(number), "song"); };
+    client.publish({some(1), some(2)});
+    client.publish({some(3), some(4), some(5)});
+    client.publish({some(6)});
+    EXPECT_EQ(server->status().files, 3U);
+    EXPECT_TRUE(client.sources(hash_of(3)).has_value());
+    EXPECT_FALSE(client.sources(hash_of(4)).has_value());
+    const WireClient other = WireClient::low(server);
+    other.publish({some(1), some(2), some(3)});
+    EXPECT_EQ(server->status().files, 6U);
+    server.expect_said({"files refused, too many of one client: 3 "});
+}
+
+TEST(Limits, RecordsThatAreTooLargeAreRefusedAsAWhole) {
+    // A file of this name has two tags, of 38 bytes together.
+    LimitedServer server("recordBytes=100\nrecordTags=3\ntagNameBytes=10\ntagValueBytes=30");
+    const std::string name = "a song";
+    const auto with = [&](std::uint32_t number, const std::vector<Tag>& more) {
+        Record record = file(hash_of(number), name);
+        record.tags.insert(record.tags.end(), more.begin(), more.end());
+        return record;
+    };
+    const std::string ten(10, 'n');
+    const std::string thirty(30, 'v');
+    const Record good = with(1, {text_tag(ten, thirty)});
+    const Record too_many = with(2, {int_tag("a", 1), int_tag("b", 1)});
+    const Record long_name = with(3, {int_tag(ten + 'n', 1)});
+    const Record long_value = with(4, {text_tag("a", thirty + 'v')});
+    Record large = with(5, {});
+    large.tags = {text_tag(kName, thirty), text_tag("b", thirty), text_tag("c", thirty)};
+    ASSERT_GT(encode(large).size(), 100U);
+    ASSERT_LE(encode(good).size(), 100U);
+    const WireClient client = WireClient::high(server);
+    client.publish({too_many, good, long_name, long_value, large});
+    EXPECT_EQ(server->status().files, 1U);
+    const std::vector<Record> found = client.search(words("song")).records;
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(found[0].text(ten), thirty);  // whole, nothing cut
+
+    WireClient person(server);
+    Record record = client_record(hash_of(9), "person");
+    record.tags.push_back(text_tag("a", thirty + 'v'));
+    person.send(login(record));
+    person.expect_closed();
+    server.expect_said({"files refused, their records too large: 4 ",
+                        "logins refused, their records too large: 1 "});
+}
+
+TEST(Limits, NoPlaceGetsMoreByDatagramThanItsShare) {
+    const std::string small = "datagramBytes=1\ndatagramBurst=2300\ndatagramStatus=0\n";
+    for (const bool counted_only : {false, true}) {
+        SCOPED_TRACE(counted_only);
+        LimitedServer server(small + (counted_only ? "datagramCountOnly=true" : ""));
+        const WireClient owner = WireClient::high(server);
+        owner.publish({file(hash_of(1), "song")});
+        const std::size_t size = 25;  // of an answer with one source
+        const std::size_t share = 2300 / size;
+        const Datagram asker(server);
+        std::size_t answers = 0;
+        for (std::size_t i = 0; i < share + 10; ++i)
+            answers += asker.all_answers(udp_sources(hash_of(1))).size();
+        EXPECT_EQ(answers, counted_only ? share + 10 : share);
+        EXPECT_EQ(Datagram(server).all_answers(udp_sources(hash_of(1))).size(), 1U);
+
+        // A search is worth a share as well, whatever it finds.
+        const Datagram searcher(server);
+        EXPECT_EQ(searcher.results(udp_search_files(words("song"))).size(), 1U);
+        EXPECT_EQ(searcher.results(udp_search_users(words("high"))).size(), 1U);
+        EXPECT_EQ(searcher.results(udp_search_files(words("song"))).size(), counted_only ? 1U : 0U);
+
+        // A call-back goes to the address that it names, whoever asks for it.
+        const WireClient low = WireClient::low(server);
+        for (int i = 0; i < 3; ++i)
+            Datagram(server).send(udp_callback(0x04030201, 4662, low.id()));
+        const Bytes request = hex("35 01 02 03 04").u16(4662);
+        wait_until("the requests are there", [&] { return server->status().users == 2; });
+        for (int i = 0; i < (counted_only ? 3 : 2); ++i)
+            EXPECT_EQ(low.receive(), request);
+        low.expect_nothing();
+        server.expect_said({"datagrams not answered, too many bytes to one place: "});
+    }
+    LimitedServer server("datagramStatus=1");
+    const WireClient owner = WireClient::high(server);
+    owner.publish({file(hash_of(1), "song")});
+    const Datagram asker(server);
+    for (std::uint32_t i = 0; i < 20; ++i)
+        asker.send(udp_status(i));
+    asker.send(udp_sources(hash_of(1)));
+    int statuses = 0;
+    while (asker.receive().first(2) == hex("E3 97"))
+        ++statuses;
+    EXPECT_GE(statuses, 10);
+    EXPECT_LT(statuses, 20);
+    server.expect_said({"status datagrams not answered, too many from one place: "});
+}
+
+TEST(Limits, SoManyServersOfANetworkAreKnown) {
+    LimitedServer server("public=true\nserversPerNetwork=2\nknownServers=3");
+    const auto greet = [&](Address address) {
+        const Datagram other(server, address);
+        other.send(hex("E3 A0").u32(address.value()).u16(4661));
+        static_cast<void>(other.status());
+    };
+    const auto greet_from_all = [&] {
+        for (const unsigned network : {77U, 78U})
+            for (unsigned host = 1; host <= 3; ++host)
+                greet(Address(127, 200, network, host));
+    };
+    // The first sweep begins the list that clients get afresh, and may come in between.
+    const WireClient client(server);
+    wait_until("three servers", [&] {
+        greet_from_all();
+        const std::size_t size = client.ask(hex("14")).size();
+        static_cast<void>(client.receive());  // the server itself
+        return size == 2 + 3 * 6;
+    });
+    server.expect_said({"servers not taken into the list, there is no room: "});
+}
+
 }  // namespace
 }  // namespace vorrim::wire

@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <poll.h>
@@ -178,6 +180,53 @@ TEST(Unreachable, AStopDoesNotWaitForThem) {
     EXPECT_LT(Clock::now() - start, std::chrono::seconds(6));
     for (const WireClient& client : crowd)
         client.expect_closed();
+}
+
+// Connects that the system has begun towards a port and not finished.
+int connects_under_way(std::uint16_t port) {
+    constexpr unsigned kSynSent = 2;
+    std::ifstream table("/proc/net/tcp");
+    std::string line;
+    int count = 0;
+    while (std::getline(table, line)) {
+        unsigned to = 0;
+        unsigned state = 0;
+        if (std::sscanf(line.c_str(), "%*d: %*x:%*x %*x:%x %x", &to, &state) == 2 && to == port &&
+            state == kSynSent)
+            ++count;
+    }
+    return count;
+}
+
+TEST(Unreachable, OnlySoManyTestsAreUnderWayAtATime) {
+    const ServerProcess server("limitExempt=\nreachTests=3");
+    const BlackHole hole;
+    const int fillers = connects_under_way(hole.port());
+    std::vector<WireClient> crowd;
+    for (std::uint32_t i = 0; i < 20; ++i) {
+        crowd.emplace_back(server);
+        crowd.back().send(login_through(hole.port(), i));
+    }
+    server.wait_for_users(20);
+    wait_until("three tests", [&] { return connects_under_way(hole.port()) == fillers + 3; });
+    WireClient::low(server).expect_nothing();  // waits for its turn, and others for their answers
+    EXPECT_LE(connects_under_way(hole.port()), fillers + 3);
+    for (const WireClient& client : crowd) {
+        Reader reader(client.receive());
+        reader.expect_u8(0x40, "id");
+        EXPECT_LT(reader.u32(), 0xFFFFFFU);
+    }
+}
+
+TEST(Unreachable, TheOperatorMayForbidPortsAndPrivateNetworks) {
+    for (const char* settings : {"reachMinPort=65535", "reachPrivate=false"}) {
+        ServerProcess server(settings);
+        WireClient client(server);
+        client.open_door();
+        EXPECT_LT(client.login(client_record(hash_of(1), "open")).id, 0xFFFFFFU) << settings;
+        server.stop(SIGTERM);
+        EXPECT_NE(server.output().find("Limit: reachability tests not made"), std::string::npos);
+    }
 }
 
 }  // namespace
