@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
+#include <iterator>
 #include <string>
+#include <system_error>
 #include <time.h>
 #include <unistd.h>
 
@@ -39,6 +42,12 @@ std::uint64_t ServerProcess::resident_bytes() const {
         std::fclose(file);
     }
     return resident * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+}
+
+std::uint64_t ServerProcess::descriptors() const {
+    std::error_code gone;
+    const std::filesystem::directory_iterator open("/proc/" + std::to_string(pid_) + "/fd", gone);
+    return static_cast<std::uint64_t>(std::distance(begin(open), end(open)));
 }
 
 Meter::Meter(const Options& options, Result& result)

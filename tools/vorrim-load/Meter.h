@@ -19,6 +19,7 @@ public:
     // User and system time of all its threads, those that have ended included.
     [[nodiscard]] double processor_seconds() const noexcept;
     [[nodiscard]] std::uint64_t resident_bytes() const;
+    [[nodiscard]] std::uint64_t descriptors() const;
 
 private:
     pid_t pid_;

@@ -53,6 +53,11 @@ void Peer::abort() {
     if (handle_ < 0) return;
     const linger reset{1, 0};
     ::setsockopt(handle_, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+    close();
+}
+
+void Peer::close() {
+    if (handle_ < 0) return;
     ::close(std::exchange(handle_, -1));
     out_.clear();
     out_sent_ = 0;

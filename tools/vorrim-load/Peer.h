@@ -32,6 +32,8 @@ public:
 
     // Starts a non-blocking connect; `source` (network order) binds the near end unless it is 0.
     [[nodiscard]] bool connect(const Target& target, std::uint32_t source);
+    // Closes as programs do.
+    void close();
     // Closes with a reset, so that a finished port is free at once.
     void abort();
 

@@ -89,10 +89,10 @@ std::string name_of(std::uint64_t seed, std::uint64_t file) {
     return name;
 }
 
-Bytes login(std::uint16_t port) {
+Bytes login(std::uint16_t port, std::uint64_t who) {
     Packet packet = begin(Opcode::OP_LOGIN);
     kx_memory_file& out = packet.body();
-    write_bytes(out, hash_of(0x10617, port));
+    write_bytes(out, hash_of(0x10617, port + (who << 16U)));
     write_32(out, 0);
     write_16(out, port);
     write_32(out, 2);

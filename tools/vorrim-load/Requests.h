@@ -23,7 +23,8 @@ using Hash = std::array<std::byte, 16>;
 [[nodiscard]] std::string word(Random& random);
 
 // Whole frames.
-[[nodiscard]] Bytes login(std::uint16_t port);
+// `who` tells clients apart that announce the same port.
+[[nodiscard]] Bytes login(std::uint16_t port, std::uint64_t who = 0);
 [[nodiscard]] Bytes offer(std::uint64_t seed, std::uint64_t first, std::uint64_t count);
 [[nodiscard]] Bytes get_sources(const Hash& hash);
 [[nodiscard]] Bytes find_nobody();

@@ -26,6 +26,9 @@ struct Options {
     bool json = false;
     std::string speak = "vorrim";  // see Dialect.h
     pid_t server_pid = 0;          // whose processor time and memory to report; 0: nobody's
+    // Of the soak.
+    std::string csv;   // where its lines go; empty: nowhere
+    double every = 5;  // seconds from line to line
 };
 
 struct Result {
@@ -62,6 +65,7 @@ Result run_room(const Options& options);
 Result run_idle(const Options& options);
 Result run_unreachable(const Options& options);
 Result run_tracker_list(const Options& options);
+Result run_soak(const Options& options);
 Result run_udp_sources(const Options& options);
 Result run_udp_status(const Options& options);
 

@@ -23,6 +23,7 @@ const std::vector<ScenarioInfo>& scenarios() {
         {"idle", "log in and be quiet", run_idle},
         {"unreachable", "logins whose call-back hangs, with an ordinary client meanwhile",
          run_unreachable},
+        {"soak", "clients come, publish, search, chat and vanish", run_soak},
         {"udp-sources", "who has this file, by datagram", run_udp_sources},
         {"tracker-list", "print the hashes that a tracker has to let in, as notes",
          run_tracker_list},
@@ -120,6 +121,9 @@ int run(int argc, char** argv) {
         ->capture_default_str();
     app.add_option("--server-pid", options.server_pid,
                    "the server's process, to report its processor time and memory");
+    app.add_option("--csv", options.csv, "soak: a file for one line of figures every few seconds");
+    app.add_option("--every", options.every, "soak: seconds from line to line")
+        ->capture_default_str();
     app.add_flag("--json", options.json);
     CLI11_PARSE(app, argc, argv);
     for (const ScenarioInfo& info : scenarios()) {
