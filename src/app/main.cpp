@@ -65,6 +65,8 @@ int main(int argc, char** argv) {
     using namespace vorrim;
     hold_standard_descriptors();
     std::signal(SIGPIPE, SIG_IGN);
+    // A file that may not grow is a write that fails, as on a full disk, and no reason to end.
+    std::signal(SIGXFSZ, SIG_IGN);
     const auto parsed = parseOptions(argc, argv);
     if (const int* const status = std::get_if<int>(&parsed)) return *status;
     const Options& options = std::get<Options>(parsed);

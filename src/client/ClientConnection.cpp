@@ -51,7 +51,8 @@ bool ClientConnection::farewell() {
     FileIndex& files = service_.files;
     if (!departure_) {
         if (test_ != nullptr) test_->abandon();
-        if (room_ != nullptr) std::exchange(room_, nullptr)->leave(*this);
+        if (room_ != nullptr) room_->leave(*this);
+        room_ = nullptr;
         departure_ = std::make_unique<FileIndex::Departure>(files.begin_departure(id()));
     }
     if (files.continue_departure(*departure_)) return false;

@@ -1,6 +1,7 @@
 #include "net/Door.h"
 
 #include <chrono>
+#include <new>
 
 #include "base/Output.h"
 #include "base/kx_err.h"
@@ -86,6 +87,9 @@ void Door::admit(std::unique_ptr<kx_net_socket> socket, socketPool& pool) {
             pool.add(std::move(connection));
         }
     } catch (const kx_err&) {
+        current_output().printVerbose("*** Exception in Door\n");
+    } catch (const std::bad_alloc&) {
+        // No memory for one more: those who are there have what they need.
         current_output().printVerbose("*** Exception in Door\n");
     }
 }

@@ -1,6 +1,7 @@
 #include "net/PoolShare.h"
 
 #include <algorithm>
+#include <new>
 
 #include "base/Output.h"
 #include "base/kx_err.h"
@@ -98,7 +99,14 @@ void PoolShare::dismiss(Task& task) {
         setDeadline(task, Task::kNoDeadline);
         stop_watching(task);
     }
-    if (task.farewell()) {
+    bool done = false;
+    try {
+        done = task.farewell();
+    } catch (const kx_err&) {
+        // What memory does not allow now is done when others have left.
+    } catch (const std::bad_alloc&) {
+    }
+    if (done) {
         destroy(task);
     } else {
         enqueue(task);
@@ -199,6 +207,8 @@ void PoolShare::give_turn(Task& task, Step step) {
     try {
         turn = step();
     } catch (const kx_err&) {
+        current_output().printVerbose("*** Exception in Task\n");
+    } catch (const std::bad_alloc&) {
         current_output().printVerbose("*** Exception in Task\n");
     }
     switch (turn) {

@@ -75,7 +75,7 @@ private:
     void dismiss(Task& task);
     void stop_watching(Task& task);
     void destroy(Task& task);
-    // Takes a step of the task, and does what it wants then. A kx_err ends the step only.
+    // Takes a step of the task, and does what it wants then. A raise ends the step only.
     template <class Step>
     void give_turn(Task& task, Step step);
     void take_mail();

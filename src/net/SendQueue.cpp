@@ -12,24 +12,22 @@ constexpr std::size_t kPieceBytes = 16 * 1024;  // own bytes gathered in one pie
 constexpr std::size_t kPiecesPerWrite = 64;     // what one gathered write takes
 constexpr std::size_t kSpareBuffers = 32;       // kept by a thread for its next pieces
 
-// Buffers that a thread has sent and will soon need again, so that a reply allocates nothing.
-thread_local std::vector<std::vector<std::byte>> spare_buffers;
+// Buffers that a thread has sent and will soon need again, so that a reply allocates nothing, and
+// giving one back even less: it happens where memory may have run out.
+thread_local std::array<std::vector<std::byte>, kSpareBuffers> spare_buffers;
+thread_local std::size_t spare_count = 0;
 
 std::vector<std::byte> take_buffer() {
-    if (!spare_buffers.empty()) {
-        std::vector<std::byte> buffer = std::move(spare_buffers.back());
-        spare_buffers.pop_back();
-        return buffer;
-    }
+    if (spare_count > 0) return std::move(spare_buffers[--spare_count]);
     std::vector<std::byte> buffer;
     buffer.reserve(kPieceBytes);
     return buffer;
 }
 
-void give_back(std::vector<std::byte>&& buffer) {
-    if (buffer.capacity() != kPieceBytes || spare_buffers.size() >= kSpareBuffers) return;
+void give_back(std::vector<std::byte>&& buffer) noexcept {
+    if (buffer.capacity() != kPieceBytes || spare_count >= kSpareBuffers) return;
     buffer.clear();
-    spare_buffers.push_back(std::move(buffer));
+    spare_buffers[spare_count++] = std::move(buffer);
 }
 
 void append_bytes(std::vector<std::byte>& to, std::span<const std::byte> bytes) {

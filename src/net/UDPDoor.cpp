@@ -1,5 +1,6 @@
 #include "net/UDPDoor.h"
 
+#include <new>
 #include <span>
 
 #include "base/Output.h"
@@ -112,6 +113,9 @@ Turn UDPDoor::doTask(socketPool& /*pool*/) {
             try {
                 handle_datagram(in);
             } catch (const kx_err&) {
+                current_output().printVerbose("*** Exception in UDPDoor\n");
+            } catch (const std::bad_alloc&) {
+                // An answer too large for the memory that is left is lost, as datagrams may be.
                 current_output().printVerbose("*** Exception in UDPDoor\n");
             }
         }
