@@ -64,6 +64,12 @@ std::string settings_file(const ServerProcess::Setup& setup, const PortBlock& po
     return text;
 }
 
+// Between fork and exec: ends the process when the system refuses.
+void limit(__rlimit_resource_t resource, rlim_t most) {
+    const rlimit both{most, most};
+    if (most != 0 && ::setrlimit(resource, &both) != 0) ::_exit(126);
+}
+
 std::string tail(const std::string& text) {
     constexpr std::size_t kShown = 4000;
     return text.size() <= kShown ? text : "..." + text.substr(text.size() - kShown);
@@ -117,8 +123,9 @@ void ServerProcess::start(const Setup& setup) {
         // Between fork and exec only what is safe after a fork.
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (::getppid() != parent || ::chdir(folder.c_str()) != 0) ::_exit(126);
-        const rlimit descriptors{setup.descriptors, setup.descriptors};
-        if (setup.descriptors != 0 && ::setrlimit(RLIMIT_NOFILE, &descriptors) != 0) ::_exit(126);
+        limit(RLIMIT_NOFILE, setup.descriptors);
+        limit(RLIMIT_AS, setup.address_space);
+        limit(RLIMIT_FSIZE, setup.largest_file);
         const int flags = O_WRONLY | O_CREAT | O_APPEND;
         ::dup2(setup.standard_input_open ? reading.descriptor() : ::open("/dev/null", O_RDONLY), 0);
         ::dup2(::open(out.c_str(), flags, 0600), 1);

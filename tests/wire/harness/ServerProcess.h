@@ -62,7 +62,9 @@ public:
         bool with_ini = true;
         bool standard_input_open = true;   // false: it ends at once
         bool standard_input_there = true;  // false: there is no such descriptor
-        std::uint32_t descriptors = 0;  // as many as the server may have open; 0 leaves the limit
+        std::uint32_t descriptors = 0;    // as many as the server may have open; 0 leaves the limit
+        std::uint64_t address_space = 0;  // bytes it may map; 0 leaves the limit
+        std::uint64_t largest_file = 0;   // bytes it may write to one file; 0 leaves the limit
         Ready ready = Ready::answering;
         std::shared_ptr<ScratchFolder> folder{};  // one of an earlier run; by default a new one
         std::shared_ptr<PortBlock> ports{};       // likewise

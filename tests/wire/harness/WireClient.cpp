@@ -1,6 +1,7 @@
 #include "tests/wire/harness/WireClient.h"
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -20,7 +21,7 @@ const Bytes& nobody_found() {
 }
 
 WireClient logged_in(const ServerProcess& server, std::string_view name, Address from, bool open) {
-    static std::uint32_t people = 0;
+    static std::atomic<std::uint32_t> people{0};
     WireClient client(server, from);
     if (open) client.open_door();
     client.login(client_record(hash_of(++people, 0xC1), name));
