@@ -1,0 +1,85 @@
+#pragma once
+// A server without threads, clock or network of its own: its parts, one share of the pool, and the
+// network in memory. When everybody has left, nothing may be left of them.
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "app/ServerDirectory.h"
+#include "app/ServerSettings.h"
+#include "base/Clock.h"
+#include "base/Random.h"
+#include "base/file/primitives.h"
+#include "client/ClientConnection.h"
+#include "client/ClientService.h"
+#include "client/KeywordFileIndex.h"
+#include "client/RoomList.h"
+#include "fuzz/MemoryNet.h"
+#include "meta/Packet.h"
+#include "net/Limits.h"
+#include "net/PoolShare.h"
+#include "net/socketPool.h"
+
+namespace vorrim::fuzz {
+
+// The payload in a frame that says its right length, so that most bytes reach a handler.
+[[nodiscard]] inline std::vector<std::byte> framed(std::span<const std::byte> payload) {
+    Packet packet(static_cast<std::uint32_t>(payload.size()));
+    write_bytes(packet.body(), payload);
+    packet.finish();
+    std::vector<std::byte> bytes(packet.header().begin(), packet.header().end());
+    bytes.insert(bytes.end(), packet.payload().begin(), packet.payload().end());
+    return bytes;
+}
+
+class World final {
+public:
+    World() {
+        settings.publicServer = true;
+        settings.thisIP = 0x0100007F;
+        settings.limitExempt.clear();
+        settings.apply_to(limits);
+        files.init(7);
+        rooms.add("Lobby");
+        rooms.add("Attic");
+        settings.welcome.append("welcome");
+    }
+
+    // A client connects; the number of its line.
+    std::size_t arrive(std::uint32_t address) {
+        auto [socket, number] = net.arrival(address);
+        pool.add(std::make_unique<ClientConnection>(std::move(socket), pool, service));
+        return number;
+    }
+    void turn() { share.run_once(std::chrono::nanoseconds(0)); }
+    void settle() {
+        for (int i = 0; i < 200; ++i)
+            turn();
+    }
+    // The claim of the whole: once all are gone, so is what they brought.
+    void everybody_leaves() {
+        pool.delete_all();
+        must(clients.count() == 0);
+        must(files.source_total() == 0 && files.file_total() == 0 && files.keyword_total() == 0);
+        must(rooms.find(2)->member_count() == 0 && rooms.find(3)->member_count() == 0);
+    }
+
+    MemoryNet net;
+    ManualClock clock;
+    Random random{1};
+    ServerSettings settings;
+    ServerDirectory directory{settings, net};
+    KeywordFileIndex files;
+    ClientTable clients{random};
+    RoomList rooms;
+    FrozenRecord own_record = FrozenRecord::from(settings);
+    ServiceSettings service_settings;
+    ClientService service{service_settings, own_record, clients, files, rooms,
+                          settings.welcome, directory};
+    Limits limits;
+    socketPool pool{net, clock, limits};
+    PoolShare& share = pool.add_share();
+};
+
+}  // namespace vorrim::fuzz
