@@ -1,7 +1,6 @@
 #include "client/ClientConnection.h"
 
 #include <optional>
-#include <utility>
 
 #include "base/file/primitives.h"
 #include "client/Room.h"
