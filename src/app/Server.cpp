@@ -7,7 +7,6 @@
 
 #include "app/DescriptorLimit.h"
 #include "app/SettingKeys.h"
-#include "base/file/kx_disk_file.h"
 #include "base/kx_debug_console.h"
 #include "base/kx_err.h"
 #include "client/ClientDoor.h"
@@ -22,7 +21,6 @@ namespace vorrim {
 
 namespace {
 
-constexpr const char* kDebugLogFile = "vorrim.log";
 constexpr int kProxyWait = 500;  // ms
 
 // Message boxes go to standard error by themselves. Of the server's outputs only the log is to have
@@ -41,8 +39,14 @@ std::uint32_t localAddress(kx_net_protocol& net) {
     return host.addresses.empty() ? 0 : host.addresses.front().value();
 }
 
-Server::Server(kx_net_protocol& net, const Clock& clock, Random random, ConsoleInput& input)
-    : net_(net), input_(input), random_(random), throttle_(clock), pool_(net, clock, limits_) {
+Server::Server(kx_net_protocol& net, const Clock& clock, Random random, ConsoleInput& input,
+               OutputWriter& console)
+    : net_(net),
+      output_(settings_, console),
+      input_(input),
+      random_(random),
+      throttle_(clock),
+      pool_(net, clock, limits_) {
     log_of_boxes = &output_;
     set_message_box_hook(&log_message_box);
 }
@@ -55,6 +59,7 @@ Server::~Server() {
 }
 
 void Server::start(const std::string& settings_file) {
+    settings_file_ = settings_file;
     load(settings_file);
     output_.printLine("Welcome to Vorrim server v%d.%d.", ServerSettings::kVersionMajor,
                       settings_.versionMinor);
@@ -72,6 +77,7 @@ void Server::start(const std::string& settings_file) {
     start_workers();
     directory_.start();
     housekeeping_.emplace(clients_, *files_, &directory_, &limits_.log);
+    output_.flush();  // who gets through a door may rely on what was said before
     open_doors();
     housekeeping_->start();
     serving_ = true;
@@ -91,8 +97,28 @@ void Server::load(const std::string& settings_file) {
 
 void Server::open_debug_log() {
     output_.printLine("Using log file.\n");
-    debug_log_ = kx_open_file(kDebugLogFile, KX_FILE_WRITE);
+    debug_log_ = DebugLog::open();
     if (debug_log_) kx_set_debug_stream(debug_log_.get());
+}
+
+void Server::reload() {
+    const bool reopened = output_.reopenLog() && (!debug_log_ || debug_log_->reopen());
+    output_.printLine(reopened ? "Log files opened again"
+                               : "Couldn't open the log files again (the old ones stay in use)");
+    std::optional<ChangeableSettings> read = settings_.readAgain(settings_file_, output_);
+    if (!read) {
+        output_.printLine("Couldn't open %s again (settings stay as they are)",
+                          settings_file_.c_str());
+        return;
+    }
+    const std::size_t lines = read->welcome.size();
+    std::vector<Filter> filters;
+    for (Search& filter : read->filters)
+        filters.emplace_back(std::move(filter));
+    const std::size_t count = filters.size();
+    settings_.welcome.replace(std::move(read->welcome));
+    files_->replace_filters(std::move(filters));
+    output_.printLine("Settings read again: %zu welcome lines, %zu filters", lines, count);
 }
 
 void Server::make_service(LoadedSettings loaded) {

@@ -16,7 +16,9 @@
 #include <vector>
 
 #include "app/ConsoleInput.h"
+#include "app/DebugLog.h"
 #include "app/HousekeepingTask.h"
+#include "app/OutputWriter.h"
 #include "app/ServerConsole.h"
 #include "app/ServerDirectory.h"
 #include "app/ServerOutput.h"
@@ -24,7 +26,6 @@
 #include "base/Clock.h"
 #include "base/Output.h"
 #include "base/Random.h"
-#include "base/file/kx_file.h"
 #include "client/ClientService.h"
 #include "client/ClientTable.h"
 #include "client/FileIndex.h"
@@ -44,8 +45,9 @@ namespace vorrim {
 class Server final {
 public:
     // Opens the log and makes the server's output the current one. `random` keys what clients could
-    // otherwise aim at. `input` is the operator.
-    Server(kx_net_protocol& net, const Clock& clock, Random random, ConsoleInput& input);
+    // otherwise aim at. The operator types into `input` and reads `console`.
+    Server(kx_net_protocol& net, const Clock& clock, Random random, ConsoleInput& input,
+           OutputWriter& console);
     // Stops what runs.
     ~Server();
     Server(const Server&) = delete;
@@ -57,6 +59,10 @@ public:
     void start(const std::string& settings_file);
     // The operator's part: returns when the server has been told to stop. After start.
     void run();
+    // Opens the log files anew, and takes over the welcome lines and the filters of the settings
+    // file as it is now; what cannot be read stays as it was. Says what came of it. Between start
+    // and stop, on their thread.
+    void reload();
     // Returns when nothing runs any more, every connection is closed and the server list saved. May
     // be called again.
     void stop();
@@ -71,10 +77,11 @@ private:
     void open_doors();
 
     kx_net_protocol& net_;
+    std::string settings_file_;
     ServerSettings settings_;
-    ServerOutput output_{settings_};
+    ServerOutput output_;
     ScopedOutput current_{output_};
-    std::unique_ptr<kx_file> debug_log_;  // none unless the settings ask for a log
+    std::unique_ptr<DebugLog> debug_log_;  // none unless the settings ask for a log
 
     ConsoleInput& input_;
     Random random_;

@@ -1,41 +1,18 @@
 #include "app/ServerOutput.h"
 
-#include <array>
-#include <cstddef>
-#include <cstdio>
-#include <fcntl.h>
-#include <poll.h>
-#include <unistd.h>
+#include <memory>
+#include <utility>
 
 #include "base/FormattedText.h"
 
 namespace vorrim {
 
-namespace {
-
-constexpr mode_t kLogMode = 0644;
-
-void write_once(int descriptor, std::string_view text) noexcept {
-    // Nobody could be told of a failure but by a message.
-    [[maybe_unused]] const auto written = ::write(descriptor, text.data(), text.size());
-}
-
-bool takes_more(int descriptor) noexcept {
-    pollfd state{descriptor, POLLOUT, 0};
-    return ::poll(&state, 1, 0) == 1 && (state.revents & POLLOUT) != 0;
-}
-
-}  // namespace
-
-ServerOutput::ServerOutput(const ServerSettings& settings, const std::string& log_name, int console)
+ServerOutput::ServerOutput(const ServerSettings& settings, OutputWriter& console,
+                           const std::string& log_name)
     : settings_(settings),
-      log_(
-          ::open(log_name.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, kLogMode)),
-      console_(console) {}
-
-ServerOutput::~ServerOutput() {
-    if (log_ >= 0) ::close(log_);
-}
+      log_name_(log_name),
+      console_(console),
+      log_("log", FileSink::for_log(log_name)) {}
 
 void ServerOutput::vprintLine(const char* format, va_list arguments) {
     FormattedText<kLineBuffer> text(format, arguments);
@@ -52,32 +29,28 @@ void ServerOutput::vprintVerbose(const char* format, va_list arguments) {
 }
 
 void ServerOutput::vprintLocked(const char* format, va_list arguments) {
-    const kx_guard hold(lock_);
     write(FormattedText<kLockedBuffer>(format, arguments).view());
 }
 
+void ServerOutput::flush() noexcept {
+    log_.flush(OutputWriter::kLastPatience);
+    console_.flush(OutputWriter::kLastPatience);
+}
+
 void ServerOutput::log(std::string_view text) noexcept {
-    if (settings_.logFile && log_ >= 0) write_once(log_, text);
+    if (settings_.logFile) log_.print(text);
+}
+
+bool ServerOutput::reopenLog() {
+    std::unique_ptr<TextSink> log = FileSink::for_log(log_name_);
+    if (!log) return false;
+    log_.change_sink(std::move(log));
+    return true;
 }
 
 void ServerOutput::write(std::string_view text) noexcept {
     log(text);
-    if (settings_.console) show(text);
-}
-
-void ServerOutput::show(std::string_view text) noexcept {
-    if (!takes_more(console_)) {
-        missed_.fetch_add(1, std::memory_order_relaxed);
-        return;
-    }
-    if (missed_.load(std::memory_order_relaxed) != 0) {
-        std::array<char, 80> notice;
-        const int length =
-            std::snprintf(notice.data(), notice.size(),
-                          "(the console was full: %u messages are missing)\n", missed_.exchange(0));
-        if (length > 0) write_once(console_, {notice.data(), static_cast<std::size_t>(length)});
-    }
-    write_once(console_, text);
+    if (settings_.console) console_.print(text);
 }
 
 }  // namespace vorrim

@@ -23,6 +23,16 @@ void read_row(const IniFile& ini, std::string_view key, Take take) {
     }
 }
 
+void read_filters(const IniFile& ini, Output& output, std::vector<Search>& filters) {
+    read_row(ini, SettingName::filter, [&](std::string_view text) {
+        if (auto filter = parseFilter(text)) {
+            filters.push_back(std::move(*filter));
+        } else {
+            output.printLine("Bad filter: %.*s", static_cast<int>(text.size()), text.data());
+        }
+    });
+}
+
 }  // namespace
 
 ServerSettings::ServerSettings() {
@@ -58,9 +68,23 @@ LoadedSettings ServerSettings::load(const std::string& file_name, Output& output
     } else {
         output.printLine("Couldn't open %s (using defaults) \n", file_name.c_str());
     }
-    welcome.insert_front("server version " + std::to_string(kVersionMajor) + "." +
-                         std::to_string(versionMinor));
+    welcome.insert_front(versionLine());
     return loaded;
+}
+
+std::string ServerSettings::versionLine() const {
+    return "server version " + std::to_string(kVersionMajor) + "." + std::to_string(versionMinor);
+}
+
+std::optional<ChangeableSettings> ServerSettings::readAgain(const std::string& file_name,
+                                                            Output& output) const {
+    IniFile ini;
+    if (!ini.open(file_name)) return std::nullopt;
+    ChangeableSettings read{{versionLine()}, {}};
+    read_row(ini, SettingName::welcome,
+             [&](std::string_view line) { read.welcome.emplace_back(line); });
+    read_filters(ini, output, read.filters);
+    return read;
 }
 
 void ServerSettings::apply(const IniFile& ini, Output& output, const LocalAddress& local_address,
@@ -99,13 +123,7 @@ void ServerSettings::apply(const IniFile& ini, Output& output, const LocalAddres
     read_row(ini, SettingName::welcome, [&](std::string_view line) { welcome.append(line); });
     read_row(ini, SettingName::room,
              [&](std::string_view room) { loaded.rooms.emplace_back(room); });
-    read_row(ini, SettingName::filter, [&](std::string_view text) {
-        if (auto filter = parseFilter(text)) {
-            loaded.filters.push_back(std::move(*filter));
-        } else {
-            output.printLine("Bad filter: %.*s", static_cast<int>(text.size()), text.data());
-        }
-    });
+    read_filters(ini, output, loaded.filters);
 
     const auto admin = ini.getString(kSection, SettingName::adminName);
     const auto password = ini.getString(kSection, SettingName::adminPass);

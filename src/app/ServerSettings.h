@@ -39,6 +39,12 @@ struct LoadedSettings {
     std::optional<Administrator> administrator;  // none unless both parts are there
 };
 
+// The rows of the file that may change while the server runs.
+struct ChangeableSettings {
+    std::vector<std::string> welcome;  // the version line first
+    std::vector<Search> filters;
+};
+
 class ServerSettings final : public Meta, public LimitSettings {
 public:
     static constexpr std::int32_t kVersionMajor = 16;
@@ -76,6 +82,11 @@ public:
     [[nodiscard]] LoadedSettings load(const std::string& file_name, Output& output,
                                       const LocalAddress& local_address);
 
+    // Any thread: what a running server takes over from the file as it is now; nothing when it
+    // cannot be read. Bad filters are reported and left out, as by load.
+    [[nodiscard]] std::optional<ChangeableSettings> readAgain(const std::string& file_name,
+                                                              Output& output) const;
+
     // Clients are served on the low 16 bits of the port, datagrams four above.
     [[nodiscard]] std::uint16_t clientPort() const noexcept;
     [[nodiscard]] std::uint16_t datagramPort() const noexcept;
@@ -88,6 +99,7 @@ public:
 private:
     void apply(const IniFile& ini, Output& output, const LocalAddress& local_address,
                LoadedSettings& loaded);
+    [[nodiscard]] std::string versionLine() const;
     void setDescription(std::string_view text);
 };
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
-#include <poll.h>
 #include <unistd.h>
 #include <utility>
 
@@ -15,20 +15,48 @@ namespace vorrim {
 namespace {
 
 constexpr std::size_t kChunk = 4096;
+constexpr std::chrono::milliseconds kPromptPatience{100};
 
 }  // namespace
 
-StandardInput::StandardInput(StopSignal& stop_signal, int input, int output)
-    : stop_signal_(stop_signal), input_(input), output_(output) {
-    // A server in the background of a shell is not to be stopped by what is typed to the shell; its
-    // reading fails instead.
+StandardInput::StandardInput(StopSignal& stop_signal, int input, OutputWriter& output,
+                             LineEditor* editor)
+    : stop_signal_(stop_signal), input_(input), output_(output), editor_(editor) {
+    // A server in the background of a shell is not to be stopped by what is typed to the shell, nor
+    // by what it prints itself; its reading fails instead.
     std::signal(SIGTTIN, SIG_IGN);
+    std::signal(SIGTTOU, SIG_IGN);
 }
 
 ConsoleInput::Event StandardInput::readLine(std::string_view prompt, std::size_t limit,
                                             std::string& line) {
     if (stop_signal_.signalled()) return Event::stopped;
-    show(prompt);
+    const Event event =
+        editor_ != nullptr && !ended_ ? read_edited(prompt, line) : read_plain(prompt, line);
+    if (event == Event::line) line.resize(std::min({line.size(), limit, line.find('\0')}));
+    return event;
+}
+
+ConsoleInput::Event StandardInput::read_edited(std::string_view prompt, std::string& line) {
+    // What the last command has printed comes first, or the prompt would be shown twice.
+    output_.flush(kPromptPatience);
+    const auto wait = [this] {
+        return stop_signal_.waitReadable(input_) == StopSignal::Event::readable;
+    };
+    switch (editor_->readLine(prompt, wait, line)) {
+        case LineEditor::Event::line:
+            return Event::line;
+        case LineEditor::Event::stopped:
+            return Event::stopped;
+        case LineEditor::Event::ended:
+            break;
+    }
+    ended_ = true;
+    return Event::ended;
+}
+
+ConsoleInput::Event StandardInput::read_plain(std::string_view prompt, std::string& line) {
+    output_.print(prompt);
     while (lines_.empty() && !ended_) {
         if (stop_signal_.waitReadable(input_) == StopSignal::Event::signalled)
             return Event::stopped;
@@ -37,19 +65,11 @@ ConsoleInput::Event StandardInput::readLine(std::string_view prompt, std::size_t
     if (lines_.empty()) return Event::ended;
     line = std::move(lines_.front());
     lines_.pop_front();
-    line.resize(std::min({line.size(), limit, line.find('\0')}));
     return Event::line;
 }
 
 ConsoleInput::Event StandardInput::wait() {
     return stop_signal_.wait() == StopSignal::Event::signalled ? Event::stopped : Event::woken;
-}
-
-// A full or vanished output costs the prompt, never a wait.
-void StandardInput::show(std::string_view prompt) const noexcept {
-    pollfd state{output_, POLLOUT, 0};
-    if (prompt.empty() || ::poll(&state, 1, 0) != 1 || (state.revents & POLLOUT) == 0) return;
-    [[maybe_unused]] const auto written = ::write(output_, prompt.data(), prompt.size());
 }
 
 void StandardInput::receive() {

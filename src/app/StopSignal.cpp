@@ -19,14 +19,33 @@ bool is_ignored(int signal) noexcept {
     return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
-}  // namespace
+bool is_gone(int terminal) noexcept {
+    pollfd state{terminal, 0, 0};
+    return ::poll(&state, 1, 0) == 1 && (state.revents & POLLHUP) != 0;
+}
 
-StopSignal::StopSignal() {
+sigset_t stop_signals() noexcept {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
-    // nohup asks to survive the terminal; without it the end of the terminal is a stop like others.
+    return signals;
+}
+
+void let_the_next_end_the_process(int /*signal*/ = 0) noexcept {
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
+}
+
+void let_through_stops() noexcept {
+    const sigset_t signals = stop_signals();
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+}
+
+}  // namespace
+
+StopSignal::StopSignal(int terminal) : terminal_(::isatty(terminal) == 1 ? terminal : kNoTerminal) {
+    sigset_t signals = stop_signals();
     if (!is_ignored(SIGHUP)) sigaddset(&signals, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     signal_ = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
@@ -48,8 +67,26 @@ bool StopSignal::poll_with(int descriptor, int timeout_ms) {
     std::array<pollfd, 2> events{pollfd{signal_, POLLIN, 0}, pollfd{descriptor, POLLIN, 0}};
     if (::poll(events.data(), events.size(), timeout_ms) <= 0) return false;
     signalfd_siginfo received;
-    if (::read(signal_, &received, sizeof(received)) > 0) signalled_ = true;
+    while (!signalled_ && ::read(signal_, &received, sizeof(received)) > 0)
+        receive(received.ssi_signo);
     return events[1].revents != 0;
+}
+
+void StopSignal::receive(unsigned number) {
+    if (number == SIGHUP && !is_gone(terminal_)) {
+        hang_up_();
+        return;
+    }
+    signalled_ = true;
+    let_the_next_end_the_process();
+    let_through_stops();
+}
+
+void StopSignal::endWaits() {
+    if (signalled()) return;
+    std::signal(SIGINT, &let_the_next_end_the_process);
+    std::signal(SIGTERM, &let_the_next_end_the_process);
+    let_through_stops();
 }
 
 StopSignal::Event StopSignal::waitReadable(int descriptor) {

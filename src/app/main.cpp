@@ -8,10 +8,13 @@
 
 #include "app/ConfigCheck.h"
 #include "app/Options.h"
+#include "app/OutputWriter.h"
 #include "app/Server.h"
 #include "app/StandardInput.h"
 #include "app/StopSignal.h"
+#include "app/TextSink.h"
 #include "base/Clock.h"
+#include "base/LineEditor.h"
 #include "base/Output.h"
 #include "base/Random.h"
 #include "base/kx_err.h"
@@ -42,16 +45,23 @@ int check_config(const Options& options) {
 }
 
 int serve(const Options& options) {
-    StopSignal stop_signal;
-    StandardInput input(stop_signal, STDIN_FILENO, STDOUT_FILENO);
+    StopSignal stop_signal(STDIN_FILENO);
+    std::optional<LineEditor> editor;
+    if (LineEditor::possible(STDIN_FILENO, STDOUT_FILENO))
+        editor.emplace(STDIN_FILENO, STDOUT_FILENO);
+    LineEditor* const line_editor = editor ? &*editor : nullptr;
+    OutputWriter console("console", console_sink(STDOUT_FILENO, line_editor));
+    StandardInput input(stop_signal, STDIN_FILENO, console, line_editor);
     const std::unique_ptr<kx_net_protocol> net = kx_create_tcpip_protocol();
     // Outlives the report of an error, which goes to its log too.
     std::optional<Server> server;
     return kx_run_main([&] {
         kx_init();
-        server.emplace(*net, system_clock(), Random::from_system(), input);
+        server.emplace(*net, system_clock(), Random::from_system(), input, console);
         server->start(options.settings_file);
+        stop_signal.onHangUp([&] { server->reload(); });
         server->run();
+        stop_signal.endWaits();
         server->stop();
         kx_uninit();
     });

@@ -5,21 +5,16 @@
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include "base/kx_err.h"
-#include "base/string/printable.h"
 
 namespace vorrim {
 
 namespace {
 
 constexpr int kHistoryLines = 500;
-// For a terminal that somebody has stopped; what is printed waits behind a queue, not behind this.
-constexpr int kScreenPatience = 200;  // ms
 constexpr int kNoCharacter = 0;
 constexpr int kOneCharacter = 1;
 
@@ -40,12 +35,6 @@ private:
     const locale_t before_;
 };
 
-int columns_of(int terminal) noexcept {
-    constexpr int kUsual = 80;
-    winsize size{};
-    return ::ioctl(terminal, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
-}
-
 // As the library shows them: a control character takes two columns.
 int columns_of(const wchar_t* begin, const wchar_t* end) noexcept {
     constexpr int kControl = 2;
@@ -61,19 +50,18 @@ int columns_of(const wchar_t* begin, const wchar_t* end) noexcept {
 
 bool LineEditor::possible(int input, int output) noexcept {
     const char* const kind = std::getenv("TERM");
-    return ::isatty(input) == 1 && ::isatty(output) == 1 && kind != nullptr &&
-           std::string_view(kind) != "dumb" && *kind != '\0';
+    const bool capable = kind != nullptr && *kind != '\0' && std::string_view(kind) != "dumb";
+    // In the background of a shell the terminal's mode is the shell's.
+    return capable && ::isatty(input) == 1 && ::isatty(output) == 1 &&
+           ::tcgetpgrp(input) == ::getpgrp();
 }
 
 LineEditor::LineEditor(int input, int output)
-    : input_(input), characters_(::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)) {
-    // A description of the terminal that is this object's own can be told not to wait, without a
-    // surprise for the shell that shares the other.
-    const std::string name = "/proc/self/fd/" + std::to_string(output);
-    screen_ = ::open(name.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    if (screen_ < 0) screen_ = ::fcntl(output, F_DUPFD_CLOEXEC, 0);
-    in_.reset(::fdopen(::fcntl(input, F_DUPFD_CLOEXEC, 0), "r"));
-    out_.reset(::fdopen(screen_, "w"));
+    : input_(input),
+      screen_(output),
+      characters_(::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)),
+      in_(::fdopen(::fcntl(input, F_DUPFD_CLOEXEC, 0), "r")),
+      out_(::fdopen(::fcntl(screen_.descriptor(), F_DUPFD_CLOEXEC, 0), "w")) {
     history_.reset(history_init());
     if (!in_ || !out_ || !history_) kx_error("no terminal for the line editor");
 
@@ -81,7 +69,7 @@ LineEditor::LineEditor(int input, int output)
     const kx_guard hold(lock_);
     editor_.reset(el_init("vorrim", in_.get(), out_.get(), out_.get()));
     if (!editor_) kx_error("no terminal for the line editor");
-    columns_ = columns_of(screen_);
+    columns_ = screen_.columns();
     EditLine* const editor = editor_.get();
     el_set(editor, EL_CLIENTDATA, this);
     el_set(editor, EL_EDITOR, "emacs");
@@ -110,7 +98,7 @@ LineEditor& LineEditor::of(EditLine* editor) noexcept {
     return *static_cast<LineEditor*>(self);
 }
 
-char* LineEditor::prompt_of(EditLine* editor) noexcept NO_THREAD_SAFETY_ANALYSIS {
+char* LineEditor::prompt_of(EditLine* editor) noexcept {
     return of(editor).prompt_.data();
 }
 
@@ -132,7 +120,7 @@ LineEditor::Event LineEditor::readLine(std::string_view prompt, const Wait& wait
     reading_ = false;
     being_read = -1;
     if (typed == nullptr || count <= 0) {
-        (void)show("\n");  // whatever comes next begins a line
+        (void)screen_.control("\n");  // whatever comes next begins a line
         return given_up_ ? Event::stopped : Event::ended;
     }
     line.assign(typed, static_cast<std::size_t>(count));
@@ -179,7 +167,7 @@ bool LineEditor::more_input() {
 }
 
 void LineEditor::follow_size() {
-    const int columns = columns_of(screen_);
+    const int columns = screen_.columns();
     if (columns == columns_) return;
     columns_ = columns;
     el_resize(editor_.get());
@@ -192,35 +180,19 @@ void LineEditor::take_line_away() {
     std::string keys = "\r";
     if (rows > 0) keys += "\x1b[" + std::to_string(rows) + 'A';
     keys += "\x1b[J";
-    (void)show(keys);
+    (void)screen_.control(keys);
 }
 
 bool LineEditor::print(std::string_view text) {
-    const std::string safe = printable_lines(text);
     const Characters ours(characters_);
     const kx_guard hold(lock_);
-    if (!reading_) return show(safe);
+    if (!reading_) return screen_.show(text);
     take_line_away();
-    bool shown = show(safe);
-    if (!safe.ends_with('\n')) shown = show("\n") && shown;
+    bool shown = screen_.show(text);
+    if (!text.ends_with('\n')) shown = screen_.control("\n") && shown;
     follow_size();
     el_set(editor_.get(), EL_REFRESH);
     return shown;
-}
-
-bool LineEditor::show(std::string_view text) const noexcept {
-    while (!text.empty()) {
-        const ssize_t count = ::write(screen_, text.data(), text.size());
-        if (count > 0) {
-            text.remove_prefix(static_cast<std::size_t>(count));
-            continue;
-        }
-        if (count < 0 && errno == EINTR) continue;
-        pollfd room{screen_, POLLOUT, 0};
-        if (count < 0 && errno != EAGAIN) return false;
-        if (::poll(&room, 1, kScreenPatience) != 1) return false;
-    }
-    return true;
 }
 
 void LineEditor::restore_terminal() noexcept {

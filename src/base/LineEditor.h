@@ -5,7 +5,6 @@
 //     print ─────► takes the line away, shows the text, puts the line back as it was
 //
 // The history lasts as long as the object and is written nowhere: passwords are among the commands.
-// Texts come out with whatever could steer the terminal replaced.
 //
 // While a line is read the terminal is in a mode of the editor's. It gets back its own when the
 // line is there, whatever ended it, and by restore_terminal where a process ends in between.
@@ -22,6 +21,7 @@
 #include <wchar.h>
 
 #include "base/Annotations.h"
+#include "base/Screen.h"
 #include "base/kx_critical_section.h"
 
 namespace vorrim {
@@ -38,7 +38,7 @@ public:
     // may print meanwhile, and must not raise.
     using Wait = std::function<bool()>;
 
-    // Whether the two descriptors are a terminal that can be edited on.
+    // Whether the two descriptors are a terminal that can be edited on, by this process.
     [[nodiscard]] static bool possible(int input, int output) noexcept;
 
     // The terminal; the descriptors must outlive the editor. Raises kx_err when the terminal cannot
@@ -51,8 +51,7 @@ public:
     // The line without its newline. A line that is given up is lost.
     [[nodiscard]] Event readLine(std::string_view prompt, const Wait& wait, std::string& line);
 
-    // Shows a text at once, above the line that is being typed. A terminal that takes nothing for a
-    // while loses the rest of the text: false.
+    // Shows a text at once, above the line that is being typed; for the rest as Screen::show.
     bool print(std::string_view text);
 
     // Puts a terminal on which a line is being read into the mode it had before. For a process that
@@ -71,18 +70,17 @@ private:
     };
 
     static LineEditor& of(EditLine* editor) noexcept;
-    static char* prompt_of(EditLine* editor) noexcept;
+    static char* prompt_of(EditLine* editor) noexcept NO_THREAD_SAFETY_ANALYSIS;
     static int next_character(EditLine* editor, wchar_t* character);
 
     [[nodiscard]] int take_character(wchar_t& character) NO_THREAD_SAFETY_ANALYSIS;
     [[nodiscard]] bool more_input();
     void follow_size() REQUIRES(lock_);
     void take_line_away() REQUIRES(lock_);
-    [[nodiscard]] bool show(std::string_view text) const noexcept;
     void remember(const char* line);
 
     const int input_;
-    int screen_ = -1;  // the terminal, without waiting
+    const Screen screen_;
     locale_t characters_;
     std::unique_ptr<std::FILE, EndStream> in_;
     std::unique_ptr<std::FILE, EndStream> out_;

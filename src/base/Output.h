@@ -49,6 +49,8 @@ public:
         __attribute__((format(printf, 2, 0)));
     // A notice with one text.
     virtual void notify(const char* text);
+    // For outputs that let nobody wait: waits a moment until what was printed before is out.
+    virtual void flush() noexcept {}
 
     // False when created.
     [[nodiscard]] bool verbose() const noexcept { return verbose_.load(std::memory_order_relaxed); }

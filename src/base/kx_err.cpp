@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "base/LineEditor.h"
 #include "base/Output.h"
 #include "base/kx_debug_console.h"
 #include "base/string/kx_printf.h"
@@ -60,6 +61,8 @@ std::string kx_fatal_caption() {
 
 void kx_fatal_error(const kx_err& error) noexcept {
     show_error(error);
+    current_output().flush();
+    LineEditor::restore_terminal();
     // Not the whole of exit(): other threads still run and use what it would destroy. And not
     // standard input, whose lock a thread that waits for a line holds.
     std::fflush(stdout);

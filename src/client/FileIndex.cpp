@@ -21,7 +21,24 @@ void FileIndex::init(std::int32_t bucket_count) {
 }
 
 void FileIndex::add_filter(Filter filter) {
-    filters_.push_back(std::move(filter));
+    const kx_guard hold(filter_lock_);
+    Filters more = *filters_;
+    more.push_back(std::make_shared<const Filter>(std::move(filter)));
+    filters_ = std::make_shared<const Filters>(std::move(more));
+}
+
+void FileIndex::replace_filters(std::vector<Filter> filters) {
+    auto next = std::make_shared<Filters>();
+    for (Filter& filter : filters)
+        next->push_back(std::make_shared<const Filter>(std::move(filter)));
+    std::shared_ptr<const Filters> last = std::move(next);  // of which the last user lets go
+    const kx_guard hold(filter_lock_);
+    filters_.swap(last);
+}
+
+std::shared_ptr<const FileIndex::Filters> FileIndex::filters() const {
+    const kx_guard hold(filter_lock_);
+    return filters_;
 }
 
 std::int32_t FileIndex::source_total() const noexcept {
@@ -40,6 +57,11 @@ std::uint32_t FileIndex::publish(std::vector<FrozenRecord> records, ClientId own
     std::vector<Prepared> slice;
     slice.reserve(std::min<std::size_t>(records.size(), tuning_.slice));
     std::int32_t accepted = 0;
+    const std::shared_ptr<const Filters> in_force = filters();
+    const auto refused = [&in_force](RecordView record) {
+        return std::any_of(in_force->begin(), in_force->end(),
+                           [&](const auto& filter) { return filter->matches(record); });
+    };
     for (FrozenRecord& record : records) {
         if (record.empty()) continue;
         record.set_owner(owner, port);
@@ -53,11 +75,6 @@ std::uint32_t FileIndex::publish(std::vector<FrozenRecord> records, ClientId own
     if (!slice.empty()) enter(slice, owner, port);
     source_total_.fetch_add(accepted, std::memory_order_relaxed);
     return static_cast<std::uint32_t>(accepted);
-}
-
-bool FileIndex::refused(RecordView record) const {
-    return std::any_of(filters_.begin(), filters_.end(),
-                       [&](const Filter& filter) { return filter.matches(record); });
 }
 
 void FileIndex::enter(std::span<Prepared> slice, ClientId owner, std::uint16_t port) {

@@ -18,11 +18,13 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 #include <vector>
 
 #include "base/Annotations.h"
 #include "base/file/kx_memory_file.h"
+#include "base/kx_critical_section.h"
 #include "base/kx_shared_section.h"
 #include "client/Filter.h"
 #include "client/index/FileTable.h"
@@ -49,9 +51,10 @@ public:
     // anything is published and before other threads know the index.
     virtual void init(std::int32_t bucket_count);
 
-    // A record that matches any filter is refused at publication. Filters are asked in the order of
-    // their addition. Call before other threads know the index.
+    // A record that matches any filter is refused at publication. Filters are asked in their order;
+    // what is published already stays. Any thread.
     void add_filter(Filter filter);
+    void replace_filters(std::vector<Filter> filters);
 
     // Publishes a client's files: each record is stamped with the owner and enters the index, or
     // adds a source to the entry that its hash has already. Returns how many no filter refused. Any
@@ -131,7 +134,9 @@ protected:
     FileTable table_ GUARDED_BY(lock_);
 
 private:
-    [[nodiscard]] bool refused(RecordView record) const;
+    // What is in force at one moment; a publication keeps to it.
+    using Filters = std::vector<std::shared_ptr<const Filter>>;
+    [[nodiscard]] std::shared_ptr<const Filters> filters() const;
     void prepare(Prepared& prepared) const;
     void enter(std::span<Prepared> slice, ClientId owner, std::uint16_t port);
     void find_known(std::span<Prepared> slice) const;
@@ -142,7 +147,9 @@ private:
     std::uint32_t run_batch(Search& search, std::int32_t limit, ClientId asker,
                             Deliver&& deliver) const;
 
-    std::vector<Filter> filters_;  // only read while serving
+    mutable kx_critical_section filter_lock_;  // a leaf
+    std::shared_ptr<const Filters> filters_ GUARDED_BY(filter_lock_) =
+        std::make_shared<const Filters>();
     std::atomic<std::int32_t> source_total_{0};
 };
 

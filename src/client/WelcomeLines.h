@@ -35,6 +35,11 @@ public:
         }
     }
 
+    void replace(std::vector<std::string> lines) {
+        const kx_guard hold(lock_);
+        lines_.swap(lines);
+    }
+
     // Calls `visit` with each line in order, under the lock.
     template <class Visit>
     void for_each(Visit visit) const {

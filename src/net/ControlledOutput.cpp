@@ -60,4 +60,13 @@ void ControlledOutput::notify(const char* text) {
     printError("Controlled Connected to: %s\n", text);
 }
 
+void ControlledOutput::flush() noexcept {
+    Output* saved = nullptr;
+    {
+        const kx_guard hold(lock_);
+        saved = saved_;
+    }
+    if (saved != nullptr) saved->flush();
+}
+
 }  // namespace vorrim

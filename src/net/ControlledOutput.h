@@ -36,6 +36,7 @@ public:
     void vprintVerbose(const char* format, va_list arguments) override
         __attribute__((format(printf, 2, 0)));
     void notify(const char* text) override;
+    void flush() noexcept override;
 
 private:
     // False when there is no receiver; `saved` is then where the message belongs.

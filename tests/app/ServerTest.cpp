@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <memory>
+#include <optional>
 #include <string>
+#include <unistd.h>
 
 #include "app/DescriptorLimit.h"
 #include "app/Server.h"
@@ -52,12 +54,19 @@ public:
 class ServerTest : public ::testing::Test {
 protected:
     std::unique_ptr<Server> make() {
-        return std::make_unique<Server>(net_, system_clock(), Random(1), operator_);
+        console_.emplace("console", console_sink(STDOUT_FILENO));
+        return std::make_unique<Server>(net_, system_clock(), Random(1), operator_, *console_);
+    }
+    // What was shown since the capture began.
+    std::string shown() {
+        console_.reset();
+        return ::testing::internal::GetCapturedStdout();
     }
 
     ScratchFolder folder_;
     NoPorts net_;
     NoOperator operator_;
+    std::optional<OutputWriter> console_;
 };
 
 TEST_F(ServerTest, RunsOnWithoutThePortsThatItDoesNotGet) {
@@ -70,10 +79,9 @@ TEST_F(ServerTest, RunsOnWithoutThePortsThatItDoesNotGet) {
     }
     const std::string taken =
         "Can't Listen for connections. Please adjust your proxy settings in the options tab.\n";
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(),
-              "currentDir=" + folder_.path() +
-                  "\nWelcome to Vorrim server v16.36.\nUsing IP: 1.2.3.4\n\n" + taken + taken +
-                  "ERROR: couldn't create UDPDoor\n");
+    EXPECT_EQ(shown(), "currentDir=" + folder_.path() +
+                           "\nWelcome to Vorrim server v16.36.\nUsing IP: 1.2.3.4\n\n" + taken +
+                           taken + "ERROR: couldn't create UDPDoor\n");
     EXPECT_EQ(net_.asked, "tcp 4663 tcp 65534 udp 2 ");
 }
 
@@ -83,24 +91,26 @@ TEST_F(ServerTest, ServersLiveSideBySideAndCanBeDroppedWhileTheyRun) {
     const Output* const before = &current_output();
     {
         const auto one = make();
-        const auto two = make();
+        const auto two =
+            std::make_unique<Server>(net_, system_clock(), Random(2), operator_, *console_);
         one->start("vorrim.ini");
         two->start("vorrim.ini");
     }
     EXPECT_EQ(&current_output(), before);
-    ::testing::internal::GetCapturedStdout();
+    shown();
 }
 
 TEST_F(ServerTest, BoxesReachTheLogWhenItIsOn) {
     ScratchFolder::write("vorrim.ini", "[server]\nconsole=false\nlogFile=true\nthreads=0\n");
     ::testing::internal::CaptureStdout();
     ::testing::internal::CaptureStderr();
-    const auto server = make();
+    auto server = make();
     message_box("Alert", "too early", MessageBoxButtons::ok);
     server->start("vorrim.ini");
     message_box("Alert", "a text", MessageBoxButtons::ok);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Alert: too early\nAlert: a text\n");
-    ::testing::internal::GetCapturedStdout();
+    server.reset();
+    shown();
     const std::string log = ScratchFolder::read("log");
     EXPECT_EQ(log.find("too early"), std::string::npos);
     EXPECT_TRUE(log.ends_with("\nAlert: a text\n")) << log;
@@ -109,9 +119,10 @@ TEST_F(ServerTest, BoxesReachTheLogWhenItIsOn) {
 TEST_F(ServerTest, SaysWhenTheSystemAllowsTooFewDescriptors) {
     ScratchFolder::write("vorrim.ini", "[server]\nmaxClients=2147483647\nthreads=0\n");
     ::testing::internal::CaptureStdout();
-    const auto server = make();
+    auto server = make();
     server->start("vorrim.ini");
-    const std::string said = ::testing::internal::GetCapturedStdout();
+    server.reset();
+    const std::string said = shown();
     EXPECT_NE(said.find("\nThe system allows " + std::to_string(raiseDescriptorLimit()) + " open"),
               std::string::npos)
         << said;

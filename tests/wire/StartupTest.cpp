@@ -82,6 +82,8 @@ TEST(Startup, TheLogHoldsWhatTheConsoleShowsFromTheSettingsOn) {
                           kWelcome + "Using IP: 127.0.0.1\n\n"),
               0U)
         << output;
+    wait_until("the log has it too",
+               [&] { return server.folder()->read("log").ends_with("Connection: 23\n"); });
     const std::string log = server.folder()->read("log");
     output.erase(output.find("> "), 2);  // the console's prompt is no message
     EXPECT_EQ(current_folder(server) + log, output);

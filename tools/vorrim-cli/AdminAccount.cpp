@@ -15,6 +15,7 @@
 
 #include "Failure.h"
 #include "Text.h"
+#include "platform/Descriptor.h"
 
 namespace vorrim::cli {
 
@@ -24,16 +25,6 @@ constexpr const char* kNameVariable = "VORRIM_ADMIN_NAME";
 constexpr const char* kPasswordVariable = "VORRIM_ADMIN_PASSWORD";
 // Far more than two lines that anybody types.
 constexpr std::size_t kLongestFile = 4096;
-
-struct Descriptor {
-    explicit Descriptor(int number) : handle(number) {}
-    ~Descriptor() {
-        if (handle >= 0) ::close(handle);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int handle;
-};
 
 std::string last_error() {
     return std::generic_category().message(errno);
@@ -58,9 +49,9 @@ void read_file(const Context& context, const std::string& path, std::optional<st
     const std::string what = "cannot read " + printable(path) + ": ";
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat state {};
-    if (file.handle < 0 || ::fstat(file.handle, &state) != 0) throw Failure(what + last_error());
+    if (!file.open() || ::fstat(file.get(), &state) != 0) throw Failure(what + last_error());
     std::string text(kLongestFile, '\0');
-    const ssize_t count = ::read(file.handle, text.data(), text.size());
+    const ssize_t count = ::read(file.get(), text.data(), text.size());
     if (count < 0) throw Failure(what + last_error());
     text.resize(static_cast<std::size_t>(count));
     std::string first = take_line(text);
@@ -84,18 +75,18 @@ public:
     explicit Person(const Interrupt& interrupt)
         : interrupt_(interrupt), terminal_(::open("/dev/tty", O_RDWR | O_CLOEXEC)) {}
 
-    [[nodiscard]] bool there() const noexcept { return terminal_.handle >= 0; }
+    [[nodiscard]] bool there() const noexcept { return terminal_.open(); }
 
     [[nodiscard]] std::string ask(std::string_view question, bool echo) {
         termios before{};
-        const bool known = ::tcgetattr(terminal_.handle, &before) == 0;
+        const bool known = ::tcgetattr(terminal_.get(), &before) == 0;
         termios silent = before;
         silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         // What was typed ahead was echoed, so it is no password.
-        if (known && !echo) ::tcsetattr(terminal_.handle, TCSAFLUSH, &silent);
+        if (known && !echo) ::tcsetattr(terminal_.get(), TCSAFLUSH, &silent);
         say(question);
         std::optional<std::string> answer = line();
-        if (known && !echo) ::tcsetattr(terminal_.handle, TCSANOW, &before);
+        if (known && !echo) ::tcsetattr(terminal_.get(), TCSANOW, &before);
         if (!answer || !echo) say("\n");
         if (!answer) throw Failure("no name or password was given");
         return *answer;
@@ -103,16 +94,16 @@ public:
 
 private:
     void say(std::string_view text) const {
-        [[maybe_unused]] const auto written = ::write(terminal_.handle, text.data(), text.size());
+        [[maybe_unused]] const auto written = ::write(terminal_.get(), text.data(), text.size());
     }
     // Nothing when the terminal or the person's patience has ended.
     [[nodiscard]] std::optional<std::string> line() const {
         std::array<pollfd, 2> watched = {pollfd{interrupt_.handle(), POLLIN, 0},
-                                         pollfd{terminal_.handle, POLLIN, 0}};
+                                         pollfd{terminal_.get(), POLLIN, 0}};
         if (::poll(watched.data(), watched.size(), -1) < 0 || watched[0].revents != 0)
             return std::nullopt;
         std::array<char, 1024> room;  // the terminal hands over a line at a time
-        const ssize_t count = ::read(terminal_.handle, room.data(), room.size());
+        const ssize_t count = ::read(terminal_.get(), room.data(), room.size());
         if (count <= 0) return std::nullopt;
         std::string text(room.data(), static_cast<std::size_t>(count));
         return take_line(text);

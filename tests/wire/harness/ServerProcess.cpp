@@ -130,6 +130,7 @@ void ServerProcess::start(const Setup& setup) {
         ::dup2(setup.standard_input_open ? reading.descriptor() : ::open("/dev/null", O_RDONLY), 0);
         ::dup2(::open(out.c_str(), flags, 0600), 1);
         ::dup2(::open(err.c_str(), flags, 0600), 2);
+        if (setup.terminal != nullptr) setup.terminal->take();
         if (!setup.standard_input_there) ::close(0);
         ::execl(VORRIM_BINARY, "vorrim", static_cast<char*>(nullptr));
         ::_exit(127);
@@ -240,6 +241,10 @@ bool ServerProcess::running() {
     int status = 0;
     if (!exit_ && ::waitpid(pid_, &status, WNOHANG) == pid_) note_end(status);
     return !exit_;
+}
+
+void ServerProcess::signal(int number) const {
+    ::kill(pid_, number);
 }
 
 int ServerProcess::stop(int signal) {

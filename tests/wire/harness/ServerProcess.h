@@ -20,6 +20,7 @@
 
 #include "tests/wire/harness/ScratchFolder.h"
 #include "tests/wire/harness/Socket.h"
+#include "tests/wire/harness/Terminal.h"
 
 namespace vorrim::wire {
 
@@ -62,6 +63,7 @@ public:
         bool with_ini = true;
         bool standard_input_open = true;   // false: it ends at once
         bool standard_input_there = true;  // false: there is no such descriptor
+        Terminal* terminal = nullptr;      // instead of standard input, output and error
         std::uint32_t descriptors = 0;    // as many as the server may have open; 0 leaves the limit
         std::uint64_t address_space = 0;  // bytes it may map; 0 leaves the limit
         std::uint64_t largest_file = 0;   // bytes it may write to one file; 0 leaves the limit
@@ -103,6 +105,7 @@ public:
     [[nodiscard]] std::chrono::milliseconds processor_time() const;
 
     [[nodiscard]] bool running();
+    void signal(int number) const;
     // The exit status; minus the signal's number when a signal ended it.
     int stop(int signal);
 
