@@ -99,14 +99,20 @@ bool ClientTable::claim(ClientConnection& client, ClientId address) {
 }
 
 bool ClientTable::assign_low_id(ClientConnection& client) {
-    const kx_write_guard hold(lock_);
-    // An address that ends in .0 is a number of the low range: never hand out what somebody has.
-    std::optional<ClientId> id = next_low_id();
-    while (id && by_id_.find(*id) != nullptr)
-        id = next_low_id();
-    if (!id) return false;
-    set_id(client, *id);
-    return true;
+    {
+        const kx_write_guard hold(lock_);
+        // An address that ends in .0 is a number of the low range: never hand out what somebody
+        // has.
+        std::optional<ClientId> id = next_low_id();
+        while (id && by_id_.find(*id) != nullptr)
+            id = next_low_id();
+        if (id) {
+            set_id(client, *id);
+            return true;
+        }
+    }
+    current_output().printError("ERROR: looped IDs.\n");
+    return false;
 }
 
 void ClientTable::set_record(ClientConnection& client, FrozenRecord record) {
@@ -135,10 +141,7 @@ RecordView ClientTable::record_of(const ClientConnection& client) const {
 std::optional<ClientId> ClientTable::next_low_id() {
     const kx_guard hold(id_lock_);
     if (released_id_ != 0) return ClientId(std::exchange(released_id_, 0));
-    if (looped_) {
-        current_output().printError("ERROR: looped IDs.\n");
-        return std::nullopt;
-    }
+    if (looped_) return std::nullopt;
     const std::uint32_t id = next_id_++;
     if (next_id_ > kHighestLowId) {
         next_id_ = 1;

@@ -24,6 +24,11 @@ Controller::~Controller() {
     console_.releaseOutput(*this);
 }
 
+Turn Controller::doTask(socketPool& pool) {
+    if (!std::exchange(begun_, true)) setAlarm(pool.clock().now() + kLoginPatience);
+    return Connection::doTask(pool);
+}
+
 void Controller::receive(std::string_view text) {
     Packet packet(static_cast<std::uint32_t>(text.size()) + kTextOverhead);
     write_8(packet.body(), to_byte(Opcode::OP_SERVER_MESSAGE));
@@ -62,7 +67,7 @@ Connection::Verdict Controller::begin_login(kx_memory_file& payload) {
 
 Turn Controller::onAlarm() {
     const std::optional<Credentials> given = std::exchange(waiting_, std::nullopt);
-    if (given && finish_login(*given) == Verdict::close) return Turn::finished;
+    if (!given || finish_login(*given) == Verdict::close) return Turn::finished;
     resume();
     return Turn::wait;
 }
@@ -76,6 +81,7 @@ Connection::Verdict Controller::finish_login(const Credentials& given) {
     throttle_.succeeded(peer());
     current_output().printVerbose("Valid\n");
     logged_in_ = true;
+    setAlarm(kNoDeadline);
     return Verdict::keep;
 }
 

@@ -10,6 +10,7 @@
 // Threads: those of a Connection. Messages come from any thread, until the destructor has given the
 // output back.
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,10 +24,15 @@ namespace vorrim {
 
 class Controller final : public Connection, private MessageReceiver {
 public:
+    // How long somebody may be connected without a login; one that is made to wait does not count.
+    static constexpr std::chrono::seconds kLoginPatience{60};
+
     // Console and throttle must outlive the connection.
     Controller(std::unique_ptr<kx_net_socket> socket, socketPool& pool, RemoteConsole& console,
                LoginThrottle& throttle);
     ~Controller() override;
+
+    [[nodiscard]] Turn doTask(socketPool& pool) override;
 
 private:
     struct Credentials {
@@ -44,6 +50,7 @@ private:
     RemoteConsole& console_;
     LoginThrottle& throttle_;
     std::optional<Credentials> waiting_;  // of a login that is made to wait
+    bool begun_ = false;                  // had a turn
     bool logged_in_ = false;
 };
 

@@ -204,6 +204,20 @@ TEST_F(ControllerTest, WhenTheConnectionGoesTheConsoleSpeaksAgain) {
     EXPECT_EQ(local_.text, "hello\nlate\nerror\n");
 }
 
+TEST_F(ControllerTest, WhoNeverLogsInIsSentAwayAndWhoHasMayStay) {
+    const auto idler = connect();
+    const auto admin = connect();
+    exchange(*admin, login("root", "secret"));
+    exchange(*idler, frame_of("\x65"));
+    clock_.advance(Controller::kLoginPatience - milliseconds(1));
+    settle();
+    EXPECT_FALSE(is_closed(*idler));
+    clock_.advance(milliseconds(1));
+    settle();
+    EXPECT_TRUE(is_closed(*idler));
+    EXPECT_EQ(exchange(*admin, command("g")), frame_of(message("ran g")));
+}
+
 TEST_F(ControllerTest, AfterFiveFailuresLoginsWaitLongerAndLongerAndHoldNobodyUp) {
     for (int i = 0; i < 5; ++i)
         fail_a_login();
