@@ -22,9 +22,10 @@ std::variant<Options, int> parseOptions(int argc, const char* const* argv) {
     app.footer(
         "Without options the server reads vorrim.ini, or runs with its defaults when there is "
         "none,\n"
-        "until it receives SIGINT or SIGTERM. Its log, its server list and its diagnostics are "
-        "kept\n"
-        "in the current folder.");
+        "until it receives SIGINT or SIGTERM; a second one ends it at once. SIGHUP opens the logs\n"
+        "again and reads the welcome lines and the filters again. Its log, its server list and "
+        "its\n"
+        "diagnostics are kept in the current folder.");
 
     try {
         app.parse(argc, argv);
