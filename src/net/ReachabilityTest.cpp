@@ -9,6 +9,11 @@ namespace vorrim {
 
 void ReachabilityTest::start(socketPool& pool, std::uint32_t address, std::uint16_t port,
                              std::chrono::milliseconds limit, Slot& slot, Done done) {
+    // Whoever listens nowhere says so with port 0; that is ordinary, and nothing to count.
+    if (port == 0) {
+        done(false);
+        return;
+    }
     Limits& limits = pool.limits();
     if (!limits.may_reach(address, port)) {
         limits.log.count(Limit::reach_refusals);
