@@ -10,7 +10,6 @@ namespace vorrim::wire {
 namespace {
 
 constexpr std::uint8_t kFamily = 0x60;
-constexpr std::chrono::milliseconds kPause{2};  // people think between two questions
 
 std::string name_of(std::size_t number) {
     return "honest" + std::to_string(number);
@@ -26,7 +25,8 @@ void must(bool right, const std::string& what) {
 
 }  // namespace
 
-HonestCrowd::HonestCrowd(const ServerProcess& server) {
+HonestCrowd::HonestCrowd(const ServerProcess& server, std::chrono::milliseconds pause)
+    : pause_(pause) {
     for (std::size_t i = 0; i < kCount; ++i) {
         clients_.push_back(i % 2 == 0 ? WireClient::high(server, name_of(i))
                                       : WireClient::low(server, name_of(i)));
@@ -44,7 +44,7 @@ void HonestCrowd::work() {
     try {
         for (std::size_t i = 0; !done_; i = (i + 1) % kCount) {
             question(i);
-            std::this_thread::sleep_for(kPause);
+            std::this_thread::sleep_for(pause_);
         }
     } catch (const std::exception& failure) {
         wrong_ = failure.what();

@@ -21,7 +21,9 @@ class HonestCrowd final {
 public:
     static constexpr std::size_t kCount = 10;
 
-    explicit HonestCrowd(const ServerProcess& server);
+    // The pause is between two questions of the crowd.
+    explicit HonestCrowd(const ServerProcess& server,
+                         std::chrono::milliseconds pause = std::chrono::milliseconds(2));
     ~HonestCrowd();
     HonestCrowd(const HonestCrowd&) = delete;
     HonestCrowd& operator=(const HonestCrowd&) = delete;
@@ -41,6 +43,7 @@ private:
     template <class Ask>
     void measure(Ask ask);
 
+    const std::chrono::milliseconds pause_;
     std::vector<WireClient> clients_;
     std::vector<std::chrono::microseconds> latencies_;
     std::string wrong_;

@@ -1,6 +1,7 @@
 #include "tests/wire/harness/ServerProcess.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <fstream>
@@ -117,6 +118,8 @@ void ServerProcess::start(const Setup& setup) {
     const std::string out = (captured_.path() / "output").string();
     const std::string err = (captured_.path() / "errors").string();
     const pid_t parent = ::getpid();
+    const char* const other = std::getenv("VORRIM_SERVER");
+    const char* const binary = other != nullptr ? other : VORRIM_BINARY;
 
     pid_ = ::fork();
     if (pid_ == 0) {
@@ -132,7 +135,7 @@ void ServerProcess::start(const Setup& setup) {
         ::dup2(::open(err.c_str(), flags, 0600), 2);
         if (setup.terminal != nullptr) setup.terminal->take();
         if (!setup.standard_input_there) ::close(0);
-        ::execl(VORRIM_BINARY, "vorrim", static_cast<char*>(nullptr));
+        ::execl(binary, "vorrim", static_cast<char*>(nullptr));
         ::_exit(127);
     }
     if (pid_ < 0) throw WireFailure("no process");

@@ -5,6 +5,7 @@
 //              ── SIGTERM, SIGKILL ──────────────────────────────────►
 //              ◄── standard output, standard error, exit status ──────
 //
+// Which   The one of this build, or the one that VORRIM_SERVER names: a sanitizer's, say.
 // Ending  The destructor stops the server with SIGTERM and makes the test fail when it had died
 //         before, does not stop, leaves with another status than 1, or a sanitizer spoke up.
 // Ports   Three free ones, kept apart from those of tests that run at the same time.
