@@ -14,6 +14,7 @@ namespace {
 // What a datagram counts for, in bytes, towards the place that it makes the server work for, beside
 // the answers themselves.
 constexpr std::uint32_t kSearchCost = 1024;    // a search that finds nothing is work as well
+constexpr int kSearchWork = 32;                // in other datagrams, towards the end of the turn
 constexpr std::uint32_t kCallbackCost = 1024;  // a client connects to that place
 constexpr std::uint32_t kListCost = 1389;      // of servers, as long as one may be
 
@@ -70,6 +71,7 @@ void ExClientDoor::status(kx_memory_file& in) {
 
 void ExClientDoor::search_files(kx_memory_file& in) {
     if (!may_send(sender(), kSearchCost)) return;
+    count_work(kSearchWork);
     Search search;
     if (!search.read(in)) return;
     // The asker has no identifier, so it sees what a low one sees.
@@ -80,6 +82,7 @@ void ExClientDoor::search_files(kx_memory_file& in) {
 
 void ExClientDoor::search_users(kx_memory_file& in) {
     if (!may_send(sender(), kSearchCost)) return;
+    count_work(kSearchWork);
     Search search;
     if (!search.read(in)) return;
     service_.clients.match_clients(search, service_.settings.max_search_results,

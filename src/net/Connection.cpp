@@ -140,18 +140,19 @@ Turn Connection::doTask(socketPool& /*pool*/) {
     if (step == Step::failed || !sent || closing()) return Turn::finished;
     if (limited_) keep_time();
     if (paused_ || blocked_ || slowed_) return Turn::wait;
-    const bool more = backlog_begin_ < backlog_.size() || (flags_ & kReadable) != 0;
+    const bool more = has_backlog() || (flags_ & kReadable) != 0;
     return more ? Turn::again : Turn::wait;
 }
 
 Connection::Step Connection::take_backlog() {
-    if (backlog_.empty()) return Step::go_on;
-    std::span<const std::byte> rest = std::span(backlog_).subspan(backlog_begin_);
+    if (!has_backlog()) return Step::go_on;
+    std::vector<std::byte>& backlog = aside_->backlog;
+    std::span<const std::byte> rest = std::span(backlog).subspan(aside_->backlog_begin);
     const Step step = handle_bytes(rest);
-    backlog_begin_ = backlog_.size() - rest.size();
+    aside_->backlog_begin = backlog.size() - rest.size();
     if (rest.empty()) {
-        backlog_ = {};
-        backlog_begin_ = 0;
+        backlog = {};
+        aside_->backlog_begin = 0;
     }
     return step;
 }
@@ -170,7 +171,7 @@ Connection::Step Connection::take_socket() {
         }
         std::span<const std::byte> rest = scratch.first(static_cast<std::size_t>(count));
         const Step step = handle_bytes(rest);
-        if (!rest.empty()) backlog_.assign(rest.begin(), rest.end());
+        if (!rest.empty()) aside().backlog.assign(rest.begin(), rest.end());
         if (step != Step::go_on) return step;
         // A receive that filled the scratch is a turn's worth of bytes.
         if (static_cast<std::size_t>(count) == scratch.size()) return Step::stop;
@@ -182,7 +183,7 @@ Connection::Step Connection::take_socket() {
 Connection::Step Connection::handle_bytes(std::span<const std::byte>& bytes) {
     while (!bytes.empty()) {
         if (!may_handle()) return Step::stop;
-        if (incoming_.empty()) {
+        if (!has_part()) {
             const Packet::Frame frame = Packet::frame(bytes, max_payload_);
             if (frame.state == Packet::Frame::State::bad) return refuse_frame(bytes);
             if (frame.state == Packet::Frame::State::complete) {
@@ -192,19 +193,20 @@ Connection::Step Connection::handle_bytes(std::span<const std::byte>& bytes) {
                 continue;
             }
         }
-        incoming_.set_max_payload(max_payload_);
+        Packet& incoming = aside().incoming;
+        incoming.set_max_payload(max_payload_);
         kx_memory_file stream = kx_memory_file::reading(bytes);
         std::uint32_t count = 0;
         Progress progress = Progress::pending;
         do {
-            progress = incoming_.receive(stream, count);
+            progress = incoming.receive(stream, count);
         } while (progress == Progress::pending && count > 0);
         bytes = bytes.subspan(stream.tell());
-        if (progress == Progress::failed) return refuse_frame(incoming_.header());
+        if (progress == Progress::failed) return refuse_frame(incoming.header());
         if (progress == Progress::done) {
-            if (times_) times_->packet_due = kNoDeadline;
-            const Step step = handle_packet(incoming_.payload());
-            incoming_.reset();
+            aside_->packet_due = kNoDeadline;
+            const Step step = handle_packet(incoming.payload());
+            incoming.reset();
             if (step == Step::failed) return Step::failed;
         }
     }
@@ -231,16 +233,16 @@ void Connection::count(Limit limit) {
     pool().limits().log.count(limit);
 }
 
-Connection::Times& Connection::times() {
-    if (!times_) {
-        times_ = std::make_unique<Times>();
-        if (!spoken_) times_->packet_due = deadline();
+Connection::Aside& Connection::aside() {
+    if (!aside_) {
+        aside_ = std::make_unique<Aside>();
+        if (!spoken_) aside_->packet_due = deadline();
     }
-    return *times_;
+    return *aside_;
 }
 
 void Connection::setAlarm(TimePoint moment) {
-    times().alarm = moment;
+    aside().alarm = moment;
     arm();
 }
 
@@ -252,7 +254,7 @@ Connection::Verdict Connection::spend(Request kind) {
     if (wait == std::chrono::milliseconds{}) return Verdict::keep;
     count(limit_of(kind));
     const TimePoint now = share()->now();
-    Times& own = times();
+    Aside& own = aside();
     if (own.slowed_last == kNoDeadline || now - own.slowed_last > wait + kForgiveness) {
         own.slow_since = now;
     }
@@ -268,8 +270,8 @@ Connection::Verdict Connection::spend(Request kind) {
 
 void Connection::first_packet_came() {
     spoken_ = true;
-    if (times_) {
-        times_->packet_due = kNoDeadline;
+    if (aside_) {
+        aside_->packet_due = kNoDeadline;
     } else if (deadline() != kNoDeadline) {
         setDeadline(kNoDeadline);
     }
@@ -277,12 +279,12 @@ void Connection::first_packet_came() {
 
 void Connection::note_send(bool blocked, bool moved) {
     if (!blocked) {
-        if (times_) times_->send_due = kNoDeadline;
+        if (aside_) aside_->send_due = kNoDeadline;
         return;
     }
     const Limits::Seconds limit = pool().limits().stalled_send;
     if (!limited_ || limit == Limits::Seconds{}) return;
-    if (moved || !blocked_) times().send_due = share()->now() + limit;
+    if (moved || !blocked_) aside().send_due = share()->now() + limit;
 }
 
 // The end of a turn: deadlines for what it has left unfinished. Those that no longer apply are not
@@ -290,18 +292,18 @@ void Connection::note_send(bool blocked, bool moved) {
 void Connection::keep_time() {
     const Limits& limits = pool().limits();
     if (!spoken_ && limits.first_packet > Limits::Seconds{}) {
-        if (times_) {
-            if (times_->packet_due == kNoDeadline)
-                times_->packet_due = share()->now() + limits.first_packet;
+        if (aside_) {
+            if (aside_->packet_due == kNoDeadline)
+                aside_->packet_due = share()->now() + limits.first_packet;
             arm();
         } else if (deadline() == kNoDeadline) {
             setDeadline(share()->now() + limits.first_packet);
         }
         return;
     }
-    const bool partial = !incoming_.empty();
-    if (!partial && !times_) return;
-    Times& own = times();
+    const bool partial = has_part();
+    if (!partial && !aside_) return;
+    Aside& own = aside();
     if (!partial) {
         own.packet_due = kNoDeadline;
     } else if (own.packet_due == kNoDeadline && limits.packet > Limits::Seconds{}) {
@@ -312,18 +314,18 @@ void Connection::keep_time() {
 
 void Connection::arm() {
     const TimePoint next =
-        std::min({times_->packet_due, times_->send_due, times_->slow_until, times_->alarm});
+        std::min({aside_->packet_due, aside_->send_due, aside_->slow_until, aside_->alarm});
     if (next < deadline()) setDeadline(next);
 }
 
 Turn Connection::onDeadline() {
     const TimePoint now = share()->now();
-    if (!times_) {
+    if (!aside_) {
         if (spoken_) return Turn::wait;
         count(Limit::first_packet);
         return Turn::finished;
     }
-    Times& own = *times_;
+    Aside& own = *aside_;
     Turn turn = Turn::wait;
     if (own.alarm <= now) {
         own.alarm = kNoDeadline;

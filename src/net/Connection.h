@@ -100,9 +100,13 @@ protected:
 private:
     enum class Step { go_on, stop, failed };
 
-    // What only a connection has that is out of the ordinary: it sends a packet in pieces, does not
-    // read, asks too fast, waits for an alarm.
-    struct Times {
+    // What only a connection needs that is out of the ordinary: its packets come in pieces or
+    // faster than they are handled, it does not read, asks too fast, waits for an alarm. Most never
+    // are.
+    struct Aside {
+        Packet incoming;                 // a packet that came only in part
+        std::vector<std::byte> backlog;  // bytes received and not yet looked at
+        std::size_t backlog_begin = 0;
         TimePoint packet_due = kNoDeadline;
         TimePoint send_due = kNoDeadline;
         TimePoint slow_until = kNoDeadline;
@@ -124,12 +128,11 @@ private:
     void keep_time();
     void arm();
     void first_packet_came();
-    [[nodiscard]] Times& times();
+    [[nodiscard]] Aside& aside();
+    [[nodiscard]] bool has_part() const noexcept { return aside_ && !aside_->incoming.empty(); }
+    [[nodiscard]] bool has_backlog() const noexcept { return aside_ && !aside_->backlog.empty(); }
     void count(Limit limit);
 
-    Packet incoming_;                 // a packet that came only in part
-    std::vector<std::byte> backlog_;  // bytes received and not yet looked at
-    std::size_t backlog_begin_ = 0;
     unsigned budget_ = 0;  // messages left in this turn
     bool paused_ = false;
     bool in_turn_ = false;
@@ -144,7 +147,7 @@ private:
     // The longest reply in the queue, or of those that were in it since it was last empty.
     std::atomic<std::uint32_t> longest_reply_{0};
     RequestBuckets buckets_;
-    std::unique_ptr<Times> times_;
+    std::unique_ptr<Aside> aside_;
 
     SendQueue queue_;
     std::atomic<std::uint32_t> identifier_{0};

@@ -18,9 +18,12 @@ constexpr std::uint32_t kTextOverhead = 3;  // opcode and count of a text packet
 
 Controller::Controller(std::unique_ptr<kx_net_socket> socket, socketPool& pool,
                        RemoteConsole& console, LoginThrottle& throttle)
-    : Connection(std::move(socket), pool), console_(console), throttle_(throttle) {}
+    : Connection(std::move(socket), pool), console_(console), throttle_(throttle) {
+    if (limited()) pool.limits().strange_administrators.fetch_add(1);
+}
 
 Controller::~Controller() {
+    if (limited()) pool().limits().strange_administrators.fetch_sub(1);
     console_.releaseOutput(*this);
 }
 

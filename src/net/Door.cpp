@@ -79,7 +79,7 @@ void Door::admit(std::unique_ptr<kx_net_socket> socket, socketPool& pool) {
         const std::uint32_t peer = address ? address->value() : 0;
         if (pool.limits().exempt.contains(peer)) {
             pool.add(create_connection(std::move(socket), pool));
-        } else if (pass_gate(peer)) {
+        } else if (may_accept_stranger() && pass_gate(peer)) {
             Passage passage{&pool.limits().addresses, peer};
             std::unique_ptr<Connection> connection = create_connection(std::move(socket), pool);
             connection->hasPassedGate();

@@ -28,6 +28,8 @@ protected:
 
     // Whether one more connection is welcome now, whoever makes it.
     [[nodiscard]] virtual bool may_accept() { return true; }
+    // Whether one more is welcome that is not exempt from limits.
+    [[nodiscard]] virtual bool may_accept_stranger() { return true; }
     [[nodiscard]] virtual std::unique_ptr<Connection> create_connection(
         std::unique_ptr<kx_net_socket> socket, socketPool& pool) = 0;
 

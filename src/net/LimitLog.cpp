@@ -15,6 +15,7 @@ constexpr std::array<const char*, kLimits> kWhat{
     "connections closed for not reading for too long",
     "connections refused, too many from one address",
     "connections refused, too fast from one address",
+    "connections refused, too many of administrators",
     "logins slowed down",
     "offers slowed down",
     "searches slowed down",

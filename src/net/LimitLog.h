@@ -25,6 +25,7 @@ enum class Limit : std::uint8_t {
     send_stall,
     address_connections,
     address_connects,
+    administrators,
     logins,
     offers,
     searches,

@@ -6,6 +6,7 @@
 //
 // Threads: the values are set before the workers start; the parts have locks of their own.
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -35,6 +36,8 @@ struct Limits {
     Seconds flood{0};         // one that has been slowed down all that time is closed
 
     RequestRates request_rates{};
+    // Administrators' connections, logged in or not, that are not exempt.
+    std::atomic<std::int32_t> strange_administrators{0};
     AddressGate addresses;
     ReachabilityGate reachability;
     DatagramLimiter datagrams;

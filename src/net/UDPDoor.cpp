@@ -13,7 +13,7 @@ namespace vorrim {
 namespace {
 
 constexpr std::size_t kBatch = 64;  // datagrams taken by one system call
-constexpr int kBatchesPerTurn = 8;  // then the worker's other tasks have their turn
+constexpr int kWorkPerTurn = 512;   // in datagrams; then the worker's other tasks have their turn
 constexpr std::uint32_t kAnswerGrowth = 2048;
 constexpr std::size_t kAnswerBytes = 256 * 1024;  // unsent answers gathered before they are sent
 
@@ -96,34 +96,44 @@ void UDPDoor::send_answers() {
     answer_ends_.clear();
 }
 
+void UDPDoor::receive() {
+    for (std::size_t i = 0; i < kBatch; ++i) {
+        slots_[i].bytes = std::span(room_).subspan(i * kDatagramBytes, kDatagramBytes);
+    }
+    received_ = socket()->receive_batch(slots_);
+    handled_ = 0;
+    if (received_ < kBatch) flags_ = 0;  // nothing was left behind
+}
+
+void UDPDoor::handle(const DatagramSlot& datagram) {
+    if (datagram.bytes.empty()) return;  // nothing was received, so nothing is said
+    sender_ = datagram.peer;
+    out_.clear();
+    kx_memory_file in = kx_memory_file::reading(datagram.bytes);
+    try {
+        handle_datagram(in);
+    } catch (const kx_err&) {
+        current_output().printVerbose("*** Exception in UDPDoor\n");
+    } catch (const std::bad_alloc&) {
+        // An answer too large for the memory that is left is lost, as datagrams may be.
+        current_output().printVerbose("*** Exception in UDPDoor\n");
+    }
+}
+
 Turn UDPDoor::doTask(socketPool& /*pool*/) {
     if (closing()) return Turn::finished;
-    // An error on a datagram socket tells of one lost answer; the port itself is well.
-    if ((flags_ & (kReadable | kException)) == 0) return Turn::wait;
-    for (int turn = 0; turn < kBatchesPerTurn; ++turn) {
-        for (std::size_t i = 0; i < kBatch; ++i) {
-            slots_[i].bytes = std::span(room_).subspan(i * kDatagramBytes, kDatagramBytes);
+    budget_ = kWorkPerTurn;
+    while (budget_ > 0) {
+        if (handled_ == received_) {
+            // An error on a datagram socket tells of one lost answer; the port itself is well.
+            if ((flags_ & (kReadable | kException)) == 0) return Turn::wait;
+            receive();
         }
-        const std::size_t count = socket()->receive_batch(slots_);
-        for (std::size_t i = 0; i < count; ++i) {
-            if (slots_[i].bytes.empty()) continue;  // nothing was received, so nothing is said
-            sender_ = slots_[i].peer;
-            out_.clear();
-            kx_memory_file in = kx_memory_file::reading(slots_[i].bytes);
-            try {
-                handle_datagram(in);
-            } catch (const kx_err&) {
-                current_output().printVerbose("*** Exception in UDPDoor\n");
-            } catch (const std::bad_alloc&) {
-                // An answer too large for the memory that is left is lost, as datagrams may be.
-                current_output().printVerbose("*** Exception in UDPDoor\n");
-            }
+        while (handled_ < received_ && budget_ > 0) {
+            --budget_;
+            handle(slots_[handled_++]);
         }
         send_answers();
-        if (count < kBatch) {
-            flags_ = 0;
-            return Turn::wait;
-        }
     }
     return Turn::again;
 }

@@ -55,8 +55,12 @@ protected:
     // The same for something of that many bytes which the handler causes to be sent to `address`,
     // the sender's or another; then it counts as sent.
     [[nodiscard]] bool may_send(std::uint32_t address, std::uint32_t bytes);
+    // What was asked is as much work as that many other datagrams: the turn ends earlier.
+    void count_work(int datagrams) noexcept { budget_ -= datagrams; }
 
 private:
+    void receive();
+    void handle(const DatagramSlot& datagram);
     void queue_answer();
     [[nodiscard]] bool withhold(Limit limit) const;
     void send_answers();
@@ -64,6 +68,9 @@ private:
     std::uint16_t port_;
     std::vector<std::byte> room_;      // one slot of kDatagramBytes after the other
     std::vector<DatagramSlot> slots_;  // the datagrams of the batch
+    std::size_t received_ = 0;         // how many came
+    std::size_t handled_ = 0;          // how many of them are done with
+    int budget_ = 0;                   // work left for this turn, in datagrams
     kx_memory_file out_;
     kx_ip_address sender_;            // of the datagram being handled
     std::vector<std::byte> answers_;  // answers of the batch, one behind the other

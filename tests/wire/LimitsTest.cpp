@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/wire/harness/Administrator.h"
 #include "tests/wire/harness/Datagram.h"
 #include "tests/wire/harness/WireClient.h"
 
@@ -137,6 +138,18 @@ TEST(Limits, AnAddressMayHaveSoManyConnectionsAndMakeSoManyAMinute) {
     WireClient(server, crowded).expect_closed();
     server.expect_said({"connections refused, too many from one address: ",
                         "connections refused, too fast from one address: 1 "});
+}
+
+TEST(Limits, TheAdministrationDoorHoldsNoCrowd) {
+    // Nobody logs in: an administrator would be told what this test looks for at the console.
+    LimitedServer server("");
+    std::vector<Administrator> crowd;
+    for (int i = 0; i < 32; ++i)
+        crowd.emplace_back(server);
+    Administrator(server).connection().expect_closed();
+    expect_served(WireClient(server));
+    EXPECT_TRUE(crowd.front().connection().silent());
+    server.expect_said({"connections refused, too many of administrators: 1 "});
 }
 
 TEST(Limits, WhoAsksTooFastIsServedMoreSlowlyAndClosedWhenItGoesOn) {
