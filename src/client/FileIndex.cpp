@@ -106,7 +106,7 @@ void FileIndex::find_known(std::span<Prepared> slice) const {
         if (prepared.known()) table_.prefetch_entry(prepared.likely);
     }
     for (const Prepared& prepared : slice)
-        if (prepared.known()) table_.entry(prepared.likely).prefetch();
+        if (prepared.known()) table_.prefetch_contents(prepared.likely);
 }
 
 void FileIndex::prepare(Prepared& prepared) const {
@@ -183,7 +183,7 @@ void FileIndex::foresee(std::span<Leaving> slice) const {
     for (const Leaving& leaving : slice)
         __builtin_prefetch(&table_.entry(leaving.handle), 1);
     for (const Leaving& leaving : slice)
-        table_.entry(leaving.handle).prefetch();
+        table_.prefetch_contents(leaving.handle);
     for (Leaving& leaving : slice) {
         leaving.last = table_.entry(leaving.handle).sources.size() == leaving.sources;
         if (leaving.last) make_words(leaving);
@@ -222,12 +222,12 @@ bool FileIndex::write_sources(const FileHash& hash, kx_memory_file& out) const {
     const kx_read_guard guard(lock_);
     const std::uint32_t handle = table_.find(digest, hash);
     if (handle == FileTable::kNone) return false;
-    const std::span<const std::byte> sources = table_.entry(handle).sources.wire();
-    const std::size_t count =
-        std::min<std::size_t>(sources.size() / kSourceSize, kMaxEntriesInList);
+    const SourceList& sources = table_.entry(handle).sources;
+    const std::size_t count = std::min<std::size_t>(sources.size(), kMaxEntriesInList);
     write_bytes(out, hash.bytes);
     write_8(out, static_cast<std::uint8_t>(count));
-    write_bytes(out, sources.first(count * kSourceSize));
+    write_bytes(out, sources.first());
+    write_bytes(out, sources.further(table_.sources()).first((count - 1) * kSourceSize));
     return true;
 }
 

@@ -92,6 +92,7 @@ void KeywordFileIndex::search_locked(Search& search, const CandidatePlan& plan, 
     // The list is left only when the limit has been exceeded, which delivers one more than it says.
     const auto capacity =
         static_cast<std::size_t>(std::max<std::int64_t>(std::int64_t{limit} + 1, 1));
+    matches.reserve(std::min<std::size_t>(capacity, list->size()));
     MatchCollector collector(table_, search, capacity, matches);
     KeywordWalk walk(table_, plan, !asker.exceeds_low_range(), collector);
     walk.run(*list, from);

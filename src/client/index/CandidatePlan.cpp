@@ -15,6 +15,12 @@ CandidatePlan::CandidatePlan(const SearchNode& root) {
 CandidatePlan::Group CandidatePlan::group_of(const SearchNode& root, int depth) {
     Group group;
     TextSignature needed;
+    const auto need = [&](std::string_view text) {
+        needed.add(text);
+        GramFilter::for_each_place(text, [&](std::uint32_t place) {
+            if (group.grams.size() < kGrams) group.grams.push_back(place);
+        });
+    };
     prefix_walk(root, [&](const SearchNode& node) {
         if (const auto* combine = node_as<SN_Operator>(&node)) {
             const Sides sides = required_sides(combine->op());
@@ -23,8 +29,8 @@ CandidatePlan::Group CandidatePlan::group_of(const SearchNode& root, int depth) 
                 group.alternatives.push_back(std::move(alternatives));
             return Sides::neither;
         }
-        if (const auto* substring = node_as<SN_Substring>(&node)) needed.add(substring->text());
-        if (const auto* compare = node_as<SN_StringTagCompare>(&node)) needed.add(compare->text());
+        if (const auto* substring = node_as<SN_Substring>(&node)) need(substring->text());
+        if (const auto* compare = node_as<SN_StringTagCompare>(&node)) need(compare->text());
         return Sides::neither;
     });
     needed.for_each_column(
@@ -70,6 +76,21 @@ void CandidatePlan::order(Group& group, const RowStore::ColumnWeights& weights) 
             order(alternative, weights);
 }
 
+GramFilter::Stretches CandidatePlan::stretches(const Group& group,
+                                               const GramFilter& grams) noexcept {
+    GramFilter::Stretches left = GramFilter::kAllStretches;
+    for (const std::uint32_t place : group.grams)
+        left &= grams.at(place);
+    for (const auto& alternatives : group.alternatives) {
+        if (left == 0) break;
+        GramFilter::Stretches united = 0;
+        for (const Group& alternative : alternatives)
+            united |= stretches(alternative, grams);
+        left &= united;
+    }
+    return left;
+}
+
 void CandidatePlan::narrow(const Segment& segment, std::uint32_t stretch,
                            Segment::Stretch& bits) const {
     std::uint32_t line = stretch * Segment::kStretchLines;
@@ -93,6 +114,26 @@ void CandidatePlan::narrow(const Group& group, const Segment& segment, std::uint
         }
         bits = united;
     }
+}
+
+std::size_t CandidatePlan::narrow(const Segment& segment,
+                                  std::span<std::uint32_t> slots) const noexcept {
+    std::size_t left = slots.size();
+    for (const std::uint16_t column : root_.columns) {
+        const Segment::Line* const bits = segment.column(column);
+        std::size_t kept = 0;
+        for (std::size_t i = 0; i < left; ++i) {  // without a branch that nobody could foretell
+            const std::uint32_t slot = slots[i];
+            slots[kept] = slot;
+            kept += bits[slot / Segment::Line::kRows].test(slot % Segment::Line::kRows) ? 1 : 0;
+        }
+        if ((left = kept) == 0) return 0;
+    }
+    if (root_.alternatives.empty()) return left;
+    const auto refused =
+        std::remove_if(slots.begin(), slots.begin() + static_cast<std::ptrdiff_t>(left),
+                       [&](std::uint32_t slot) { return !admits(root_, segment, slot); });
+    return static_cast<std::size_t>(refused - slots.begin());
 }
 
 void CandidatePlan::prefetch(const Segment& segment, std::uint32_t stretch) const noexcept {

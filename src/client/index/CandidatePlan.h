@@ -3,15 +3,18 @@
 //
 //     blue & (sky | sea) & size > 1000         columns of blue, and (columns of sky, or of sea)
 //
-// A group asks for all of its columns and, of each of its alternatives, for one group. What cannot
-// be told from signatures (short texts, numbers, the right side of "and not") asks for nothing. So
-// a row that the plan dismisses cannot match; one that it admits has still to be evaluated.
+// A group asks for all of its columns, for the runs of five letters of its longer texts and, of
+// each of its alternatives, for one group. What cannot be told from signatures (short texts,
+// numbers, the right side of "and not") asks for nothing. So a row that the plan dismisses cannot
+// match; one that it admits has still to be evaluated.
 //
 // A tree in which some node reports when it is evaluated gets a plan that admits everything, for a
 // record dismissed unseen would leave its line out.
 //
 // Threads     Built and used by one thread; reads segments under the index lock.
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "client/index/RowStore.h"
@@ -27,21 +30,28 @@ public:
     // Nothing can be dismissed: the other operations need not be called.
     [[nodiscard]] bool admits_all() const noexcept { return root_.empty(); }
 
+    // The stretches of a segment in which a match may be: few when the search is for something
+    // rare. Asked before what follows.
+    [[nodiscard]] GramFilter::Stretches stretches(const Segment& segment) const noexcept {
+        const GramFilter* const grams = segment.grams();
+        return grams == nullptr ? GramFilter::kAllStretches : stretches(root_, *grams);
+    }
+
     // Puts the columns that dismiss most in front. Call before what follows; needs the index lock.
     void order_by(const RowStore::ColumnWeights& weights);
 
     // Clears the bits of the slots that cannot match, in one stretch of a segment.
     void narrow(const Segment& segment, std::uint32_t stretch, Segment::Stretch& bits) const;
+    // Moves those of some slots that may match to the front and returns their number.
+    [[nodiscard]] std::size_t narrow(const Segment& segment,
+                                     std::span<std::uint32_t> slots) const noexcept;
     // Fetches in advance what narrow reads first. Not when all is admitted.
     void prefetch(const Segment& segment, std::uint32_t stretch) const noexcept;
-    // The same question for one slot.
-    [[nodiscard]] bool admits(const Segment& segment, std::uint32_t slot) const noexcept {
-        return admits(root_, segment, slot);
-    }
 
 private:
     struct Group {
         std::vector<std::uint16_t> columns;
+        std::vector<std::uint32_t> grams;  // places in a GramFilter
         std::vector<std::vector<Group>> alternatives;
         [[nodiscard]] bool empty() const noexcept {
             return columns.empty() && alternatives.empty();
@@ -54,9 +64,12 @@ private:
     static constexpr std::size_t kAlternatives = 64;
     // With so many of the rarest columns nearly everything is dismissed that ever will be.
     static constexpr std::size_t kColumns = 12;
+    static constexpr std::size_t kGrams = 16;
 
     [[nodiscard]] Group group_of(const SearchNode& root, int depth);
     [[nodiscard]] std::vector<Group> alternatives_of(const SN_Operator& root, int depth);
+    [[nodiscard]] static GramFilter::Stretches stretches(const Group& group,
+                                                         const GramFilter& grams) noexcept;
     static void order(Group& group, const RowStore::ColumnWeights& weights);
     static void narrow(const Group& group, const Segment& segment, std::uint32_t line,
                        Segment::Line& bits);

@@ -21,17 +21,12 @@ struct FileEntry {
     std::uint32_t row = 0;
     std::uint32_t reachable = 0;  // sources with an identifier above the low range
 
-    // Fetches the beginning of the record, or of record and sources, once the entry itself is at
-    // hand.
+    // Fetches the beginning of the record, once the entry itself is at hand.
     void prefetch_record() const noexcept {
         constexpr std::size_t kLine = 64;
         const std::byte* const bytes = record.bytes().data();
         __builtin_prefetch(bytes);
         __builtin_prefetch(bytes + kLine);
-    }
-    void prefetch() const noexcept {
-        prefetch_record();
-        sources.prefetch();
     }
 };
 

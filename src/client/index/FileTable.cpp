@@ -29,7 +29,7 @@ std::uint32_t FileTable::add_entry(Prepared& prepared, ClientId owner, std::uint
     entry.record = std::move(prepared.record);
     entry.sources.append(sources_, owner, port);
     entry.reachable = reachable ? 1 : 0;
-    entry.row = rows_.append(handle, prepared.signature, reachable);
+    entry.row = rows_.append(handle, prepared.signature, reachable, entry.record.view());
     by_hash_.insert(prepared.digest, handle);
     const std::uint32_t bucket = bucket_of(hash);
     if (bucket_lists_.append(bucket, entry.row)) occupied_.set(bucket);
@@ -79,7 +79,8 @@ void FileTable::prefetch_bucket_row(std::uint32_t handle) const noexcept {
 
 void FileTable::renumber(const RowStore::NewNumbers& new_number) {
     bucket_lists_.renumber(new_number);
-    rows_.renumber([&](std::uint32_t handle, std::uint32_t row) { entries_[handle].row = row; });
+    rows_.renumber([&](std::uint32_t handle) { return entries_[handle].record.view(); },
+                   [&](std::uint32_t handle, std::uint32_t row) { entries_[handle].row = row; });
 }
 
 std::size_t FileTable::heap_bytes() const noexcept {

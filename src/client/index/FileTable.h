@@ -54,6 +54,11 @@ public:
     void prefetch_entry(std::uint32_t handle) const noexcept {
         __builtin_prefetch(&entries_[handle], 1);
     }
+    // Fetches an entry's record and sources, when the entry is at hand.
+    void prefetch_contents(std::uint32_t handle) const noexcept {
+        entries_[handle].prefetch_record();
+        entries_[handle].sources.prefetch(sources_);
+    }
     void prefetch_bucket_ends(std::uint32_t handle) const noexcept;
     void prefetch_bucket_row(std::uint32_t handle) const noexcept;
 
@@ -71,6 +76,7 @@ public:
     [[nodiscard]] const FileEntry& entry(std::uint32_t handle) const noexcept {
         return entries_[handle];
     }
+    [[nodiscard]] const SourceStore& sources() const noexcept { return sources_; }
     [[nodiscard]] const RowStore& rows() const noexcept { return rows_; }
     // The entries of a bucket, or null when it is empty.
     [[nodiscard]] const RowList* bucket(std::uint32_t number) const noexcept {

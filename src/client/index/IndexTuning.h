@@ -8,7 +8,7 @@ namespace vorrim {
 struct IndexTuning {
     // Rows that may be given out before the live ones are numbered anew from 0.
     std::uint32_t row_limit = 0xFFFF8000u;
-    // Rows of a segment: a power of two, at least 4096.
+    // Rows of a segment: a power of two, from 4096 to 32768.
     std::uint32_t segment_rows = 32768;
     // Records entered, or entries left, under one hold of the index lock.
     std::uint32_t slice = 256;

@@ -4,6 +4,8 @@
 #include <array>
 #include <bit>
 
+#include "client/index/row_search.h"
+
 namespace vorrim {
 
 namespace {
@@ -21,52 +23,63 @@ void KeywordWalk::run(const RowList& list, std::uint32_t from) {
 bool KeywordWalk::rows(std::span<const std::uint32_t> run) {
     while (!run.empty()) {
         const Segment& segment = table_.rows().segment_of(run.front());
-        if (!plan_.admits_all() && run.size() >= kManyRows &&
-            run[kManyRows - 1] < segment.rows_end() &&
-            stretch_of(segment, run[kManyRows - 1]) == stretch_of(segment, run.front())) {
-            if (!many_rows(segment, run)) return false;
+        const std::uint32_t stretch = stretch_of(segment, run.front());
+        if (!may_be_in(segment, stretch)) {
+            run = run.subspan(find_row(run, next_possible(segment, stretch)));
             continue;
         }
-        std::size_t few = 1;
-        while (few < run.size() && few < kManyRows && run[few] < segment.rows_end())
-            ++few;
-        if (!few_rows(segment, run.first(few))) return false;
-        run = run.subspan(few);
+        const std::uint32_t end =
+            plan_.admits_all() ? segment.rows_end() : segment.stretch_end(stretch);
+        std::array<std::uint32_t, kRowsAtOnce> slots;
+        std::size_t taken = 0;
+        for (; taken < std::min(run.size(), slots.size()) && run[taken] < end; ++taken)
+            slots[taken] = segment.slot_of(run[taken]);
+        run = run.subspan(taken);
+        if (!offer(segment, stretch, {slots.data(), taken})) return false;
     }
     return true;
 }
 
-bool KeywordWalk::few_rows(const Segment& segment, std::span<const std::uint32_t> rows) {
-    for (const std::uint32_t row : rows) {
-        const std::uint32_t slot = segment.slot_of(row);
-        if (reachable_only_ && !segment.reachable(slot)) continue;
-        if (!plan_.admits_all() && !plan_.admits(segment, slot)) continue;
-        if (!collector_.offer(segment.handle_of(slot))) return false;
+bool KeywordWalk::may_be_in(const Segment& segment, std::uint32_t stretch) {
+    if (plan_.admits_all()) return true;
+    if (asked_ != &segment) {
+        asked_ = &segment;
+        stretches_ = plan_.stretches(segment);
     }
-    return true;
+    return (stretches_ >> stretch & 1) != 0;
 }
 
-bool KeywordWalk::many_rows(const Segment& segment, std::span<const std::uint32_t>& run) {
-    const std::uint32_t stretch = stretch_of(segment, run.front());
-    const std::uint32_t first = stretch * Segment::kStretchRows;
-    Segment::Stretch bits{};
-    // Neighbouring rows mostly share a word: it is put together before it is stored.
-    std::uint32_t word = (segment.slot_of(run.front()) - first) / 64;
-    std::uint64_t in_word = 0;
-    std::size_t taken = 0;
-    for (; taken < run.size() && run[taken] < segment.rows_end(); ++taken) {
-        const std::uint32_t bit = segment.slot_of(run[taken]) - first;
-        if (bit >= Segment::kStretchRows) break;
-        if (bit / 64 != word) {
-            bits[word / 8].words[word % 8] = in_word;
-            word = bit / 64;
-            in_word = 0;
-        }
-        in_word |= std::uint64_t{1} << (bit % 64);
+// The first row behind a stretch in which a match may be, or one between it and the rows before.
+std::uint32_t KeywordWalk::next_possible(const Segment& from, std::uint32_t stretch) {
+    const auto& segments = table_.rows().segments();
+    const Segment* segment = &from;
+    std::uint32_t next = stretch + 1;
+    while (true) {
+        for (; next < segment->stretches(); ++next)
+            if (may_be_in(*segment, next))
+                return next == 0 ? segment->first_row() : segment->stretch_end(next - 1);
+        if (segment->ordinal + 1 == segments.size()) return segment->rows_end();
+        segment = segments[segment->ordinal + 1].get();
+        next = 0;
     }
-    bits[word / 8].words[word % 8] = in_word;
-    run = run.subspan(taken);
-    return narrowed(segment, stretch, bits);
+}
+
+// Offers what the plan and the asker leave of some slots of a stretch.
+bool KeywordWalk::offer(const Segment& segment, std::uint32_t stretch,
+                        std::span<std::uint32_t> slots) {
+    if (reachable_only_) {
+        const auto unreachable = std::remove_if(
+            slots.begin(), slots.end(), [&](auto slot) { return !segment.reachable(slot); });
+        slots = slots.first(static_cast<std::size_t>(unreachable - slots.begin()));
+    }
+    if (!plan_.admits_all()) {
+        if (stretch + 1 < segment.stretches() && may_be_in(segment, stretch + 1))
+            plan_.prefetch(segment, stretch + 1);
+        slots = slots.first(plan_.narrow(segment, slots));
+    }
+    return std::all_of(slots.begin(), slots.end(), [&](std::uint32_t slot) {
+        return collector_.offer(segment.handle_of(slot));
+    });
 }
 
 // Offers what the plan and the asker leave of the bits.
@@ -77,7 +90,8 @@ bool KeywordWalk::narrowed(const Segment& segment, std::uint32_t stretch, Segmen
             bits[line] &= reachable[line];
     }
     if (!plan_.admits_all()) {
-        if (stretch + 1 < segment.stretches()) plan_.prefetch(segment, stretch + 1);
+        if (stretch + 1 < segment.stretches() && may_be_in(segment, stretch + 1))
+            plan_.prefetch(segment, stretch + 1);
         plan_.narrow(segment, stretch, bits);
     }
     for (std::uint32_t word = 0; word < Segment::kStretchRows / 64; ++word)
@@ -105,11 +119,13 @@ bool KeywordWalk::window(std::uint32_t base, RowBlocks::Window words, std::uint3
     }
 
     // The window is a stretch of the segment, bit for bit.
+    const std::uint32_t stretch = segment.slot_of(base) / Segment::kStretchRows;
+    if (!may_be_in(segment, stretch)) return true;
     Segment::Stretch bits{};
     for (std::uint32_t word = first_word; word < words.size(); ++word)
         bits[word / 8].words[word % 8] = words[word];
     bits[first_word / 8].words[first_word % 8] &= ~std::uint64_t{0} << (first % 64);
-    return narrowed(segment, segment.slot_of(base) / Segment::kStretchRows, bits);
+    return narrowed(segment, stretch, bits);
 }
 
 }  // namespace vorrim

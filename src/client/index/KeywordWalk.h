@@ -30,20 +30,19 @@ public:
     bool window(std::uint32_t base, RowBlocks::Window words, std::uint32_t first);
 
 private:
-    // From so many rows in one segment on, the columns are ANDed as a whole instead of asked row by
-    // row.
-    static constexpr std::size_t kManyRows = 16;
+    static constexpr std::size_t kRowsAtOnce = 128;
 
-    bool few_rows(const Segment& segment, std::span<const std::uint32_t> rows);
-    // Takes the rows from the front that lie in the stretch of the first one; `run` is left with
-    // the others.
-    bool many_rows(const Segment& segment, std::span<const std::uint32_t>& run);
+    bool may_be_in(const Segment& segment, std::uint32_t stretch);
+    std::uint32_t next_possible(const Segment& from, std::uint32_t stretch);
+    bool offer(const Segment& segment, std::uint32_t stretch, std::span<std::uint32_t> slots);
     bool narrowed(const Segment& segment, std::uint32_t stretch, Segment::Stretch& bits);
 
     const FileTable& table_;
     const CandidatePlan& plan_;
     const bool reachable_only_;
     MatchCollector& collector_;
+    const Segment* asked_ = nullptr;  // whose stretches are at hand
+    GramFilter::Stretches stretches_ = 0;
 };
 
 }  // namespace vorrim

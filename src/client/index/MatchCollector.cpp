@@ -1,19 +1,24 @@
 #include "client/index/MatchCollector.h"
 
-#include <utility>
+#include <algorithm>
 
 namespace vorrim {
 
+bool MatchCollector::evaluate() {
+    const std::uint32_t handle = waiting_[evaluated_++ % kBehind];
+    const RecordView record = table_.entry(handle).record.view();
+    if (!everything_ && !search_.matches(record)) return true;
+    matches_.push_back(record);
+    last_ = handle;
+    return !full();
+}
+
 bool MatchCollector::finish() {
-    const std::size_t count = std::exchange(waiting_count_, 0);
-    for (std::size_t i = 0; i < count; ++i)
-        table_.entry(waiting_[i]).prefetch_record();
-    for (std::size_t i = 0; i < count && !full(); ++i) {
-        const RecordView record = table_.entry(waiting_[i]).record.view();
-        if (!everything_ && !search_.matches(record)) continue;
-        matches_.push_back(record);
-        last_ = waiting_[i];
-    }
+    for (std::size_t at = std::max(evaluated_, offered_ - std::min(offered_, kHalfWay));
+         at < offered_; ++at)
+        table_.entry(waiting_[at % kBehind]).prefetch_record();
+    while (!full() && evaluated_ < offered_)
+        (void)evaluate();
     return !full();
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 // Evaluates candidates in the order in which they are offered and collects those that match, up to
-// a capacity. Works a few candidates behind, so that the memory of the next ones is on its way
-// while one is evaluated; the order of evaluation, and where it stops, are as if it did not.
+// a capacity. Works some candidates behind, so that the memory of the next ones is on its way while
+// one is evaluated; the order of evaluation, and where it stops, are as if it did not.
+//
+//     offered ── entry is fetched ──► half way ── record is fetched ──► evaluated
 //
 // Threads     Belongs to one search, under the index lock.
 #include <array>
@@ -28,9 +30,12 @@ public:
 
     // The next candidate. False when the capacity is reached: nothing more is wanted.
     bool offer(std::uint32_t handle) {
+        if (offered_ - evaluated_ == kBehind && !evaluate()) return false;
         __builtin_prefetch(&table_.entry(handle));
-        waiting_[waiting_count_++] = handle;
-        return waiting_count_ < waiting_.size() || finish();
+        waiting_[offered_++ % kBehind] = handle;
+        if (offered_ - evaluated_ > kHalfWay)
+            table_.entry(waiting_[(offered_ - kHalfWay - 1) % kBehind]).prefetch_record();
+        return true;
     }
     // Evaluates what was offered and still waits. False when the capacity is reached.
     bool finish();
@@ -40,13 +45,20 @@ public:
     [[nodiscard]] const FileEntry& last() const noexcept { return table_.entry(last_); }
 
 private:
+    static constexpr std::size_t kBehind = 32;
+    static constexpr std::size_t kHalfWay = kBehind / 2;
+
+    // The one that waits longest. False when the capacity is reached.
+    bool evaluate();
+
     const FileTable& table_;
     const Search& search_;
     const bool everything_;
     const std::size_t capacity_;
     std::vector<RecordView>& matches_;
-    std::array<std::uint32_t, 16> waiting_;
-    std::size_t waiting_count_ = 0;
+    std::array<std::uint32_t, kBehind> waiting_;
+    std::size_t offered_ = 0;
+    std::size_t evaluated_ = 0;
     std::uint32_t last_ = FileTable::kNone;
 };
 

@@ -5,8 +5,8 @@
 
 namespace vorrim {
 
-std::uint32_t RowStore::append(std::uint32_t handle, const TextSignature& signature,
-                               bool reachable) {
+std::uint32_t RowStore::append(std::uint32_t handle, const TextSignature& signature, bool reachable,
+                               RecordView record) {
     if (exhausted()) throw std::bad_alloc();
     const std::uint32_t window = window_of(next_row_);
     if (windows_.empty()) first_window_ = window;
@@ -18,7 +18,7 @@ std::uint32_t RowStore::append(std::uint32_t handle, const TextSignature& signat
         windows_.back() = segments_.back().get();
         if (before != nullptr) tidy(*before);  // it was spared while it was the last
     }
-    windows_.back()->append(handle, signature, reachable);
+    windows_.back()->append(handle, signature, reachable, record);
     signature.for_each_column([&](std::size_t column) { ++weights_[column]; });
     ++live_count_;
     return next_row_++;

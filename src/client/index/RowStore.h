@@ -27,14 +27,17 @@ public:
     // How often each column was set; the lower, the more a column dismisses.
     using ColumnWeights = std::array<std::uint64_t, TextSignature::kColumns>;
 
-    // Rows below row_limit, segments of segment_rows rows (a power of two, at least a stretch).
+    // Rows below row_limit, segments of segment_rows rows (a power of two, from a stretch to
+    // eight).
     RowStore(std::uint32_t row_limit, std::uint32_t segment_rows) noexcept
         : row_limit_(row_limit), window_shift_(std::countr_zero(segment_rows)) {}
 
     // All numbers are used up: number anew before the next append.
     [[nodiscard]] bool exhausted() const noexcept { return next_row_ >= row_limit_; }
-    // A row for a new entry. Raises std::bad_alloc when exhausted.
-    std::uint32_t append(std::uint32_t handle, const TextSignature& signature, bool reachable);
+    // A row for a new entry; the record's texts are what the signature was made of. Raises
+    // std::bad_alloc when exhausted.
+    std::uint32_t append(std::uint32_t handle, const TextSignature& signature, bool reachable,
+                         RecordView record);
     // The row's entry is gone.
     void remove(std::uint32_t row);
     void set_reachable(std::uint32_t row, bool reachable) noexcept;
@@ -61,14 +64,15 @@ public:
         std::vector<std::uint32_t> below_;     // live rows below each 64 slots
     };
     // Gives every live row the number that NewNumbers said, calling visit(handle, row) for each.
-    template <class Visit>
-    void renumber(Visit&& visit) {
+    // record_of(handle) is the row's record.
+    template <class RecordOf, class Visit>
+    void renumber(RecordOf&& record_of, Visit&& visit) {
         RowStore renumbered(row_limit_, segment_rows());
         for (std::unique_ptr<Segment>& segment : segments_) {
             segment->for_each_live([&](std::uint32_t slot) {
                 const std::uint32_t handle = segment->handle_of(slot);
                 visit(handle, renumbered.append(handle, segment->signature_of(slot),
-                                                segment->reachable(slot)));
+                                                segment->reachable(slot), record_of(handle)));
             });
             segment.reset();
         }

@@ -33,15 +33,23 @@ std::optional<ScanWalk::Position> ScanWalk::run(Position from, std::size_t capac
 }
 
 std::size_t ScanWalk::mark_candidates() {
+    marked_ = true;
     std::size_t count = 0;
     for (const auto& segment : table_.rows().segments()) {
-        first_stretch_.push_back(static_cast<std::uint32_t>(candidates_.size()));
+        first_stretch_.push_back(static_cast<std::uint32_t>(places_.size()));
+        const GramFilter::Stretches possible = plan_.stretches(*segment);
         for (std::uint32_t stretch = 0; stretch < segment->stretches(); ++stretch) {
+            places_.push_back(kNone);
+            if ((possible >> stretch & 1) == 0) continue;
             if (stretch + 1 < segment->stretches()) plan_.prefetch(*segment, stretch + 1);
-            candidates_.push_back(reachable_only_ ? segment->reachable_ones(stretch)
-                                                  : segment->live(stretch));
-            plan_.narrow(*segment, stretch, candidates_.back());
-            count += count_bits(candidates_.back());
+            Segment::Stretch bits =
+                reachable_only_ ? segment->reachable_ones(stretch) : segment->live(stretch);
+            plan_.narrow(*segment, stretch, bits);
+            const std::size_t here = count_bits(bits);
+            if (here == 0) continue;
+            count += here;
+            places_.back() = static_cast<std::uint32_t>(candidates_.size());
+            candidates_.push_back(bits);
         }
     }
     return count;
@@ -51,11 +59,13 @@ std::optional<ScanWalk::Position> ScanWalk::sort_candidates(
     Position from, std::size_t capacity, std::vector<RecordView>& matches) const {
     std::vector<std::uint32_t> handles;
     for (const auto& segment : table_.rows().segments())
-        for (std::uint32_t stretch = 0; stretch < segment->stretches(); ++stretch)
-            for_each_bit(
-                candidates_[first_stretch_[segment->ordinal] + stretch], [&](std::uint32_t bit) {
-                    handles.push_back(segment->handle_of(stretch * Segment::kStretchRows + bit));
-                });
+        for (std::uint32_t stretch = 0; stretch < segment->stretches(); ++stretch) {
+            const std::uint32_t place = places_[first_stretch_[segment->ordinal] + stretch];
+            if (place == kNone) continue;
+            for_each_bit(candidates_[place], [&](std::uint32_t bit) {
+                handles.push_back(segment->handle_of(stretch * Segment::kStretchRows + bit));
+            });
+        }
 
     constexpr std::size_t kEntriesAhead = 16;
     constexpr std::size_t kRecordsAhead = 8;
@@ -122,9 +132,11 @@ bool ScanWalk::window(std::uint32_t base, RowBlocks::Window words, std::uint32_t
 bool ScanWalk::row(std::uint32_t row) {
     const Segment& segment = table_.rows().segment_of(row);
     const std::uint32_t slot = segment.slot_of(row);
-    if (!candidates_.empty()) {
-        const Segment::Stretch& bits =
-            candidates_[first_stretch_[segment.ordinal] + slot / Segment::kStretchRows];
+    if (marked_) {
+        const std::uint32_t place =
+            places_[first_stretch_[segment.ordinal] + slot / Segment::kStretchRows];
+        if (place == kNone) return true;
+        const Segment::Stretch& bits = candidates_[place];
         const std::uint32_t bit = slot % Segment::kStretchRows;
         if (!bits[bit / Segment::Line::kRows].test(bit % Segment::Line::kRows)) return true;
     } else if (reachable_only_ && !segment.reachable(slot)) {

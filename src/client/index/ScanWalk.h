@@ -48,6 +48,8 @@ public:
     bool window(std::uint32_t base, RowBlocks::Window words, std::uint32_t first);
 
 private:
+    static constexpr std::uint32_t kNone = UINT32_MAX;
+
     struct Found {
         std::uint32_t bucket;
         std::uint32_t row;
@@ -68,8 +70,10 @@ private:
     const Search& search_;
     const bool reachable_only_;
     const std::uint32_t sort_up_to_;
-    // Empty: all entries, or all reachable ones. A segment's stretches follow one another.
-    std::vector<Segment::Stretch> candidates_;
+    // Not marked: all entries, or all reachable ones. A segment's stretches follow one another.
+    bool marked_ = false;
+    std::vector<Segment::Stretch> candidates_;  // of the stretches that have any
+    std::vector<std::uint32_t> places_;         // of every stretch in candidates_, or kNone
     std::vector<std::uint32_t> first_stretch_;  // of a segment, by its ordinal
     MatchCollector* collector_ = nullptr;
 };

@@ -13,6 +13,11 @@ std::uint32_t lines_for(std::uint32_t slots) {
         std::max<std::uint32_t>(1, (slots + Segment::Line::kRows - 1) / Segment::Line::kRows));
 }
 
+// A packed segment's filter must be worth its memory: not be larger than the rows that it spares,
+// and not hold so much that it spares none.
+constexpr std::uint32_t kFewestForGrams = 2 * Segment::kStretchRows;
+constexpr double kDensestGrams = 0.75;
+
 // Turns a square of 64 words by 64 bits about its diagonal.
 void transpose(std::array<std::uint64_t, 64>& square) noexcept {
     std::uint64_t mask = 0x00000000FFFFFFFF;
@@ -53,8 +58,8 @@ Segment::Stretch Segment::copy_of(const Line* row, std::uint32_t stretch) const 
     return bits;
 }
 
-std::uint32_t Segment::append(std::uint32_t handle, const TextSignature& signature,
-                              bool reachable) {
+std::uint32_t Segment::append(std::uint32_t handle, const TextSignature& signature, bool reachable,
+                              RecordView record) {
     if (used_ == slots()) grow();
     const std::uint32_t slot = used_++;
     const std::uint32_t line = slot / Line::kRows;
@@ -64,6 +69,8 @@ std::uint32_t Segment::append(std::uint32_t handle, const TextSignature& signatu
     if (reachable) bit_row(kReachableRow)[line].set(bit);
     signature.for_each_column(
         [&](std::size_t column) { bit_row(kFirstColumn + column)[line].set(bit); });
+    if (!grams_) grams_ = std::make_unique<GramFilter>();
+    grams_->add(slot / kStretchRows, record);
     ++live_count_;
     return slot;
 }
@@ -98,8 +105,12 @@ std::unique_ptr<Segment> Segment::packed(const Segment* successor) const {
     auto result = std::make_unique<Segment>(first_row_, max_rows_, lines_for(live));
     result->rows_end_ = successor ? successor->rows_end_ : rows_end_;
     result->rows_.reserve(live);
+    const bool grams = grams_ && (!successor || successor->grams_) && live >= kFewestForGrams;
+    if (grams) result->grams_ = std::make_unique<GramFilter>();
     result->append_live_of(*this);
     if (successor) result->append_live_of(*successor);
+    if (grams && result->grams_->density(result->stretches()) > kDensestGrams)
+        result->grams_.reset();
     return result;
 }
 
@@ -113,6 +124,7 @@ void Segment::append_live_of(const Segment& other) {
         rows_.push_back(other.row_of(live[i]));
         handles_[used_ + i] = other.handles_[live[i]];
     }
+    if (grams_) unite_grams(other);
     constexpr std::size_t kGroup = 64;
     std::array<std::uint64_t, kGroup> from;
     std::array<std::uint64_t, kGroup> to;
@@ -144,9 +156,21 @@ void Segment::append_live_of(const Segment& other) {
     live_count_ += static_cast<std::uint32_t>(live.size());
 }
 
+// Everything that occurred in a stretch stays in those to which rows of it move: it may be the text
+// of any of them.
+void Segment::unite_grams(const Segment& other) {
+    GramFilter::Origins origins{};
+    std::uint32_t slot = used_;
+    other.for_each_live([&](std::uint32_t other_slot) {
+        origins[slot++ / kStretchRows] |=
+            static_cast<GramFilter::Stretches>(1u << (other_slot / kStretchRows));
+    });
+    grams_->unite(*other.grams_, origins);
+}
+
 std::size_t Segment::heap_bytes() const noexcept {
-    return kBitRows * stride(lines_) * sizeof(Line) + slots() * sizeof(std::uint32_t) +
-           rows_.capacity() * sizeof(std::uint32_t);
+    return (grams_ ? sizeof(GramFilter) : 0) + kBitRows * stride(lines_) * sizeof(Line) +
+           slots() * sizeof(std::uint32_t) + rows_.capacity() * sizeof(std::uint32_t);
 }
 
 }  // namespace vorrim

@@ -7,6 +7,7 @@
 //     live          1    0    1    1  ...    one bit: the row has an entry
 //     reachable     1    0    0    1  ...    one bit: some source has a high identifier
 //     column 0..255 one bit each: the entry's TextSignature, cut across
+//     grams         what occurs in the texts of each 4096 slots (GramFilter)
 //
 // Cut across, a signature test of 64 rows is one AND, and a search that needs a handful of columns
 // reads those and no others. A column of a segment is one run of at most 4 KiB: so long that a
@@ -25,6 +26,7 @@
 #include <span>
 #include <vector>
 
+#include "client/index/GramFilter.h"
 #include "client/index/RowBlocks.h"
 #include "client/index/TextSignature.h"
 
@@ -76,11 +78,14 @@ public:
 
     // An empty segment for the rows from first_row, a multiple of max_rows, on. It has room for as
     // many lines of slots, a power of two, as given; a dense one grows up to max_rows slots, a
-    // power of two of at least a stretch.
+    // power of two of at least a stretch and at most kMaxRows.
+    static constexpr std::uint32_t kMaxRows = GramFilter::kMaxStretches * kStretchRows;
     Segment(std::uint32_t first_row, std::uint32_t max_rows, std::uint32_t lines = 1);
 
-    // The next row of a dense segment that is not full. Returns its slot.
-    std::uint32_t append(std::uint32_t handle, const TextSignature& signature, bool reachable);
+    // The next row of a dense segment that is not full; the record's texts are what the signature
+    // was made of. Returns its slot.
+    std::uint32_t append(std::uint32_t handle, const TextSignature& signature, bool reachable,
+                         RecordView record);
     // The row's entry is gone. Its slot stays until the segment is packed.
     void kill(std::uint32_t slot) noexcept;
     void set_reachable(std::uint32_t slot, bool reachable) noexcept;
@@ -126,6 +131,13 @@ public:
     [[nodiscard]] Stretch reachable_ones(std::uint32_t stretch) const noexcept {
         return copy_of(bit_row(kReachableRow), stretch);
     }
+    // What occurs in the texts; null when that is not known.
+    [[nodiscard]] const GramFilter* grams() const noexcept { return grams_.get(); }
+    // No row of the stretch is as high, and none below is in a later one.
+    [[nodiscard]] std::uint32_t stretch_end(std::uint32_t stretch) const noexcept {
+        const std::uint32_t slot = (stretch + 1) * kStretchRows;
+        return slot < used_ ? row_of(slot) : rows_end_;
+    }
     // lines() lines.
     [[nodiscard]] const Line* column(std::size_t column) const noexcept {
         return bit_row(kFirstColumn + column);
@@ -170,6 +182,7 @@ private:
     [[nodiscard]] std::uint32_t packed_slot_of(std::uint32_t row) const noexcept;
     void grow();
     void append_live_of(const Segment& other);
+    void unite_grams(const Segment& other);
 
     std::uint32_t first_row_;
     std::uint32_t rows_end_;
@@ -180,6 +193,7 @@ private:
     std::unique_ptr<Line[]> bits_;              // kBitRows rows of lines_ lines
     std::unique_ptr<std::uint32_t[]> handles_;  // one per slot
     std::vector<std::uint32_t> rows_;           // one per used slot; empty: dense
+    std::unique_ptr<GramFilter> grams_;
 };
 
 }  // namespace vorrim

@@ -1,0 +1,89 @@
+#pragma once
+// Memory for the sources of all entries but the first of each, which stands in its entry.
+//
+//     page 0        page 1        page 2         4 KiB each, cut into pieces of one size
+//     [24|24|24..]  [12|12|12..]  [free    ]     a page of which no piece is in use serves any size
+//
+// A piece has no header, is at most an eighth larger than asked for, and is named by 32 bits. So
+// the sources of files cost their six bytes and little more, whatever number of them each has, and
+// also after all of them have grown together. Lists of more than 64 sources are blocks of their
+// own.
+//
+// Threads     None inside; const operations may run side by side.
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace vorrim {
+
+inline constexpr std::size_t kSourceSize = 6;
+
+class SourceStore {
+public:
+    // How many sources a piece for so many has room for; 0 for none. Follows from the number alone,
+    // so that nobody need remember it.
+    [[nodiscard]] static std::uint32_t capacity_for(std::uint32_t sources) noexcept;
+
+    // A piece for so many sources (at least 1). Raises std::bad_alloc when memory runs out.
+    [[nodiscard]] std::uint32_t take(std::uint32_t sources);
+    // Where the piece is that was taken for as many sources, or for as many of the same capacity.
+    [[nodiscard]] std::byte* at(std::uint32_t piece, std::uint32_t sources) const noexcept {
+        return sources > kLargestPiece ? blocks_[piece].get() : in_page(piece);
+    }
+    void give_back(std::uint32_t piece, std::uint32_t sources) noexcept;
+
+    [[nodiscard]] std::size_t heap_bytes() const noexcept;
+
+private:
+    static constexpr std::size_t kPageBytes = 4096;
+    static constexpr std::size_t kUnit = 2;  // every piece begins at a multiple of it
+    static constexpr std::uint32_t kUnits = kPageBytes / kUnit;
+    static constexpr std::uint32_t kChunkPages = 16;  // allocated together
+    static constexpr std::uint32_t kNone = UINT32_MAX;
+    static constexpr std::uint16_t kNoUnit = UINT16_MAX;
+    static constexpr std::array<std::uint8_t, 20> kCapacities = {
+        1, 2, 3, 4, 5, 6, 7, 8, 10, 12, 14, 16, 20, 24, 28, 32, 40, 48, 56, 64};
+    static constexpr std::uint32_t kLargestPiece = kCapacities.back();
+
+    using PageBytes = std::array<std::byte, kPageBytes>;
+    // Of one class; in the list of its class when it has room, in that of free pages when nothing
+    // of it is in use.
+    struct Page {
+        std::uint32_t next = kNone;
+        std::uint32_t previous = kNone;
+        std::uint16_t free = kNoUnit;  // first piece given back; its first bytes name the next
+        std::uint16_t cut = 0;         // pieces that were ever in use
+        std::uint16_t used = 0;        // pieces in use
+        std::uint16_t size_class = 0;
+    };
+
+    [[nodiscard]] static std::size_t class_of(std::uint32_t sources) noexcept;
+    [[nodiscard]] static std::uint32_t piece_units(std::size_t size_class) noexcept;
+    [[nodiscard]] static bool has_room(const Page& page) noexcept;
+    [[nodiscard]] std::byte* in_page(std::uint32_t piece) const noexcept {
+        const std::uint32_t page = piece / kUnits;
+        return chunks_[page / kChunkPages][page % kChunkPages].data() + piece % kUnits * kUnit;
+    }
+    [[nodiscard]] std::uint32_t fresh_page(std::size_t size_class);
+    void link(std::uint32_t number, std::uint32_t& head) noexcept;
+    void unlink(std::uint32_t number, std::uint32_t& head) noexcept;
+    [[nodiscard]] std::uint32_t take_block(std::uint32_t sources);
+
+    std::vector<std::unique_ptr<PageBytes[]>> chunks_;
+    std::vector<Page> pages_;
+    std::array<std::uint32_t, kCapacities.size()> with_room_ = make_heads();
+    std::uint32_t free_pages_ = kNone;
+    std::vector<std::unique_ptr<std::byte[]>> blocks_;
+    std::vector<std::uint32_t> free_blocks_;
+    std::size_t block_bytes_ = 0;
+
+    static constexpr std::array<std::uint32_t, kCapacities.size()> make_heads() {
+        std::array<std::uint32_t, kCapacities.size()> heads{};
+        heads.fill(kNone);
+        return heads;
+    }
+};
+
+}  // namespace vorrim
