@@ -1,0 +1,240 @@
+#pragma once
+// Records and expressions as plainly as their rules can be said: recursion over values. Slow, and
+// shares nothing with what it is compared to but the encoding of bytes.
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vorrim::test {
+
+using Bytes = std::string;
+using Lines = std::vector<std::string>;
+
+inline Bytes little_endian(std::uint32_t value, int width) {
+    Bytes bytes;
+    for (int i = 0; i < width; ++i)
+        bytes += static_cast<char>(value >> (8 * i) & 0xFF);
+    return bytes;
+}
+
+inline Bytes counted(const std::string& text) {
+    return little_endian(static_cast<std::uint32_t>(text.size()), 2) + text;
+}
+
+inline std::string folded(std::string text) {
+    for (char& c : text)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
+    return text;
+}
+
+struct ModelTag {
+    int type = 3;  // 1 hash, 2 text, 3 integer
+    std::string name;
+    std::string value;  // the text, or the 16 bytes
+    std::uint32_t number = 0;
+    std::string lowered = folded(value);
+
+    [[nodiscard]] bool is(int wanted_type, const std::string& wanted_name) const {
+        return type == wanted_type && name != "n" && name == wanted_name;
+    }
+    [[nodiscard]] Bytes encode() const {
+        return static_cast<char>(type) + counted(name) +
+               (type == 1   ? value
+                : type == 2 ? counted(value)
+                            : little_endian(number, 4));
+    }
+};
+
+struct ModelRecord {
+    Bytes hash;
+    std::uint32_t id = 0;
+    std::uint32_t port = 0;
+    std::vector<ModelTag> tags;
+
+    [[nodiscard]] Bytes encode() const {
+        Bytes bytes = hash + little_endian(id, 4) + little_endian(port, 2) +
+                      little_endian(static_cast<std::uint32_t>(tags.size()), 4);
+        for (const ModelTag& tag : tags)
+            bytes += tag.encode();
+        return bytes;
+    }
+    void set_availability(std::uint32_t sources) {
+        const std::string name = "\x15";
+        for (ModelTag& tag : tags) {
+            if (tag.name != name) continue;
+            tag = {3, name, "", sources, ""};
+            return;
+        }
+        tags.push_back({3, name, "", sources, ""});
+    }
+};
+
+// An expression; `children` has two of them when kind is 0.
+struct ModelNode {
+    int kind = 4;
+    int op = 0;
+    std::int32_t number = 0;
+    std::string text;
+    std::string name;
+    std::vector<ModelNode> children;
+
+    [[nodiscard]] Bytes encode() const {
+        Bytes bytes(1, static_cast<char>(kind));
+        switch (kind) {
+            case 0:
+                return bytes + static_cast<char>(op) + children[0].encode() + children[1].encode();
+            case 1:
+                return bytes + counted(text);
+            case 2:
+                return bytes + counted(text) + counted(name);
+            case 3:
+                return bytes + little_endian(static_cast<std::uint32_t>(number), 4) +
+                       static_cast<char>(op) + counted(name);
+            default:
+                return bytes;
+        }
+    }
+
+    [[nodiscard]] std::string print() const {
+        static const char* const kCombine[] = {" & ", " | ", " ! ", " x "};
+        static const char* const kCompare[] = {"=", ">", "<", ">=", "<=", "!="};
+        switch (kind) {
+            case 0:
+                return " ( " + children[0].print() + (op < 4 ? kCombine[op] : " ") +
+                       children[1].print() + " ) ";
+            case 1:
+                return text;
+            case 2:
+                return name + "=" + text;
+            case 3:
+                return name + (op < 6 ? kCompare[op] : "ER") + std::to_string(number);
+            default:
+                return "*";
+        }
+    }
+
+    // What reading the wire form does to the texts to be found.
+    void lower() {
+        text = folded(text);
+        for (ModelNode& child : children)
+            child.lower();
+    }
+
+    bool evaluate(const ModelRecord& record, Lines& lines) const {
+        const auto any_tag = [&](auto&& test) {
+            return std::any_of(record.tags.begin(), record.tags.end(), test);
+        };
+        switch (kind) {
+            case 0:
+                return combine(record, lines);
+            case 1:
+                return any_tag([&](const ModelTag& tag) { return tag.type == 2 && contains(tag); });
+            case 2:
+                return any_tag(
+                    [&](const ModelTag& tag) { return tag.is(2, name) && contains(tag); });
+            case 3:
+                return any_tag([&](const ModelTag& tag) {
+                    return tag.is(3, name) && compare(static_cast<std::int32_t>(tag.number), lines);
+                });
+            default:
+                return true;
+        }
+    }
+
+private:
+    [[nodiscard]] bool contains(const ModelTag& tag) const {
+        return tag.lowered.find(text) != std::string::npos;
+    }
+    bool compare(std::int32_t value, Lines& lines) const {
+        switch (op) {
+            case 0:
+                return value == number;
+            case 1:
+                return value > number;
+            case 2:
+                return value < number;
+            case 3:
+                return value >= number;
+            case 4:
+                return value <= number;
+            case 5:
+                return value != number;
+            default:
+                lines.emplace_back("Unknown Operation in SN_IntTagCompare");
+                return false;
+        }
+    }
+    bool combine(const ModelRecord& record, Lines& lines) const {
+        if (op > 4) {
+            lines.emplace_back("Unknown Operation in Search");
+            return false;
+        }
+        const bool left = children[0].evaluate(record, lines);
+        switch (op) {
+            case 0:
+                return left && children[1].evaluate(record, lines);
+            case 1:
+                return left || children[1].evaluate(record, lines);
+            case 2:
+                return left && !children[1].evaluate(record, lines);
+            case 3:
+                return left != children[1].evaluate(record, lines);
+            default:
+                return !left && children[1].evaluate(record, lines);
+        }
+    }
+};
+
+// Texts cut into runs of other characters, at most 255 long.
+inline std::vector<std::string> model_words(const std::string& text,
+                                            const std::string& separators) {
+    std::vector<std::string> words(1);
+    for (const char c : text) {
+        if (separators.find(c) != std::string::npos || words.back().size() == 255)
+            words.emplace_back();
+        if (separators.find(c) == std::string::npos) words.back() += c;
+    }
+    std::erase(words, "");
+    return words;
+}
+
+struct ModelSearch {
+    std::optional<ModelNode> root;
+    std::string keyword;
+    std::int32_t position = -1;
+    std::int32_t offset = 0;
+
+    void extract() {
+        if (!keyword.empty()) return;
+        root = extract(*root);
+        if (!root) root = ModelNode{};
+    }
+
+private:
+    std::optional<ModelNode> extract(ModelNode node) {
+        if (node.kind == 0 && node.op == 0) {
+            auto left = extract(node.children[0]);
+            if (!left) return node.children[1];
+            node.children[0] = *left;
+            if (!keyword.empty()) return node;
+            auto right = extract(node.children[1]);
+            if (!right) return node.children[0];
+            node.children[1] = *right;
+            return node;
+        }
+        if (node.kind != 1) return node;
+        const std::vector<std::string> words = model_words(folded(node.text), " ");
+        if (words.empty()) return std::nullopt;
+        keyword = words[0];
+        std::optional<ModelNode> chain;
+        for (std::size_t i = 1; i < words.size(); ++i) {
+            ModelNode word{1, 0, 0, words[i], "", {}};
+            chain = chain ? ModelNode{0, 0, 0, "", "", {word, *chain}} : word;
+        }
+        return chain;
+    }
+};
+
+}  // namespace vorrim::test
