@@ -39,7 +39,7 @@ public:
         settings.publicServer = true;
         settings.thisIP = 0x0100007F;
         settings.limitExempt.clear();
-        settings.apply_to(limits);
+        settings.apply_to(limits, random);
         files.init(7);
         rooms.add("Lobby");
         rooms.add("Attic");
@@ -69,7 +69,8 @@ public:
     ManualClock clock;
     Random random{1};
     ServerSettings settings;
-    ServerDirectory directory{settings, net};
+    Limits limits;
+    ServerDirectory directory{settings, net, limits.log};
     KeywordFileIndex files;
     ClientTable clients{random};
     RoomList rooms;
@@ -77,7 +78,6 @@ public:
     ServiceSettings service_settings;
     ClientService service{service_settings, own_record, clients, files, rooms,
                           settings.welcome, directory};
-    Limits limits;
     socketPool pool{net, clock, limits};
     PoolShare& share = pool.add_share();
 };
