@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -15,6 +16,7 @@ namespace vorrim {
 namespace {
 
 constexpr int kHistoryLines = 500;
+constexpr std::size_t kRoom = 256;  // for the keys of one read
 constexpr int kNoCharacter = 0;
 constexpr int kOneCharacter = 1;
 
@@ -108,6 +110,7 @@ int LineEditor::next_character(EditLine* editor, wchar_t* character) {
 
 LineEditor::Event LineEditor::readLine(std::string_view prompt, const Wait& wait,
                                        std::string& line) {
+    take_typed_ahead();
     const Characters ours(characters_);
     const kx_guard hold(lock_);
     wait_ = &wait;
@@ -154,12 +157,28 @@ int LineEditor::take_character(wchar_t& character) {
     }
 }
 
+// While nobody reads a line the terminal is in its own mode, and in the editor's an end that was
+// typed meanwhile would be no end any more.
+void LineEditor::take_typed_ahead() {
+    constexpr char kEnd = '\x04';
+    std::array<char, kRoom> room;
+    for (pollfd keys{input_, POLLIN, 0}; ::poll(&keys, 1, 0) == 1;) {
+        const ssize_t count = ::read(input_, room.data(), room.size());
+        if (count > 0) {
+            typed_.append(room.data(), static_cast<std::size_t>(count));
+        } else {
+            if (count == 0) typed_ += kEnd;
+            return;
+        }
+    }
+}
+
 bool LineEditor::more_input() {
     if (!(*wait_)()) {
         given_up_ = true;
         return false;
     }
-    std::array<char, 256> room;
+    std::array<char, kRoom> room;
     const ssize_t count = ::read(input_, room.data(), room.size());
     if (count < 0) return errno == EINTR || errno == EAGAIN;
     typed_.append(room.data(), static_cast<std::size_t>(count));

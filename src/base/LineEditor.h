@@ -75,6 +75,7 @@ private:
 
     [[nodiscard]] int take_character(wchar_t& character) NO_THREAD_SAFETY_ANALYSIS;
     [[nodiscard]] bool more_input();
+    void take_typed_ahead();
     void follow_size() REQUIRES(lock_);
     void take_line_away() REQUIRES(lock_);
     void remember(const char* line);

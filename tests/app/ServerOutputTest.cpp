@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "app/ServerOutput.h"
+#include "base/kx_err.h"
 #include "tests/app/support.h"
 
 namespace vorrim {
@@ -179,6 +180,21 @@ TEST_F(ServerOutputTest, ALogThatNobodyReadsKeepsNobodyWaitingNotEvenAtTheEnd) {
     EXPECT_EQ(accounted_for(text, kLine, "log"), kManyLines);
     for (std::size_t n = 0; n < kManyLines; ++n)  // stuck again when the object goes
         log.print(kLine + '\n');
+}
+
+TEST_F(ServerOutputTest, WhatWasPrintedBeforeAnErrorThatEndsTheProcessIsInTheLog) {
+    settings_.logFile = true;
+    settings_.console = false;
+    EXPECT_EXIT(
+        {
+            ServerOutput output(settings_, *console_);
+            const ScopedOutput current(output);
+            for (int n = 0; n < 1000; ++n)
+                output.printLine("%s", kLine.c_str());
+            kx_fatal_error(kx_err("boom"));
+        },
+        ::testing::ExitedWithCode(255), "boom");
+    EXPECT_EQ(ScratchFolder::read("log").size(), 1000 * (kLine.size() + 1));
 }
 
 TEST_F(ServerOutputTest, ALogThatWasMovedAwayIsMadeAnewAndOneThatCannotBeStays) {

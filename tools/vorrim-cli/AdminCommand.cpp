@@ -19,6 +19,7 @@ namespace {
 
 constexpr int kInput = STDIN_FILENO;
 constexpr int kOutput = STDOUT_FILENO;
+constexpr std::string_view kBlanks = " ,\t";  // between the words of a command
 
 std::string joined(const std::vector<std::string>& words) {
     std::string line;
@@ -54,12 +55,14 @@ Woken wait_for_input(AdminSession& session, const Interrupt& interrupt, int inpu
     throw Failure("the server does not know this command: " + printable(line));
 }
 
-// A command whose answer comes from somewhere else than its reply.
-bool asks_at_the_server(std::string_view line) {
-    const std::size_t begin = line.find_first_not_of(" ,\t");
-    if (begin == std::string_view::npos) return false;
+// The one command that asks back asks somebody else.
+void point_out_the_answer(const Context& context, std::string_view line) {
+    const std::size_t begin = line.find_first_not_of(kBlanks);
+    if (begin == std::string_view::npos) return;
     line.remove_prefix(begin);
-    return line.substr(0, line.find_first_of(" ,\t")) == "q";
+    if (line.substr(0, line.find_first_of(kBlanks)) == "q")
+        print_aside(context,
+                    "(the answer is read at the server's own console; --stop stops it from here)");
 }
 
 // Lines as they come; the last one counts without its end, too.
@@ -116,12 +119,9 @@ Outcome run_terminal(const Context& context, AdminSession& session, const Interr
     };
     std::string line;
     while (editor.readLine(prompt, wait, line) == LineEditor::Event::line) {
-        const bool nothing = line.find_first_not_of(" ,\t") == std::string::npos;
+        const bool nothing = line.find_first_not_of(kBlanks) == std::string::npos;
         if (!nothing && session.run(line) == AdminSession::Reply::interrupted) break;
-        if (asks_at_the_server(line))
-            print_aside(context,
-                        "(the answer is read at the server's own console; --stop stops it "
-                        "from here)");
+        point_out_the_answer(context, line);
     }
     if (failure) std::rethrow_exception(failure);
     return Outcome::found;
@@ -131,6 +131,7 @@ Outcome run_command(const Context& context, AdminSession& session, const std::st
                     const std::vector<std::string>& texts) {
     const AdminSession::Reply reply = session.run(line);
     if (reply == AdminSession::Reply::unknown_command) fail_unknown(line);
+    point_out_the_answer(context, line);
     if (context.options.json) {
         print_json(
             {{"command", "admin"},
