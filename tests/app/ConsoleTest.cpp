@@ -147,26 +147,6 @@ TEST_F(ConsoleTest, ClientsAreListedInOrderOfArrivalWithTheirNames) {
     EXPECT_EQ(run("g"), "Users: 4\t\tFiles: 0\n");
 }
 
-TEST_F(ConsoleTest, MessagesReachEveryClientAsTheyStandBehindOneSeparator) {
-    const auto peer = client();
-    const std::vector<std::pair<std::string, std::string>> cases = {
-        {"m hello, out there ", "hello, out there "},
-        {"m  two blanks", " two blanks"},
-        {"m,comma", "comma"},
-        {" m x", "x"},
-        {"m ", ""},
-        {"m", ""},
-    };
-    for (const auto& [line, text] : cases) {
-        EXPECT_EQ(run(line), "");
-        settle();
-        EXPECT_EQ(read_all(*peer),
-                  frame_of("\x38" + std::string(1, static_cast<char>(text.size())) +
-                           std::string(1, '\0') + text))
-            << line;
-    }
-}
-
 TEST_F(ConsoleTest, TheWelcomeLinesAreListedReplacedAndAppended) {
     EXPECT_EQ(run("wel"), "(1) server version 16.36\n");
     EXPECT_EQ(run("wel 2 second  line"), "");
@@ -177,20 +157,6 @@ TEST_F(ConsoleTest, TheWelcomeLinesAreListedReplacedAndAppended) {
     EXPECT_EQ(run("wel 2x replaced"), "");
     EXPECT_EQ(run("wel 99"), "");
     EXPECT_EQ(run("wel"), "(1) first, line\n(2) replaced\n(3) a negative number appends\n(4) \n");
-}
-
-TEST_F(ConsoleTest, OptionsAreShownWithTheCredentials) {
-    settings_.port = 70'000;
-    settings_.threads = 7;
-    settings_.maxClients = 8;
-    settings_.minVersion = -1;
-    settings_.maxVersion = 9;
-    const std::string rest = "Port: 70000\nWorkers: 7\nMaxClients: 8\nVersions Allowed: -1 - 9\n";
-    EXPECT_EQ(run("vo"), "AdminName: (null)\nAdminPass: (null)\n" + rest);
-    EXPECT_EQ(run("pass root secret more"), "");
-    EXPECT_EQ(run("vo"), "AdminName: root\nAdminPass: secret\n" + rest);
-    EXPECT_EQ(run("pass root"), "");
-    EXPECT_EQ(run("vo"), "AdminName: \nAdminPass: \n" + rest);
 }
 
 TEST_F(ConsoleTest, ServersAreListedKnownOnesAndThenWorkingOnes) {
@@ -225,35 +191,6 @@ TEST_F(ConsoleTest, IdentifiersAreTakenApart) {
     EXPECT_EQ(run("ip 2"), "No such client\n");
     EXPECT_EQ(run("ip +2x"), "No such client\n");
     EXPECT_EQ(run("ip 1"), "IP: 0.0.0.0\n");  // a socket pair has no addresses
-}
-
-TEST_F(ConsoleTest, AClientIsDisconnectedByItsIdentifier) {
-    const auto first = client();
-    const auto second = client();
-    EXPECT_EQ(run("d"), "Need Client ID\n");
-    EXPECT_EQ(run("d word"), "");
-    EXPECT_EQ(run("d 3"), "No such client\n");
-    EXPECT_EQ(run("d 16777343"), "No such client\n");
-    EXPECT_EQ(run("d 1"), "Client Disconnected.\n");
-    settle();
-    bool closed = false;
-    read_all(*first, &closed);
-    EXPECT_TRUE(closed);
-    read_all(*second, &closed);
-    EXPECT_FALSE(closed);
-    EXPECT_EQ(run("g"), "Users: 1\t\tFiles: 0\n");
-}
-
-TEST_F(ConsoleTest, TheSelfTestsRunInTheirOrderAndAllPass) {
-    EXPECT_EQ(run("test"),
-              " HashTable32 test:\n kx_strtok test:\n stristr test:\n MetaTag test:\n"
-              " BoolArray test:\ngo.\n");
-}
-
-TEST_F(ConsoleTest, TheUnlistedCommandsDoWhatTheySay) {
-    EXPECT_EQ(run("free"), "Minimizing the heap.\n");
-    EXPECT_EQ(run("sweep"), "");
-    EXPECT_EQ(sweeps_, 1);
 }
 
 TEST_F(ConsoleTest, EachLineIsAskedForWithThePromptUntilTheOperatorAgreesToStop) {
@@ -308,12 +245,6 @@ TEST_F(ConsoleTest, AStopFromAfarIsNoticedBehindTheLineThatIsWaitedForOrAtOnce) 
     input_.waits = 0;
     quiet.run(false);
     EXPECT_EQ(input_.waits, 1);
-}
-
-TEST_F(ConsoleTest, AStopSignalEndsTheWaitForALine) {
-    input_.after = ConsoleInput::Event::stopped;
-    console_.run(true);
-    EXPECT_FALSE(console_.running());
 }
 
 TEST_F(ConsoleTest, AQuestionFromAfarIsAnsweredHereEvenWithTheConsoleOff) {

@@ -113,25 +113,15 @@ TEST_F(ServerSettingsTest, EveryKeyReachesItsField) {
     EXPECT_EQ(loaded.administrator->password, "") << "an empty text counts as given";
 }
 
-TEST_F(ServerSettingsTest, ABadFilterIsReportedAndTheNextOnesAreRead) {
-    const LoadedSettings loaded = load("filter[0]=()\nfilter[1]=mp3\nfilter[2]=(a\nfilter[4]=x\n");
-    EXPECT_EQ(loaded.filters.size(), 2U);
-    EXPECT_EQ(printed(), "Bad filter: ()\n");
-}
-
-TEST_F(ServerSettingsTest, HalfAnAdministratorIsNone) {
-    EXPECT_FALSE(load("adminName=A\n").administrator);
-}
-
-TEST_F(ServerSettingsTest, ATableBelowOneIsOne) {
-    load("tableSize=-3\n");
+TEST_F(ServerSettingsTest, WhatMakesNoSenseIsSaidOrPassedOver) {
+    const LoadedSettings loaded = load(
+        "tableSize=-3\nthisIP=server.example\nadminName=A\n"
+        "filter[0]=()\nfilter[1]=mp3\nfilter[2]=(a\nfilter[4]=x\n");
     EXPECT_EQ(settings_.tableSize, 1);
-    EXPECT_EQ(printed(), "tableSize is -3, using 1\n");
-}
-
-TEST_F(ServerSettingsTest, AnAddressThatIsNoneIsZero) {
-    load("thisIP=server.example\n");
     EXPECT_EQ(settings_.thisIP, 0U);
+    EXPECT_EQ(loaded.filters.size(), 2U);
+    EXPECT_FALSE(loaded.administrator) << "half of one is none";
+    EXPECT_EQ(printed(), "tableSize is -3, using 1\nBad filter: ()\n");
 }
 
 }  // namespace

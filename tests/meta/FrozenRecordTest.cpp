@@ -39,26 +39,6 @@ Bytes frozen_bytes(const FrozenRecord& record) {
     return test::copy_of(record.bytes());
 }
 
-TEST(RecordView, ShowsFixedFieldsAndTagsInOrder) {
-    const FrozenRecord record = freeze(record_of(3, kName + kSize + kHashTag));
-    const RecordView view = record.view();
-    EXPECT_EQ(view.hash(), FileHash::at(test::kCountingHash.data()));
-    EXPECT_EQ(view.id(), ClientId(5));
-    EXPECT_EQ(view.port(), 4662);
-    EXPECT_EQ(view.tag_count(), 3U);
-
-    std::vector<TagView> tags;
-    for (const TagView& tag : view.tags())
-        tags.push_back(tag);
-    ASSERT_EQ(tags.size(), 3U);
-    EXPECT_EQ(tags[0].type, TagType::text);
-    EXPECT_EQ(tags[0].text(), "abc");
-    EXPECT_EQ(tags[1].name, "\x02");
-    EXPECT_EQ(tags[1].integer(), 1000);
-    EXPECT_EQ(tags[2].value.size(), kHashSize);
-    EXPECT_EQ(tags[2].name, "h1");
-}
-
 TEST(RecordView, FindsTheFirstTagOfANameWhateverItsType) {
     const FrozenRecord record = freeze(
         record_of(5, kHashTag + hex("03 02 00 68 31 01 00 00 00") +            // "h1" again
@@ -71,22 +51,6 @@ TEST(RecordView, FindsTheFirstTagOfANameWhateverItsType) {
     EXPECT_EQ(view.int_tag(""), 9U);
     EXPECT_EQ(view.int_tag("H1"), 0U);
     EXPECT_FALSE(view.find_tag("h"));
-}
-
-TEST(RecordView, UnnamedTagsNeverMatch) {
-    const FrozenRecord record = freeze(record_of(1, hex("03 01 00 6E 09 00 00 00")));
-    EXPECT_FALSE(record.view().find_tag("n"));
-    EXPECT_FALSE(record.view().find_tag(""));
-    EXPECT_FALSE((*record.view().tags().begin()).named);
-}
-
-TEST(FrozenRecord, KeepsCanonicalBytesAsTheyCameAndStopsBehindThem) {
-    const Bytes bytes = record_of(3, kName + kSize + kHashTag);
-    const Bytes two = bytes + bytes + hex("FF");
-    kx_memory_file stream = test::stream_of(two);
-    EXPECT_EQ(frozen_bytes(FrozenRecord::from_network(stream)), bytes);
-    EXPECT_EQ(frozen_bytes(FrozenRecord::from_network(stream)), bytes);
-    EXPECT_EQ(stream.remaining(), 1U);
 }
 
 TEST(FrozenRecord, CutsTextsAndNamesAtTheFirstZeroByte) {
@@ -107,17 +71,6 @@ TEST(FrozenRecord, ANegativeCountIsKeptAsNone) {
     EXPECT_EQ(frozen_bytes(freeze(record_of(0xFFFFFFFF, {}))), record_of(0, {}));
 }
 
-TEST(FrozenRecord, EveryTruncationFails) {
-    const Bytes bytes = record_of(3, kName + kSize + kHashTag);
-    for (std::size_t size = 0; size < bytes.size(); ++size) {
-        EXPECT_TRUE(
-            freeze({bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)}).empty())
-            << size;
-    }
-    EXPECT_FALSE(freeze(bytes).empty());
-    EXPECT_TRUE(freeze(record_of(0x7FFFFFFF, kName)).empty());
-}
-
 TEST(FrozenRecord, TheLongestTextIs65534Bytes) {
     const Bytes longest = record_of(1, hex("02 01 00 01 FE FF") + Bytes(65'534, std::byte{'x'}));
     EXPECT_EQ(frozen_bytes(freeze(longest)), longest);
@@ -134,42 +87,6 @@ TEST(FrozenRecord, OwnerAndAvailabilityArePatchedInPlace) {
     EXPECT_EQ(record.bytes().data(), before);
     EXPECT_EQ(frozen_bytes(record), test::kCountingHash + hex("01 02 03 04 34 12 03 00 00 00") +
                                         kName + hex("03 01 00 15 04 03 02 01") + kSize);
-}
-
-TEST(FrozenRecord, AMissingAvailabilityIsAppendedOnce) {
-    FrozenRecord record = freeze(record_of(1, kName));
-    record.set_availability(1);
-    record.set_availability(7);
-    EXPECT_EQ(frozen_bytes(record), record_of(2, kName + kAvailability7));
-    EXPECT_EQ(record.view().int_tag(wire_name(TagId::Availability)), 7U);
-}
-
-TEST(FrozenRecord, AnAvailabilityOfAnotherTypeBecomesAnIntegerInItsPlace) {
-    const Bytes longer = hex("02 01 00 15 09 00 61 62 63 64 65 66 67 68 69");
-    const Bytes shorter = hex("02 01 00 15 00 00");
-    const Bytes hash = hex("01 01 00 15") + test::kCountingHash;
-    for (const Bytes& tag : {longer, shorter, hash}) {
-        // Only the first of that name counts.
-        FrozenRecord record = freeze(record_of(4, kName + tag + kAvailability7 + kSize));
-        record.set_availability(3);
-        record.set_availability(2);
-        EXPECT_EQ(frozen_bytes(record),
-                  record_of(4, kName + hex("03 01 00 15 02 00 00 00") + kAvailability7 + kSize));
-    }
-}
-
-TEST(FrozenRecord, AvailabilityAgreesWithTheMetaSetter) {
-    for (const Bytes& bytes : {record_of(0, {}), record_of(2, kName + kAvailability7),
-                               record_of(1, hex("02 01 00 15 01 00 78")),
-                               record_of(1, hex("03 01 00 6E 00 00 00 00"))}) {
-        FrozenRecord frozen = freeze(bytes);
-        frozen.set_availability(5);
-        Meta meta;
-        kx_memory_file stream = test::stream_of(bytes);
-        ASSERT_TRUE(meta.fromNetwork(stream));
-        meta.setTagById(TagId::Availability, std::uint32_t{5});
-        EXPECT_EQ(frozen_bytes(frozen), test::network_form(meta));
-    }
 }
 
 TEST(FrozenRecord, ClonesAndMovesKeepTheAvailabilitysPlace) {
@@ -195,11 +112,6 @@ TEST(FrozenRecord, FreezesAMetaUnlessATextIsTooLong) {
     Meta long_name;
     long_name.setTag(std::string(65'535, 'x'), std::uint32_t{1});
     EXPECT_TRUE(FrozenRecord::from(long_name).empty());
-}
-
-TEST(FrozenRecord, CostsItsBytesAndEight) {
-    const FrozenRecord record = freeze(record_of(1, kName));
-    EXPECT_EQ(record.footprint(), record.bytes().size() + 8);
 }
 
 TEST(FrozenList, ReadsRecordsAndRefusesAListThatEndsEarly) {

@@ -82,26 +82,6 @@ TEST(MetaTag, AnUnknownTypeIsSaidTwice) {
     }
 }
 
-TEST(MetaTag, BytesThatEndEarlyAreNoTagAndNothingIsSaid) {
-    test::RecordedOutput output;
-    for (const Bytes& whole : {kSize1000, kArtistAbc, kPartHash}) {
-        for (std::size_t size = 0; size < whole.size(); ++size) {
-            EXPECT_FALSE(read({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)}));
-        }
-    }
-    EXPECT_FALSE(read(hex("03 FF FF") + Bytes(70'000)));
-    EXPECT_FALSE(read(hex("02 01 00 01 FF FF") + Bytes(70'000)));
-    EXPECT_EQ(output.take(), "");
-}
-
-TEST(MetaTag, TheLongestTextIs65534Bytes) {
-    Bytes bytes = hex("02 01 00 01 FE FF");
-    bytes.resize(bytes.size() + 65'534, std::byte{'x'});
-    const auto tag = read(bytes);
-    ASSERT_TRUE(tag);
-    EXPECT_EQ(test::network_form(*tag), bytes);
-}
-
 TEST(MetaTag, ATextTooLongForTheWireIsSaid) {
     test::RecordedOutput output;
     const std::string longest(65'534, 'x');

@@ -84,18 +84,21 @@ TEST(Opcodes, EveryCodeHasItsNameAndDirection) {
     EXPECT_EQ(kOpcodes.size(), 14U + 16U + 3U + 11U);
 }
 
-TEST(TagNames, RowsEndAtTwentyThree) {
-    EXPECT_EQ(tag_row(7)->display_name, "Part Hash");
-    EXPECT_EQ(tag_row(7)->type, TagType::hash);
-    EXPECT_EQ(wire_name(TagId::Availability), "\x15");
-    EXPECT_EQ(display_name(TagId::Parts), "parts");
-    for (const std::int32_t id : {0, 24, 0x30, -1, INT32_MIN}) {
-        EXPECT_EQ(tag_row(id), nullptr) << id;
+TEST(TagNames, AreThoseOfTheNetwork) {
+    std::string all;
+    for (std::int32_t id = 1; tag_row(id) != nullptr; ++id) {
+        const TagRow& row = *tag_row(id);
+        EXPECT_EQ(row.wire_name, std::string(1, static_cast<char>(id)));
+        all += std::to_string(row.type) + (row.mark ? '*' : ' ') + std::string(row.display_name) +
+               '\n';
     }
-    int marked = 0;
-    for (const TagRow& row : kTagNames)
-        marked += row.mark ? 1 : 0;
-    EXPECT_EQ(marked, 3);
+    EXPECT_EQ(all,
+              "2*Name\n3 Size\n2 Type\n2 Format\n2*Collection Type\n2 Part path\n1 Part Hash\n"
+              "3 part trans\n3 gap start\n3 gap end\n2*Description\n3 ping\n3 history\n3 pref\n"
+              "3 Port\n3 IP\n3 Version\n2 tempFileName\n3 Priority\n3 state\n3 Availability\n"
+              "3 QTime\n3 parts\n");
+    for (const std::int32_t id : {0, 24, 0x30, -1, INT32_MIN})
+        EXPECT_EQ(tag_row(id), nullptr) << id;
 }
 
 }  // namespace

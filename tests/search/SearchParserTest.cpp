@@ -9,7 +9,6 @@ namespace {
 using test::as_span;
 using test::bytes;
 using test::printed;
-using test::Record;
 using test::written;
 
 std::unique_ptr<SearchNode> parse(std::string_view wire) {
@@ -36,34 +35,6 @@ std::string full_tree(int levels) {
     if (levels == 0) return "\x04";
     const std::string side = full_tree(levels - 1);
     return bytes("\x00\x00") + side + side;
-}
-
-TEST(SearchParserTest, EveryKindIsReadAsItIsWritten) {
-    const std::string wires[] = {
-        bytes("\x01\x00\x00"),
-        bytes("\x01\x03\x00sky"),
-        bytes("\x02\x03\x00mp3\x04\x00Type"),
-        bytes("\x03\xE8\x03\x00\x00\x01\x01\x00\x02"),
-        bytes("\x04"),
-        bytes("\x00\x00\x01\x08\x00"
-              "blue sky\x03\xE8\x03\x00\x00\x01\x01\x00\x02"),
-        bytes("\x00\xFF\x00\x04\x04\x04\x04"),
-    };
-    for (const std::string& wire : wires) {
-        const auto node = parse(wire);
-        ASSERT_TRUE(node) << testing::PrintToString(wire);
-        EXPECT_EQ(written(*node), wire);
-        EXPECT_EQ(static_cast<std::size_t>(node->wire_size()), wire.size());
-        EXPECT_EQ(static_cast<char>(node->kind()), wire.front());
-    }
-}
-
-TEST(SearchParserTest, TheSizeExampleComparesTheSizeTag) {
-    const auto node = parse(bytes("\x03\xE8\x03\x00\x00\x01\x01\x00\x02"));
-    ASSERT_TRUE(node);
-    EXPECT_EQ(printed(*node), "\x02>1000");
-    EXPECT_TRUE(node->evaluate(Record().integer("\x02", 1001)));
-    EXPECT_FALSE(node->evaluate(Record().integer("\x02", 1000)));
 }
 
 TEST(SearchParserTest, TextsAreLoweredAndTagNamesAreNot) {
@@ -95,15 +66,6 @@ TEST(SearchParserTest, UnknownTypeBytesFailAndUnknownOpsDoNot) {
         ASSERT_TRUE(node) << op;
         EXPECT_EQ(written(*node), wire);
     }
-}
-
-TEST(SearchParserTest, AnExpressionCutAnywhereFails) {
-    const std::string whole = bytes(
-        "\x00\x01\x00\x02\x01\x03\x00sky\x02\x03\x00mp3\x01\x00\x03"
-        "\x00\x00\x03\xE8\x03\x00\x00\x01\x01\x00\x02\x04");
-    ASSERT_TRUE(parse(whole));
-    for (std::size_t length = 0; length < whole.size(); ++length)
-        EXPECT_FALSE(parse(std::string_view(whole).substr(0, length))) << length;
 }
 
 TEST(SearchParserTest, TheTextLengthThatIsNoLengthFails) {

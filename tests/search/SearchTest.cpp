@@ -44,73 +44,16 @@ TEST(SearchTest, TheExampleGivesUpItsFirstWord) {
     EXPECT_EQ(printed(search), "search(  ( sky & \x02>1000 )  )");
 }
 
-TEST(SearchTest, PrintingReplacesTheBuffer) {
-    std::string buffer = "what was there";
-    search_of(word("a")).print(buffer);
-    EXPECT_EQ(buffer, "search( a )");
-}
-
-TEST(SearchTest, ALoneWordLeavesATreeThatMatchesEverything) {
-    Search search = search_of(word("sky"));
-    EXPECT_EQ(search.extract_keyword(), "sky");
-    ASSERT_EQ(search.root()->kind(), NodeKind::all);
-    EXPECT_TRUE(search.matches(Record()));
-}
-
-TEST(SearchTest, FurtherWordsBecomeAChainWithTheLastOnTop) {
-    EXPECT_EQ(extracted(word("a b")), "a -> b");
-    EXPECT_EQ(extracted(word("a b c")), "a ->  ( c & b ) ");
-    EXPECT_EQ(extracted(word("a b c d")), "a ->  ( d &  ( c & b )  ) ");
-    EXPECT_EQ(extracted(word("  a   b ")), "a -> b");
-    EXPECT_EQ(extracted(word("a-b,c\td e")), "a-b,c\td -> e") << "only blanks separate";
-}
-
-TEST(SearchTest, WordsAreCutAt255Characters) {
+// Cases that the random ones of the model rarely reach.
+TEST(SearchTest, AKeywordIsTheFirstWordAndTheOthersBecomeAChain) {
     const std::string full(255, 'x');
+    EXPECT_EQ(extracted(word("sky")), "sky -> *");
+    EXPECT_EQ(extracted(word("a b c d")), "a ->  ( d &  ( c & b )  ) ");
+    EXPECT_EQ(extracted(word("a-b,c\td e")), "a-b,c\td -> e") << "only blanks separate";
     EXPECT_EQ(extracted(word(full)), full + " -> *");
-    EXPECT_EQ(extracted(word(full + " b")), full + " -> b");
     EXPECT_EQ(extracted(word(full + "xy b")), full + " ->  ( b & xy ) ");
-    EXPECT_EQ(extracted(word(full + full + "z")), full + " ->  ( z & " + full + " ) ");
-}
-
-TEST(SearchTest, ATextWithoutWordsLeavesItsPlaceAndGivesNoKeyword) {
-    EXPECT_EQ(extracted(word("")), " -> *");
-    EXPECT_EQ(extracted(word("   ")), " -> *");
-    EXPECT_EQ(extracted(combine(0, word(""), word("b"))), " -> b") << "the right is not asked";
-    EXPECT_EQ(extracted(combine(0, size_above(1), word(" "))), " -> \x02>1");
     EXPECT_EQ(extracted(combine(0, combine(0, word(""), size_above(1)), word("b"))), "b -> \x02>1");
-}
-
-TEST(SearchTest, AnEmptyKeywordIsLookedForAgain) {
-    Search search = search_of(combine(0, word(""), word("b c")));
-    EXPECT_EQ(search.extract_keyword(), "");
-    EXPECT_EQ(printed(*search.root()), "b c");
-    EXPECT_EQ(search.extract_keyword(), "b");
-    EXPECT_EQ(printed(*search.root()), "c");
-}
-
-TEST(SearchTest, ChainsOfAndAreAskedLeftBeforeRight) {
-    EXPECT_EQ(extracted(combine(0, word("a"), word("b"))), "a -> b");
-    EXPECT_EQ(extracted(combine(0, word("a b"), word("c d"))), "a ->  ( b & c d ) ");
-    EXPECT_EQ(extracted(combine(0, size_above(1), word("b c"))), "b ->  ( \x02>1 & c ) ");
-    EXPECT_EQ(extracted(combine(0, size_above(1), word("b"))), "b -> \x02>1");
-    EXPECT_EQ(extracted(combine(0, combine(0, size_above(1), std::make_unique<SN_All>()),
-                                combine(0, word("a"), word("b")))),
-              "a ->  (  ( \x02>1 & * )  & b ) ");
-    EXPECT_EQ(extracted(combine(0, combine(0, word("a"), word("b")), word("c"))),
-              "a ->  ( b & c ) ");
-}
-
-TEST(SearchTest, OtherOperatorsAndComparisonsKeepTheirWords) {
-    for (const std::int32_t op : {1, 2, 3, 4, 5, 255}) {
-        const std::string whole = printed(*combine(op, word("a"), word("b")));
-        EXPECT_EQ(extracted(combine(op, word("a"), word("b"))), " -> " + whole);
-        EXPECT_EQ(extracted(combine(0, combine(op, word("a"), word("b")), word("c d"))),
-                  "c ->  ( " + whole + " & d ) ");
-    }
-    EXPECT_EQ(extracted(std::make_unique<SN_StringTagCompare>("a b", "n")), " -> n=a b");
-    EXPECT_EQ(extracted(size_above(3)), " -> \x02>3");
-    EXPECT_EQ(extracted(std::make_unique<SN_All>()), " -> *");
+    EXPECT_EQ(extracted(combine(1, word("a"), word("b"))), " ->  ( a | b ) ");
 }
 
 TEST(SearchTest, ThirtyThousandWordsAreNoBurden) {

@@ -38,9 +38,10 @@ TEST(Console, EveryCommandAnswersByteForByte) {
     bert.publish({file(hash_of(1), "a"), file(hash_of(2), "b")});
     server.wait_for_users(3);
 
-    server.type("m hello, everybody\n");
+    server.type("m hello, everybody\nm\nm,  as it stands \n");
     for (const WireClient* client : {&anna, &bert, &nobody})
-        EXPECT_EQ(client->receive(), Bytes().u8(0x38).text("hello, everybody"));
+        for (const char* text : {"hello, everybody", "", "  as it stands "})
+            EXPECT_EQ(client->receive(), Bytes().u8(0x38).text(text));
 
     const std::string header = "Num\tName\t\tIP\t\tPort\t\tPingCount\n";
     const std::string tests =
@@ -79,15 +80,6 @@ TEST(Console, EveryCommandAnswersByteForByte) {
                   "> Unrecognized command. type ? for help\n\n");
     for (const WireClient* client : {&anna, &bert, &nobody})
         client->expect_closed();
-}
-
-TEST(Console, TheHelpShowsTheListedCommandsOnly) {
-    ServerProcess server;
-    const std::string help = run(server, "?\n");
-    EXPECT_EQ(help.find("Commands: (optional arguments)\nm message\t: broadcast"), 0U);
-    EXPECT_TRUE(help.ends_with("is allowed.\n\tExample: pass admin secret\n")) << help;
-    for (const char* unlisted : {"test", "free", "sweep"})
-        EXPECT_EQ(help.find(unlisted), std::string::npos) << unlisted;
 }
 
 TEST(Console, ANewWelcomeReachesWhoLogsInNext) {
