@@ -79,6 +79,11 @@ TEST(Admin, BeforeALoginNothingHasAnEffectAndTheConnectionStays) {
     admin.send_login(kName, kPassword);
     EXPECT_EQ(admin.receive(), "Valid\n");
     EXPECT_EQ(admin.ask("wel"), "(1) server version 16.36");
+    // A stop would be noticed behind a line.
+    for (int i = 0; i < 2; ++i) {
+        server.type("g\n");
+        EXPECT_EQ(admin.receive(), "Users: 0\t\tFiles: 0");
+    }
 }
 
 TEST(Admin, AWrongLoginEndsTheConnection) {
