@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ExpressionParser.h"
@@ -39,13 +40,8 @@ std::string tree_of(const Words& words) {
     std::string text;
     parse_expression(words)->print(text);
     std::string readable;
-    for (const char c : text) {
-        if (c > 0 && c < 0x20) {
-            readable += '#' + std::to_string(static_cast<int>(c));
-        } else {
-            readable += c;
-        }
-    }
+    for (const char c : text)
+        readable += c > 0 && c < 0x20 ? '#' + std::to_string(static_cast<int>(c)) : std::string{c};
     return packed(readable);
 }
 
@@ -58,55 +54,65 @@ std::string failure_of(const Words& words) {
     return "no failure";
 }
 
-TEST(ExpressionTest, OneWordIsOneNode) {
-    EXPECT_EQ(bytes_of({"abc"}), packed("01 0300 616263"));
+TEST(ExpressionTest, MatchesTheDocumentedBytes) {
+    const std::vector<std::pair<Words, const char*>> rows = {
+        {{"abc"}, "01 0300 616263"},
+        {{"*"}, "04"},
+        {{"blue", "sky", "size>1000"},
+         "00 00  00 00  01 0400 626C7565  01 0300 736B79  03 E8030000 01 0100 02"},
+        // Denied words hang below an "and", so that the keyword is found.
+        {{"linux", "-kernel", "type=image"},
+         "00 00  00 00  01 0500 6C696E7578  02 0500 696D616765 0100 03"
+         "       00 02  04  01 0600 6B65726E656C"},
+        {{"format=mp3", "OR", "format=ogg"},
+         "00 01  02 0300 6D7033 0100 04  02 0300 6F6767 0100 04"},
+    };
+    for (const auto& [words, bytes] : rows)
+        EXPECT_EQ(bytes_of(words), packed(bytes));
 }
 
-TEST(ExpressionTest, AStarIsEverything) {
-    EXPECT_EQ(bytes_of({"*"}), "04");
-}
-
-TEST(ExpressionTest, TwoWordsAndASizeMatchTheDocumentedBytes) {
-    EXPECT_EQ(bytes_of({"blue", "sky", "size>1000"}),
-              packed("00 00  00 00  01 0400 626C7565  01 0300 736B79"
-                     "       03 E8030000 01 0100 02"));
-}
-
-TEST(ExpressionTest, DeniedWordsHangBelowAnAndSoThatTheKeywordIsFound) {
-    EXPECT_EQ(bytes_of({"linux", "-kernel", "type=image"}),
-              packed("00 00  00 00  01 0500 6C696E7578  02 0500 696D616765 0100 03"
-                     "       00 02  04  01 0600 6B65726E656C"));
-}
-
-TEST(ExpressionTest, AlternativesOfFormatsMatchTheDocumentedBytes) {
-    EXPECT_EQ(bytes_of({"format=mp3", "OR", "format=ogg"}),
-              packed("00 01  02 0300 6D7033 0100 04  02 0300 6F6767 0100 04"));
-}
-
-TEST(ExpressionTest, WordsBindStrongerThanOrAndParenthesesStrongest) {
-    EXPECT_EQ(tree_of({"a", "b", "OR", "c"}), "((a&b)|c)");
-    EXPECT_EQ(tree_of({"(a", "OR", "b)", "type=audio"}), "((a|b)&#3=audio)");
-    EXPECT_EQ(tree_of({"x", "(b", "|", "c)"}), "(x&(b|c))");
-    EXPECT_EQ(tree_of({"-(a", "OR", "b)", "c"}), "(c&(*!(a|b)))");
-    EXPECT_EQ(tree_of({"(a", "b)", "AND", "(c", "d)"}), "(((a&b)&c)&d)");
-}
-
-TEST(ExpressionTest, OnlyDenialsStartFromEverything) {
-    EXPECT_EQ(tree_of({"-a"}), "(*!a)");
-    EXPECT_EQ(tree_of({"-a", "-type=audio"}), "((*!a)!#3=audio)");
-    EXPECT_EQ(tree_of({"a", "OR", "-b"}), "(a|(*!b))");
-    EXPECT_EQ(tree_of({"--a"}), "a");
-}
-
-// A server lists files under whole words only, so a text with separators is led by its first word.
-TEST(ExpressionTest, ATextOfSeveralWordsIsLedByItsFirstWord) {
-    EXPECT_EQ(tree_of({"blue sky"}), packed("(blue & blue sky)"));
-    EXPECT_EQ(tree_of({"\"blue sky\"", "ogg"}), packed("((blue & blue sky) & ogg)"));
-    EXPECT_EQ(tree_of({"file-name.txt"}), "(file&file-name.txt)");
-    EXPECT_EQ(tree_of({"size>5", ".mp3"}), "((mp3&#2>5)&.mp3)");
-    EXPECT_EQ(tree_of({std::string(300, 'w')}),
-              '(' + std::string(255, 'w') + '&' + std::string(300, 'w') + ')');
-    EXPECT_EQ(tree_of({"a", "b-c"}), "(a&b-c)");
+TEST(ExpressionTest, TheTreeFollowsTheWords) {
+    const std::vector<std::pair<Words, std::string>> rows = {
+        // Words bind stronger than OR, parentheses strongest.
+        {{"a", "b", "OR", "c"}, "((a&b)|c)"},
+        {{"(a", "OR", "b)", "type=audio"}, "((a|b)&#3=audio)"},
+        {{"x", "(b", "|", "c)"}, "(x&(b|c))"},
+        {{"-(a", "OR", "b)", "c"}, "(c&(*!(a|b)))"},
+        {{"(a", "b)", "AND", "(c", "d)"}, "(((a&b)&c)&d)"},
+        // Only denials start from everything.
+        {{"-a"}, "(*!a)"},
+        {{"-a", "-type=audio"}, "((*!a)!#3=audio)"},
+        {{"a", "OR", "-b"}, "(a|(*!b))"},
+        {{"--a"}, "a"},
+        // A server lists files under whole words only, so a text with separators is led by its
+        // first word.
+        {{"blue sky"}, "(blue & blue sky)"},
+        {{"\"blue sky\"", "ogg"}, "((blue & blue sky) & ogg)"},
+        {{"file-name.txt"}, "(file&file-name.txt)"},
+        {{"size>5", ".mp3"}, "((mp3&#2>5)&.mp3)"},
+        {{std::string(300, 'w')}, '(' + std::string(255, 'w') + '&' + std::string(300, 'w') + ')'},
+        {{"a", "b-c"}, "(a&b-c)"},
+        // Numbers take suffixes and every comparison.
+        {{"size=1"}, "#2=1"},
+        {{"size!=1"}, "#2!=1"},
+        {{"size<4K"}, "#2<4096"},
+        {{"size>=2m"}, "#2>=2097152"},
+        {{"size<=1G"}, "#2<=1073741824"},
+        {{"SIZE > -1"}, "#2>-1"},
+        {{"sources>3"}, "#21>3"},
+        {{"size<=2147483647"}, "#2<=2147483647"},
+        // Tags of other names keep their case.
+        {{"Artist=abba"}, "Artist=abba"},
+        {{"bitrate>128"}, "bitrate>128"},
+        {{"Artist!=abba"}, "(*!Artist=abba)"},
+        {{"name=\"blue sky\""}, "#1=blue sky"},
+        // Quotes make anything a text.
+        {{"\"a=b\""}, "a=b"},
+        {{"\"OR\""}, "OR"},
+        {{"-\"blue sky\""}, "(*!blue sky)"},
+    };
+    for (const auto& [words, tree] : rows)
+        EXPECT_EQ(tree_of(words), packed(tree));
 }
 
 TEST(ExpressionTest, TheServerReadsWhatIsSentAndFindsTheKeyword) {
@@ -121,48 +127,28 @@ TEST(ExpressionTest, TheServerReadsWhatIsSentAndFindsTheKeyword) {
     EXPECT_EQ(packed(left), "search(((blue-sky&\x02>1024)&(*!draft)))");
 }
 
-TEST(ExpressionTest, NumbersTakeSuffixesAndEveryComparison) {
-    EXPECT_EQ(tree_of({"size=1"}), "#2=1");
-    EXPECT_EQ(tree_of({"size!=1"}), "#2!=1");
-    EXPECT_EQ(tree_of({"size<4K"}), "#2<4096");
-    EXPECT_EQ(tree_of({"size>=2m"}), "#2>=2097152");
-    EXPECT_EQ(tree_of({"size<=1G"}), "#2<=1073741824");
-    EXPECT_EQ(tree_of({"SIZE > -1"}), "#2>-1");
-    EXPECT_EQ(tree_of({"sources>3"}), "#21>3");
-    EXPECT_EQ(tree_of({"size<=2147483647"}), "#2<=2147483647");
-}
-
-TEST(ExpressionTest, TagsOfOtherNamesKeepTheirCase) {
-    EXPECT_EQ(tree_of({"Artist=abba"}), "Artist=abba");
-    EXPECT_EQ(tree_of({"bitrate>128"}), "bitrate>128");
-    EXPECT_EQ(tree_of({"Artist!=abba"}), "(*!Artist=abba)");
-    EXPECT_EQ(tree_of({"name=\"blue sky\""}), packed("#1=blue sky"));
-}
-
-TEST(ExpressionTest, QuotesMakeAnythingAText) {
-    EXPECT_EQ(tree_of({"\"a=b\""}), "a=b");
-    EXPECT_EQ(tree_of({"\"OR\""}), "OR");
-    EXPECT_EQ(tree_of({"-\"blue sky\""}), packed("(*!blue sky)"));
-}
-
 TEST(ExpressionTest, MistakesAreNamed) {
-    EXPECT_EQ(failure_of({}), "nothing to search for");
-    EXPECT_EQ(failure_of({" "}), "nothing to search for");
-    EXPECT_EQ(failure_of({"..."}), "'...' holds no word to search for");
-    EXPECT_EQ(failure_of({"a", "OR"}), "the search ends where a word is expected");
-    EXPECT_EQ(failure_of({"OR", "a"}), "a word is expected in front of OR");
-    EXPECT_EQ(failure_of({"(a"}), "'(' is never closed");
-    EXPECT_EQ(failure_of({"a)"}), "')' closes nothing");
-    EXPECT_EQ(failure_of({"()"}), "a word is expected in front of ')'");
-    EXPECT_EQ(failure_of({"\"a"}), "a quote is opened and never closed");
-    EXPECT_EQ(failure_of({"type>5"}), "'type' is a text: compare it with = or !=");
-    EXPECT_EQ(failure_of({"size=big"}), "'size' is a number: 'big' is none");
-    EXPECT_EQ(failure_of({"size>"}), "'size>' compares with nothing");
-    EXPECT_EQ(failure_of({"rate>fast"}), "'rate>fast' needs a number to compare with");
     const std::string range = " is out of range: numbers lie between -2147483648 and 2147483647";
-    EXPECT_EQ(failure_of({"size>2G"}), "'2G'" + range);
-    EXPECT_EQ(failure_of({"size>99999999999999999999"}), "'99999999999999999999'" + range);
-    EXPECT_EQ(failure_of({"size>9999999999999999K"}), "'9999999999999999K'" + range);
+    const std::vector<std::pair<Words, std::string>> rows = {
+        {{}, "nothing to search for"},
+        {{" "}, "nothing to search for"},
+        {{"..."}, "'...' holds no word to search for"},
+        {{"a", "OR"}, "the search ends where a word is expected"},
+        {{"OR", "a"}, "a word is expected in front of OR"},
+        {{"(a"}, "'(' is never closed"},
+        {{"a)"}, "')' closes nothing"},
+        {{"()"}, "a word is expected in front of ')'"},
+        {{"\"a"}, "a quote is opened and never closed"},
+        {{"type>5"}, "'type' is a text: compare it with = or !="},
+        {{"size=big"}, "'size' is a number: 'big' is none"},
+        {{"size>"}, "'size>' compares with nothing"},
+        {{"rate>fast"}, "'rate>fast' needs a number to compare with"},
+        {{"size>2G"}, "'2G'" + range},
+        {{"size>99999999999999999999"}, "'99999999999999999999'" + range},
+        {{"size>9999999999999999K"}, "'9999999999999999K'" + range},
+    };
+    for (const auto& [words, failure] : rows)
+        EXPECT_EQ(failure_of(words), failure);
 }
 
 TEST(ExpressionTest, WhatIsAcceptedStaysReadableForTheServer) {

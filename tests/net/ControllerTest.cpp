@@ -6,6 +6,7 @@
 #include "net/ControlledOutput.h"
 #include "net/Controller.h"
 #include "net/LoginThrottle.h"
+#include "tests/base/RecordingOutput.h"
 #include "tests/net/PoolFixture.h"
 
 namespace vorrim {
@@ -45,24 +46,6 @@ private:
     MessageReceiver* holder_ = nullptr;
     Output* saved_ = nullptr;
     ControlledOutput output_;
-};
-
-// What the server's own console would show.
-class LocalOutput final : public Output {
-public:
-    void vprintLine(const char* format, va_list arguments) override {
-        vprintError(format, arguments);
-        text += '\n';
-    }
-    void vprintError(const char* format, va_list arguments) override {
-        char buffer[kLineBuffer];
-        std::vsnprintf(buffer, sizeof buffer, format, arguments);
-        text += buffer;
-    }
-    void vprintVerbose(const char* format, va_list arguments) override {
-        if (verbose()) vprintError(format, arguments);
-    }
-    std::string text;
 };
 
 std::string counted(const std::string& text) {
@@ -109,13 +92,13 @@ protected:
         EXPECT_EQ(&current_output(), &local_);
     }
 
-    LocalOutput local_;
+    testing::RecordingOutput local_;  // what the server's own console would show
     ScopedOutput current_{local_};
     NotingConsole console_;
     LoginThrottle throttle_{clock_};
 };
 
-TEST_F(ControllerTest, NothingButALoginHasAnEffectBeforeALogin) {
+TEST_F(ControllerTest, NothingHasAnEffectBeforeAGoodLoginWhichOpensTheRest) {
     const auto peer = connect();
     local_.set_verbose(true);
     bool closed = false;
@@ -124,17 +107,15 @@ TEST_F(ControllerTest, NothingButALoginHasAnEffectBeforeALogin) {
     EXPECT_FALSE(closed);
     EXPECT_EQ(console_.stops, 0);
     EXPECT_TRUE(console_.lines.empty());
-    EXPECT_EQ(local_.text, "Unknown msg from Connection: 1\nUnknown msg from Connection: 56\n");
-}
+    const std::string said = "Unknown msg from Connection: 1\nUnknown msg from Connection: 56\n";
+    EXPECT_EQ(local_.all(), said);
 
-TEST_F(ControllerTest, AGoodLoginIsAnsweredByTheFirstMessageAndOpensTheRest) {
-    const auto peer = connect();
-    EXPECT_EQ(exchange(*peer, login("root", "secret")),
-              frame_of(std::string("\x38\x06\x00Valid\n", 9)));
+    local_.set_verbose(false);
+    EXPECT_EQ(exchange(*peer, login("root", "secret")), frame_of(message("Valid\n")));
     EXPECT_EQ(exchange(*peer, command("m hello")), frame_of(message("ran m hello")));
     EXPECT_EQ(exchange(*peer, frame_of("\x65")), Bytes());
     EXPECT_EQ(console_.stops, 1);
-    EXPECT_EQ(local_.text, "");
+    EXPECT_EQ(local_.all(), said);
 }
 
 TEST_F(ControllerTest, ABadLoginEndsTheConnection) {
@@ -154,8 +135,7 @@ TEST_F(ControllerTest, ABadLoginEndsTheConnection) {
         EXPECT_TRUE(closed);
     }
     EXPECT_EQ(console_.logins, 3);
-    EXPECT_EQ(local_.text.substr(0, local_.text.find('\n') + 11),
-              "CONT_LOGIN: root, Secret\nNot Valid\n");
+    EXPECT_TRUE(local_.all().starts_with("CONT_LOGIN: root, Secret\nNot Valid\n")) << local_.all();
 }
 
 TEST_F(ControllerTest, ASecondAdministratorIsTurnedAwayAndTheFirstOneStays) {
@@ -180,15 +160,11 @@ TEST_F(ControllerTest, EveryKindOfMessageIsSentCutAndWithoutANewLine) {
     current_output().notify("somebody");
     current_output().printLine("%s", std::string(300, 'x').c_str());
     settle();
-    Bytes expected;
-    for (const std::string& text :
-         {std::string("line 1"), std::string("error\n"), std::string("chatter"),
-          std::string("Controlled Connected to: somebody\n"), std::string(255, 'x')}) {
-        const Bytes packet = frame_of(message(text));
-        expected.insert(expected.end(), packet.begin(), packet.end());
-    }
-    EXPECT_EQ(read_all(*peer), expected);
-    EXPECT_EQ(local_.text, "");
+    EXPECT_EQ(read_all(*peer), in_a_row({frame_of(message("line 1")), frame_of(message("error\n")),
+                                         frame_of(message("chatter")),
+                                         frame_of(message("Controlled Connected to: somebody\n")),
+                                         frame_of(message(std::string(255, 'x')))}));
+    EXPECT_EQ(local_.all(), "");
 }
 
 TEST_F(ControllerTest, WhenTheConnectionGoesTheConsoleSpeaksAgain) {
@@ -201,7 +177,7 @@ TEST_F(ControllerTest, WhenTheConnectionGoesTheConsoleSpeaksAgain) {
     console_.output().printLine("late");
     console_.output().printError("error\n");
     console_.output().printVerbose("silent");
-    EXPECT_EQ(local_.text, "hello\nlate\nerror\n");
+    EXPECT_EQ(local_.all(), "hello\nlate\nerror\n");
 }
 
 TEST_F(ControllerTest, WhoNeverLogsInIsSentAwayAndWhoHasMayStay) {
@@ -225,10 +201,7 @@ TEST_F(ControllerTest, AfterFiveFailuresLoginsWaitLongerAndLongerAndHoldNobodyUp
     const auto guess = connect();
     const auto good = connect();
     exchange(*guess, login("root", "wrong"));
-    Bytes pipelined = login("root", "secret");
-    const Bytes line = command("g");
-    pipelined.insert(pipelined.end(), line.begin(), line.end());
-    EXPECT_EQ(exchange(*good, pipelined), Bytes());
+    EXPECT_EQ(exchange(*good, in_a_row({login("root", "secret"), command("g")})), Bytes());
     EXPECT_EQ(console_.logins, 5);
 
     clock_.advance(milliseconds(999));
@@ -244,10 +217,8 @@ TEST_F(ControllerTest, AfterFiveFailuresLoginsWaitLongerAndLongerAndHoldNobodyUp
     EXPECT_EQ(read_all(*good), Bytes());
     clock_.advance(milliseconds(1));
     settle();
-    Bytes expected = frame_of(message("Valid\n"));
-    const Bytes ran = frame_of(message("ran g"));
-    expected.insert(expected.end(), ran.begin(), ran.end());
-    EXPECT_EQ(read_all(*good), expected);
+    EXPECT_EQ(read_all(*good),
+              in_a_row({frame_of(message("Valid\n")), frame_of(message("ran g"))}));
     EXPECT_EQ(throttle_.slowed(), 2U);
 }
 

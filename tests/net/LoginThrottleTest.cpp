@@ -2,23 +2,13 @@
 #include <string>
 
 #include "base/Clock.h"
-#include "base/Output.h"
 #include "net/LoginThrottle.h"
+#include "tests/base/RecordingOutput.h"
 
 namespace vorrim {
 namespace {
 
 using std::chrono::seconds;
-
-class Lines final : public Output {
-public:
-    void vprintLine(const char* format, va_list arguments) override {
-        char text[kLineBuffer];
-        std::vsnprintf(text, sizeof text, format, arguments);
-        lines += std::string(text) + '\n';
-    }
-    std::string lines;
-};
 
 class LoginThrottleTest : public ::testing::Test {
 protected:
@@ -28,9 +18,7 @@ protected:
     // How long a login from there has to wait; -1 when it is refused.
     int wait(std::uint32_t from) {
         const auto moment = throttle_.admit(from);
-        if (!moment) return -1;
-        return static_cast<int>(
-            std::chrono::duration_cast<seconds>(*moment - clock_.now()).count());
+        return moment ? static_cast<int>((*moment - clock_.now()) / seconds(1)) : -1;
     }
     void fail(int times, seconds apart = seconds(1)) {
         for (int i = 0; i < times; ++i) {
@@ -40,7 +28,7 @@ protected:
     }
 
     ManualClock clock_;
-    Lines output_;
+    testing::RecordingOutput output_;
     ScopedOutput current_{output_};
     LoginThrottle throttle_{clock_};
 };
@@ -99,7 +87,7 @@ TEST_F(LoginThrottleTest, SaysSoOnceAMinuteWithACount) {
         wait(kAttacker);
     clock_.advance(seconds(61));
     wait(kAttacker);
-    EXPECT_EQ(output_.lines,
+    EXPECT_EQ(output_.all(),
               "Administrator logins slowed down: 1, the latest from 192.1.1.10\n"
               "Administrator logins slowed down: 20, the latest from 192.1.1.10\n");
 }

@@ -26,11 +26,16 @@ inline Bytes frame_of(const std::string& payload) {
     Packet packet(static_cast<std::uint32_t>(payload.size()));
     write_bytes(packet.body(), std::as_bytes(std::span(payload)));
     packet.finish();
-    Bytes bytes;
-    bytes.reserve(packet.header().size() + packet.payload().size());
-    bytes.insert(bytes.end(), packet.header().begin(), packet.header().end());
+    Bytes bytes(packet.header().begin(), packet.header().end());
     bytes.insert(bytes.end(), packet.payload().begin(), packet.payload().end());
     return bytes;
+}
+
+inline Bytes in_a_row(const std::vector<Bytes>& parts) {
+    Bytes all;
+    for (const Bytes& part : parts)
+        all.insert(all.end(), part.begin(), part.end());
+    return all;
 }
 
 class PoolFixture : public ::testing::Test {

@@ -33,8 +33,24 @@ protected:
         settle();
     }
 
+    // A listener whose backlog is full answers no further connect.
+    std::uint16_t silent_port() {
+        const kx_ip_address any(0, 0);
+        EXPECT_EQ(::bind(silent_.handle(), reinterpret_cast<const sockaddr*>(&any.endpoint()),
+                         sizeof(sockaddr_in)),
+                  0);
+        EXPECT_EQ(::listen(silent_.handle(), 0), 0);
+        const std::uint16_t port = silent_.local_address()->get_port();
+        for (auto& filler : filling_)
+            filler = net_.connect(kx_ip_address(kLoopback, port), SocketType::stream,
+                                  ConnectMode::non_blocking);
+        return port;
+    }
+
     ReachabilityTest* slot_ = nullptr;
     std::optional<bool> outcome_;
+    kx_tcpip_socket silent_{SocketType::stream};
+    std::array<std::unique_ptr<kx_net_socket>, 3> filling_;
 };
 
 TEST_F(ReachabilityTestTest, SucceedsOnlyWhenTheConnectionWasMade) {
@@ -52,19 +68,7 @@ TEST_F(ReachabilityTestTest, SucceedsOnlyWhenTheConnectionWasMade) {
 }
 
 TEST_F(ReachabilityTestTest, APeerThatDropsEverythingCountsAsUnreachableAtTheDeadline) {
-    // A listener whose backlog is full answers no further connect.
-    kx_tcpip_socket listener(SocketType::stream);
-    kx_ip_address any(kLoopback, 0);
-    ASSERT_EQ(::bind(listener.handle(), reinterpret_cast<const sockaddr*>(&any.endpoint()),
-                     sizeof(sockaddr_in)),
-              0);
-    ASSERT_EQ(::listen(listener.handle(), 0), 0);
-    const std::uint16_t port = listener.local_address()->get_port();
-    std::vector<std::unique_ptr<kx_net_socket>> filling;
-    for (int i = 0; i < 3; ++i) {
-        filling.push_back(net_.connect(kx_ip_address(kLoopback, port), SocketType::stream,
-                                       ConnectMode::non_blocking));
-    }
+    const std::uint16_t port = silent_port();
     start(port);
     EXPECT_FALSE(outcome_.has_value());
     ASSERT_NE(slot_, nullptr);
@@ -89,17 +93,7 @@ TEST_F(ReachabilityTestTest, OnlySoManyAreUnderWayAndTheOthersWaitTheirTurn) {
     limits_.reachability.set_limits(2, 1);
     limits_.reach_lowest_port = 2;
     ASSERT_TRUE(limits_.unreachable.add("10.0.0.0/8"));
-    kx_tcpip_socket listener(SocketType::stream);
-    kx_ip_address any(0, 0);
-    ASSERT_EQ(::bind(listener.handle(), reinterpret_cast<const sockaddr*>(&any.endpoint()),
-                     sizeof(sockaddr_in)),
-              0);
-    ASSERT_EQ(::listen(listener.handle(), 0), 0);
-    const std::uint16_t port = listener.local_address()->get_port();
-    std::vector<std::unique_ptr<kx_net_socket>> filling;
-    for (int i = 0; i < 3; ++i)
-        filling.push_back(net_.connect(kx_ip_address(kLoopback, port), SocketType::stream,
-                                       ConnectMode::non_blocking));
+    const std::uint16_t port = silent_port();
 
     struct Client {
         ReachabilityTest* test = nullptr;

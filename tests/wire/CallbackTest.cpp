@@ -11,137 +11,68 @@ Bytes call(std::uint32_t address, std::uint16_t port) {
     return Bytes().u8(0x35).u32(address).u16(port);
 }
 
-Bytes refusal(std::uint32_t wanted) {
-    return Bytes().u8(0x36).u32(wanted);
+class Callback : public ::testing::Test {
+protected:
+    static WireClient stranger(const ServerProcess& server) {
+        WireClient client(server);
+        client.expect_nothing();  // so that it is there before the next one
+        return client;
+    }
+
+    const ServerProcess server_{"verbose=true"};
+    const WireClient first_stranger_ = stranger(server_);
+    const WireClient stranger_ = stranger(server_);
+    const WireClient low_ = WireClient::low(server_);
+    const WireClient high_ = WireClient::high(server_);
+};
+
+TEST_F(Callback, AHighAskerReachesWhoeverIsThere) {
+    const WireClient other = WireClient::high(server_);
+    // Identifier 0 is the first stranger.
+    for (const WireClient* wanted : {&low_, &other, &high_, &first_stranger_}) {
+        high_.send(callback(wanted->id()));
+        EXPECT_EQ(wanted->receive(), call(high_.id(), high_.announced_port())) << wanted->id();
+    }
+    high_.expect_nothing();
+    stranger_.expect_nothing();
 }
 
-TEST(Callback, AHighAskerReachesALowClient) {
-    const ServerProcess server;
-    const WireClient low = WireClient::low(server);
-    const WireClient high = WireClient::high(server);
-    high.send(callback(low.id()));
-    EXPECT_EQ(low.receive(), call(high.id(), high.announced_port()));
-    high.expect_nothing();
+TEST_F(Callback, OthersAndIdentifiersThatNobodyHoldsAreRefused) {
+    const auto expect_refusals = [](const WireClient& asker, std::vector<std::uint32_t> wanted) {
+        for (const std::uint32_t id : wanted)
+            EXPECT_EQ(asker.ask(callback(id)), hex("36").u32(id)) << id;
+    };
+    expect_refusals(high_, {77, 0xFFFFFF, 0x0100007F, 0xFFFFFFFF});
+    expect_refusals(low_, {77, low_.id(), high_.id()});
+    expect_refusals(stranger_, {low_.id()});
+    low_.expect_nothing();
+    high_.expect_nothing();
+
+    low_.send(hex("1C 01 00 00"));  // cut short
+    low_.expect_closed();
+    server_.wait_for_output("Exception in Connection::doTask 1\n");
+    server_.wait_for_users(3);
+    expect_refusals(high_, {low_.id()});
 }
 
-TEST(Callback, AHighAskerReachesAHighClientAndItself) {
-    const ServerProcess server;
-    const WireClient one = WireClient::high(server);
-    const WireClient other = WireClient::high(server);
-    one.send(callback(other.id()));
-    EXPECT_EQ(other.receive(), call(one.id(), one.announced_port()));
-    one.send(callback(one.id()));
-    EXPECT_EQ(one.receive(), call(one.id(), one.announced_port()));
-}
-
-TEST(Callback, AnIdentifierThatNobodyHoldsIsRefused) {
-    const ServerProcess server;
-    const WireClient high = WireClient::high(server);
-    for (const std::uint32_t wanted : {0U, 1U, 0xFFFFFFU, 0x0100007FU, 0xFFFFFFFFU})
-        EXPECT_EQ(high.ask(callback(wanted)), refusal(wanted));
-}
-
-TEST(Callback, ALowAskerIsAlwaysRefused) {
-    const ServerProcess server;
-    const WireClient high = WireClient::high(server);
-    const WireClient low = WireClient::low(server);
-    const WireClient asker = WireClient::low(server);
-    EXPECT_EQ(asker.ask(callback(low.id())), refusal(low.id()));
-    EXPECT_EQ(asker.ask(callback(high.id())), refusal(high.id()));
-    EXPECT_EQ(asker.ask(callback(asker.id())), refusal(asker.id()));
-    EXPECT_EQ(asker.ask(callback(77)), refusal(77));
-    high.expect_nothing();
-    low.expect_nothing();
-}
-
-TEST(Callback, AStrangerIsRefused) {
-    const ServerProcess server;
-    const WireClient low = WireClient::low(server);
-    const WireClient stranger(server);
-    EXPECT_EQ(stranger.ask(callback(low.id())), refusal(low.id()));
-    low.expect_nothing();
-}
-
-TEST(Callback, IdentifierZeroIsTheFirstStranger) {
-    const ServerProcess server;
-    const WireClient first(server);
-    first.expect_nothing();
-    const WireClient second(server);
-    second.expect_nothing();
-    const WireClient high = WireClient::high(server);
-    high.send(callback(0));
-    EXPECT_EQ(first.receive(), call(high.id(), high.announced_port()));
-    second.expect_nothing();
-}
-
-TEST(Callback, ALeftClientIsRefused) {
-    const ServerProcess server;
-    const WireClient high = WireClient::high(server);
-    WireClient low = WireClient::low(server);
-    const std::uint32_t wanted = low.id();
-    low.close();
-    server.wait_for_users(1);
-    EXPECT_EQ(high.ask(callback(wanted)), refusal(wanted));
-}
-
-TEST(Callback, ARequestCutShortCloses) {
-    const ServerProcess server("verbose=true");
-    const WireClient client = WireClient::low(server);
-    client.send(hex("1C 01 00 00"));
-    client.expect_closed();
-    server.wait_for_output("Exception in Connection::doTask 1\n");
-}
-
-TEST(DatagramCallback, ReachesALowClientOverItsConnection) {
-    const ServerProcess server;
-    const WireClient low = WireClient::low(server);
-    const Datagram asker(server);
-    asker.send(udp_callback(0x0403020A, 0x8765, low.id()));
-    EXPECT_EQ(low.receive(), call(0x0403020A, 0x8765));
-    asker.expect_nothing();
-}
-
-TEST(DatagramCallback, ANumberThatNobodyHoldsIsRefusedToTheSender) {
-    const ServerProcess server;
-    const Datagram asker(server);
+TEST_F(Callback, ByDatagramWhoeverIsLowIsReachedAndTheLowRangeOnlyIsRefused) {
+    const Datagram asker(server_);
     const std::uint32_t address = asker.address().value();
-    for (const std::uint32_t wanted : {0U, 1U, 0xFFFFFEU})
-        EXPECT_EQ(asker.ask(udp_callback(address, 4662, wanted)), hex("E3 9E").u32(wanted));
-}
-
-TEST(DatagramCallback, AHighIdentifierIsNotAnswered) {
-    const ServerProcess server;
-    const WireClient high = WireClient::high(server);
-    const Datagram asker(server);
-    for (const std::uint32_t wanted : {0xFFFFFFU, 0x1000000U, 0xFFFFFFFFU, high.id()}) {
-        asker.send(udp_callback(asker.address().value(), 4662, wanted));
-        asker.expect_nothing();
-    }
-    high.expect_nothing();
-}
-
-TEST(DatagramCallback, AnAddressInTheLowRangeIsNotAnswered) {
-    const ServerProcess server;
-    const WireClient low = WireClient::low(server);
-    const Datagram asker(server);
-    for (const std::uint32_t address : {0U, 1U, 0xFFFFFEU, 0xFFFFFFU}) {
-        asker.send(udp_callback(address, 4662, low.id()));
-        asker.send(udp_callback(address, 4662, 0xFFFFFE));
-        asker.expect_nothing();
-    }
-    low.expect_nothing();
-    asker.send(udp_callback(0x1000000, 4662, low.id()));  // the lowest that counts
-    EXPECT_EQ(low.receive(), call(0x1000000, 4662));
-}
-
-TEST(DatagramCallback, IdentifierZeroIsTheFirstStranger) {
-    const ServerProcess server;
-    const WireClient stranger(server);
-    stranger.expect_nothing();
-    const Datagram asker(server);
-    asker.send(udp_callback(0x0403020A, 4662, 0));
-    EXPECT_EQ(stranger.receive(), call(0x0403020A, 4662));
-    asker.expect_nothing();
+    for (const WireClient* wanted : {&low_, &first_stranger_})
+        for (const std::uint32_t from : {0x0403020AU, 0x1000000U}) {  // the lowest that counts
+            asker.send(udp_callback(from, 0x8765, wanted->id()));
+            EXPECT_EQ(wanted->receive(), call(from, 0x8765)) << from;
+        }
+    for (const std::uint32_t nobody : {77U, 0xFFFFFEU})
+        EXPECT_EQ(asker.ask(udp_callback(address, 4662, nobody)), hex("E3 9E").u32(nobody));
+    for (const std::uint32_t wanted : {0xFFFFFFU, 0x1000000U, 0xFFFFFFFFU, high_.id()})
+        EXPECT_TRUE(asker.all_answers(udp_callback(address, 4662, wanted)).empty()) << wanted;
+    // An address in the low range is that of nobody who could be called.
+    for (const std::uint32_t from : {0U, 1U, 0xFFFFFEU, 0xFFFFFFU})
+        for (const std::uint32_t wanted : {low_.id(), 0xFFFFFEU})
+            EXPECT_TRUE(asker.all_answers(udp_callback(from, 4662, wanted)).empty()) << from;
+    low_.expect_nothing();
+    high_.expect_nothing();
 }
 
 }  // namespace

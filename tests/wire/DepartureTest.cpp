@@ -30,7 +30,6 @@ Bytes a_life(std::uint32_t number, std::uint16_t port) {
 TEST(Departure, AHundredLeaveAtRandomMoments) {
     const std::uint32_t seed = std::random_device()();
     std::cout << "seed " << seed << '\n';
-    RecordProperty("seed", std::to_string(seed));
     std::mt19937 chance(seed);
     const ServerProcess server;
     const Datagram watcher(server);
@@ -66,22 +65,6 @@ TEST(Departure, AHundredLeaveAtRandomMoments) {
     EXPECT_TRUE(survivor.search(words("song")).records.empty());
     EXPECT_TRUE(survivor.search(anything()).records.empty());
     EXPECT_EQ(survivor.users(anything()).size(), 1U);
-}
-
-TEST(Departure, ATellingCloseAndASilentOneCountTheSame) {
-    const ServerProcess server;
-    for (int way = 0; way < 3; ++way) {
-        WireClient client = WireClient::low(server);
-        client.publish({file(hash_of(1), "song")});
-        EXPECT_EQ(server.status(), (Status{1, 1}));
-        if (way == 0)
-            client.send(hex("18"));
-        else if (way == 1)
-            client.close();
-        else
-            client.reset();
-        server.wait_for_status({0, 0});
-    }
 }
 
 TEST(Departure, RequestsSentJustBeforeAnEndAreServed) {

@@ -39,45 +39,24 @@ Bytes noise(std::mt19937& chance, std::size_t length) {
     return bytes;
 }
 
-TEST(Hostile, NoiseInsteadOfPackets) {
-    std::mt19937 chance = seeded();
-    const ServerProcess server("verbose=true");
-    for (int i = 0; i < 200; ++i) {
-        const WireClient client(server);
-        static_cast<void>(client.send_some(noise(chance, 1 + chance() % 2000)));
-    }
-    expect_honest_service(server);
-}
-
-TEST(Hostile, NoiseInsidePackets) {
+TEST(Hostile, NoiseAndGoodMessagesWithNoiseInThem) {
     std::mt19937 chance = seeded();
     const ServerProcess server("verbose=true");
     const std::vector<Bytes> messages = every_message();
+    const auto offer = [&](const Bytes& bytes) {
+        static_cast<void>(WireClient(server).send_some(bytes));
+    };
     for (int i = 0; i < 300; ++i) {
-        const WireClient client(server);
-        const std::uint32_t opcode = messages[chance() % messages.size()][0];
-        static_cast<void>(
-            client.send_some(packet(Bytes().u8(opcode).add(noise(chance, chance() % 300)))));
-    }
-    expect_honest_service(server);
-}
-
-TEST(Hostile, GoodMessagesWithOneByteChanged) {
-    std::mt19937 chance = seeded();
-    const ServerProcess server("verbose=true");
-    const std::vector<Bytes> messages = every_message();
-    for (int i = 0; i < 1000; ++i) {
         const Bytes& good = messages[chance() % messages.size()];
-        const std::size_t at = 1 + chance() % good.size();
-        const WireClient client(server);
-        static_cast<void>(client.send_some(
-            packet(Bytes(good.first(at)).add(noise(chance, 1)).add(good.from(at + 1)))));
+        offer(noise(chance, 1 + chance() % 2000));
+        offer(packet(Bytes(good.first(1)).add(noise(chance, chance() % 300))));
+        for (int k = 0; k < 3; ++k) {
+            const std::size_t at = 1 + chance() % good.size();
+            offer(packet(Bytes(good.first(at)).add(noise(chance, 1)).add(good.from(at + 1))));
+        }
     }
     server.wait_for_users(0);
-    {
-        const WireClient stranger(server);  // with whom whatever strangers published leaves
-        stranger.expect_nothing();
-    }
+    WireClient(server).expect_nothing();  // with whom whatever strangers published leaves
     expect_honest_service(server);
 }
 
@@ -118,25 +97,6 @@ TEST(Hostile, EveryDatagramCutChangedAndMadeOfNoise) {
     expect_honest_service(server);
 }
 
-TEST(Hostile, CountsFarBeyondTheData) {
-    const ServerProcess server;
-    const Bytes record_start = encode(hash_of(1)).u32(0).u16(0);
-    for (const std::uint32_t count : {0x7FFFFFFFU, 0x10000U, 0x00FFFFFFU}) {
-        const Bytes tag = encode(int_tag(kSize, 1));
-        for (const Bytes& payload :
-             {hex("01").add(record_start).u32(count).add(tag),         // tags of a client
-              hex("15").u32(count).add(record_start).u32(1).add(tag),  // files
-              hex("15").u32(1).add(record_start).u32(count).add(tag),  // tags of a file
-              hex("16 01 F0 FF").add(Bytes().u32(count)),              // letters
-              hex("16 02 F0 FF").add(Bytes().u32(count))}) {
-            const WireClient client(server);
-            client.send(payload);
-            client.expect_closed();
-        }
-    }
-    expect_honest_service(server);
-}
-
 TEST(Hostile, RecordsAndListsAsLargeAsAPacketAllows) {
     const ServerProcess server;
     constexpr std::size_t kPlenty = 1000000;
@@ -164,30 +124,13 @@ TEST(Hostile, RecordsAndListsAsLargeAsAPacketAllows) {
     expect_honest_service(server);
 }
 
-TEST(Hostile, ThousandsOfUnreadableDepths) {
-    const ServerProcess server;
-    constexpr std::size_t kDeep = 4000000;
-    for (const std::uint32_t opcode : {0x16U, 0x1AU}) {
-        const WireClient client(server);
-        client.send(Bytes().u8(opcode).fill(kDeep, 0));
-        if (opcode == 0x16U)
-            client.expect_closed();
-        else
-            client.expect_nothing();
-    }
-    expect_honest_service(server);
-}
-
 TEST(Hostile, OneWhoNeverReadsHoldsUpNobody) {
     const ServerProcess server("threads=1");
     const WireClient publisher = WireClient::high(server);
-    std::vector<Record> files;
-    for (std::uint32_t i = 0; i < 201; ++i)
-        files.push_back(file(hash_of(i), "song " + std::string(200, 'x')));
-    publisher.publish(files);
+    publisher.publish(songs(201));
     const WireClient greedy = WireClient::high(server);
     const Bytes request = packet(search_files(words("song")));
-    for (int i = 0; i < 5000; ++i)  // some 300 megabytes of answers
+    for (int i = 0; i < 5000; ++i)  // some 60 megabytes of answers
         if (greedy.send_some(request) != request.size()) break;
     for (int i = 0; i < 20; ++i)
         EXPECT_EQ(publisher.search(words("song")).records.size(), 201U);

@@ -100,35 +100,21 @@ private:
         }
         const std::string file = (folder_.path() / "conf").string();
         if (kind == Kind::tinyproxy) {
-            folder_.write("conf", "Port " + port +
-                                      "\n"
-                                      "Listen 127.0.0.1\n"
-                                      "Bind " +
-                                      kProxyAddress.text() +
-                                      "\n"
-                                      "Timeout 60\n"
-                                      "ConnectPort " +
-                                      std::to_string(allowed) + '\n' +
-                                      (user.empty() ? "" : "BasicAuth " + user + ' ' + password) +
-                                      '\n');
+            folder_.write("conf",
+                          "Port " + port + "\nListen 127.0.0.1\nBind " + kProxyAddress.text() +
+                              "\nTimeout 60\nConnectPort " + std::to_string(allowed) + '\n' +
+                              (user.empty() ? "" : "BasicAuth " + user + ' ' + password) + '\n');
             return {Program::find("tinyproxy"), "-d", "-c", file};
         }
-        folder_.write("conf",
-                      "logoutput: stderr\n"
-                      "internal: 127.0.0.1 port = " +
-                          port +
-                          "\n"
-                          "external: 127.0.0.1\n"
-                          "clientmethod: none\n"
-                          "socksmethod: none\n"
-                          "client pass {\n"
-                          "  from: 127.0.0.0/8 to: 127.0.0.0/8\n"
-                          "}\n"
-                          "socks pass {\n"
-                          "  from: 127.0.0.0/8 to: 127.0.0.0/8\n"
-                          "  proxyprotocol: socks_v4\n"
-                          "  log: connect error\n"
-                          "}\n");
+        folder_.write("conf", "logoutput: stderr\ninternal: 127.0.0.1 port = " + port + R"(
+external: 127.0.0.1
+clientmethod: none
+socksmethod: none
+client pass { from: 127.0.0.0/8 to: 127.0.0.0/8 }
+socks pass { from: 127.0.0.0/8 to: 127.0.0.0/8
+             proxyprotocol: socks_v4
+             log: connect error }
+)");
         return {Program::find("danted"), "-f", file, "-p", (folder_.path() / "pid").string()};
     }
 
@@ -155,9 +141,8 @@ protected:
     }
 
     [[nodiscard]] Words cli(Words words) const {
-        words.insert(words.begin(), VORRIM_CLI_BINARY);
-        words.insert(words.end(), {"--json", "--port", std::to_string(server_->ports().client())});
-        return words;
+        words.push_back("--json");
+        return wire::cli(std::move(words), server_->ports().client());
     }
 
     void expect_found() const {
@@ -185,6 +170,28 @@ protected:
                                        ": no way through the proxy " + place + '\n');
     }
 
+    // With and without a password, and with a wrong one; through a proxy with an address of its
+    // own.
+    void expect_passwords_to_count(Proxy::Kind kind, const std::string& protocol,
+                                   const std::string& place) {
+        start_server();
+        start_proxy(kind);
+        registry_.set(protocol, place + proxy_->place());
+        expect_found();
+        EXPECT_EQ(seen_address(), kProxyAddress.text());
+        registry_.set(protocol, place + proxy_->place(), "me", "secret");
+        expect_found();  // a user that nobody asks for does no harm
+
+        start_proxy(kind, "me", "secret");
+        registry_.set(protocol, place + proxy_->place(), "me", "secret");
+        expect_found();
+        EXPECT_EQ(seen_address(), kProxyAddress.text());
+        registry_.set(protocol, place + proxy_->place(), "me", "wrong");
+        expect_no_way_through(proxy_->place());
+        registry_.set(protocol, place + proxy_->place());
+        expect_no_way_through(proxy_->place());
+    }
+
     UserRegistry registry_;
     std::unique_ptr<ServerProcess> server_;
     std::unique_ptr<WireClient> holder_;
@@ -197,51 +204,14 @@ protected:
                     "): this proxy is "                              \
                     "not tested"
 
-TEST_F(ProxyTest, HttpsWithoutAPassword) {
+TEST_F(ProxyTest, Https) {
     NEEDS("tinyproxy", "tinyproxy-bin");
-    start_server();
-    start_proxy(Proxy::Kind::tinyproxy);
-    registry_.set("HTTPS", "https=" + proxy_->place());
-    expect_found();
-    EXPECT_EQ(seen_address(), kProxyAddress.text());
-    // A user that nobody asks for does no harm.
-    registry_.set("HTTPS", "https=" + proxy_->place(), "me", "secret");
-    expect_found();
+    expect_passwords_to_count(Proxy::Kind::tinyproxy, "HTTPS", "https=");
 }
 
-TEST_F(ProxyTest, HttpsWithAPassword) {
-    NEEDS("tinyproxy", "tinyproxy-bin");
-    start_server();
-    start_proxy(Proxy::Kind::tinyproxy, "me", "secret");
-    registry_.set("HTTPS", "https=" + proxy_->place(), "me", "secret");
-    expect_found();
-    EXPECT_EQ(seen_address(), kProxyAddress.text());
-    registry_.set("HTTPS", "https=" + proxy_->place(), "me", "wrong");
-    expect_no_way_through(proxy_->place());
-    registry_.set("HTTPS", "https=" + proxy_->place());
-    expect_no_way_through(proxy_->place());
-}
-
-TEST_F(ProxyTest, Socks5WithoutAPassword) {
+TEST_F(ProxyTest, Socks5) {
     NEEDS("microsocks", "microsocks");
-    start_server();
-    start_proxy(Proxy::Kind::microsocks);
-    registry_.set("SOCKSV5", "socks=" + proxy_->place());
-    expect_found();
-    EXPECT_EQ(seen_address(), kProxyAddress.text());
-}
-
-TEST_F(ProxyTest, Socks5WithAPassword) {
-    NEEDS("microsocks", "microsocks");
-    start_server();
-    start_proxy(Proxy::Kind::microsocks, "me", "secret");
-    registry_.set("SOCKSV5", "socks=" + proxy_->place(), "me", "secret");
-    expect_found();
-    EXPECT_EQ(seen_address(), kProxyAddress.text());
-    registry_.set("SOCKSV5", "socks=" + proxy_->place(), "me", "wrong");
-    expect_no_way_through(proxy_->place());
-    registry_.set("SOCKSV5", "socks=" + proxy_->place());
-    expect_no_way_through(proxy_->place());
+    expect_passwords_to_count(Proxy::Kind::microsocks, "SOCKSV5", "socks=");
 }
 
 TEST_F(ProxyTest, Socks4) {

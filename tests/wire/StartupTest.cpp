@@ -17,12 +17,17 @@ std::string current_folder(const ServerProcess& server) {
     return "currentDir=" + server.folder()->path().string() + '\n';
 }
 
-TEST(Startup, SaysWhereItIsWhatItIsAndWhoItIs) {
+TEST(Startup, SaysWhereItIsWhatItIsAndWhoItIsAndNoMore) {
     const ServerProcess server("thisIP=10.20.30.40");
     server.wait_for_prompt();
+    const WireClient client = WireClient::low(server);
+    EXPECT_TRUE(client.answers(hex("17")).empty());  // a message for the verbose only
     EXPECT_EQ(server.output(),
               current_folder(server) + kWelcome + "Using IP: 10.20.30.40\n\n" + kPrompt);
     EXPECT_EQ(server.errors(), "");
+    EXPECT_TRUE(server.folder()->has("log"));
+    EXPECT_EQ(server.folder()->read("log"), "");
+    EXPECT_FALSE(server.folder()->has("vorrim.log"));
 }
 
 TEST(Startup, WithoutSettingsItUsesTheDefaults) {
@@ -51,8 +56,6 @@ TEST(Startup, WithoutSettingsItUsesTheDefaults) {
         const Socket administrator = Socket::open(SOCK_STREAM);
         administrator.connect(kLocalhost, server.ports().admin());
         EXPECT_EQ(server.status().users, 1U);  // an administrator is no client
-        EXPECT_TRUE(server.folder()->has("log"));
-        EXPECT_EQ(server.folder()->read("log"), "");
         EXPECT_EQ(server.stop(SIGTERM), 1);
     });
     if (!isolated) GTEST_SKIP() << "no private network, so the default ports may be in use";
@@ -61,8 +64,7 @@ TEST(Startup, WithoutSettingsItUsesTheDefaults) {
 TEST(Startup, WithTheConsoleOffOnlyTheFolderIsShown) {
     ServerProcess server("console=false\nverbose=true");
     const WireClient client = WireClient::low(server);
-    client.send(hex("17"));
-    client.expect_nothing();
+    EXPECT_TRUE(client.answers(hex("17")).empty());
     EXPECT_EQ(server.output(), current_folder(server));
     EXPECT_EQ(server.errors(), "");
     EXPECT_EQ(server.folder()->read("log"), "");
@@ -74,8 +76,7 @@ TEST(Startup, TheLogHoldsWhatTheConsoleShowsFromTheSettingsOn) {
     const ServerProcess server("logFile=true\nverbose=true\nfilter[0]=()");
     server.wait_for_prompt();
     const WireClient client = WireClient::low(server);
-    client.send(hex("17"));
-    client.expect_nothing();
+    EXPECT_TRUE(client.answers(hex("17")).empty());
     server.wait_for_output("Unknown msg from Connection: 23\n");
     std::string output = server.output();
     EXPECT_EQ(output.find(current_folder(server) + "Bad filter: ()\nUsing log file.\n\n" +
@@ -90,13 +91,6 @@ TEST(Startup, TheLogHoldsWhatTheConsoleShowsFromTheSettingsOn) {
     EXPECT_TRUE(server.folder()->has("vorrim.log"));
 }
 
-TEST(Startup, TheLogIsThereEvenWhenItIsOffAndTheDiagnosticFileIsNot) {
-    const ServerProcess server;
-    EXPECT_TRUE(server.folder()->has("log"));
-    EXPECT_EQ(server.folder()->read("log"), "");
-    EXPECT_FALSE(server.folder()->has("vorrim.log"));
-}
-
 TEST(Startup, TheLogKeepsEarlierRuns) {
     const auto folder = std::make_shared<ScratchFolder>();
     folder->write("log", "an older line\n");
@@ -105,19 +99,9 @@ TEST(Startup, TheLogKeepsEarlierRuns) {
             ServerProcess::Setup{.settings = "logFile=true\nconsole=false", .folder = folder});
         EXPECT_EQ(server.stop(SIGTERM), 1);
     }
-    const std::string log = folder->read("log");
     const std::string one_run =
         std::string("Using log file.\n\n") + kWelcome + "Using IP: 127.0.0.1\n\n";
-    EXPECT_EQ(log, "an older line\n" + one_run + one_run);
-}
-
-TEST(Startup, VerboseMessagesAreSilentUnlessAskedFor) {
-    const ServerProcess server;
-    const WireClient client = WireClient::low(server);
-    client.send(hex("17"));
-    client.expect_nothing();
-    EXPECT_EQ(server.output().find("Unknown"), std::string::npos);
-    EXPECT_EQ(server.output().find("ID="), std::string::npos);
+    EXPECT_EQ(folder->read("log"), "an older line\n" + one_run + one_run);
 }
 
 TEST(Startup, AnEndOfStandardInputIsNoCommandToStop) {
@@ -129,26 +113,18 @@ TEST(Startup, AnEndOfStandardInputIsNoCommandToStop) {
     EXPECT_EQ(server.stop(SIGTERM), 1);
 }
 
-TEST(Shutdown, ClosesEveryConnectionAndLeavesWith1) {
-    ServerProcess server;
-    const WireClient one = WireClient::low(server);
-    const WireClient two = WireClient::high(server);
-    const WireClient half(server);
-    half.send_raw(hex("E3 01"));
-    EXPECT_EQ(server.stop(SIGTERM), 1);
-    one.expect_closed();
-    two.expect_closed();
-    half.expect_closed();
-}
-
-TEST(Shutdown, TheSamePortsServeAgainAtOnce) {
+TEST(Shutdown, ClosesEveryConnectionLeavesWith1AndThePortsServeAgainAtOnce) {
     auto first = std::make_unique<ServerProcess>();
-    const WireClient client = WireClient::low(*first);
+    const WireClient low = WireClient::low(*first);
+    const WireClient half(*first);
+    half.send_raw(hex("E3 01"));
     const auto ports = first->shared_ports();
-    EXPECT_EQ(first->stop(SIGTERM), 1);  // the connection is still in the system's hands
+    EXPECT_EQ(first->stop(SIGTERM), 1);  // the connections are still in the system's hands
     first.reset();
     const ServerProcess second(ServerProcess::Setup{.ports = ports});
     EXPECT_EQ(WireClient::low(second).id(), 1U);
+    low.expect_closed();
+    half.expect_closed();
 }
 
 TEST(Doors, ATakenClientPortIsReportedAndTheOthersServe) {
@@ -172,15 +148,6 @@ TEST(Doors, ATakenDatagramPortIsReportedAndTheOthersServe) {
         ServerProcess::Setup{.ready = ServerProcess::Ready::accepting, .ports = ports});
     server.wait_for_output("ERROR: couldn't create UDPDoor\n");
     EXPECT_EQ(WireClient::low(server).id(), 1U);
-}
-
-TEST(Threads, OneServesEverybody) {
-    const ServerProcess server("threads=1");
-    std::vector<WireClient> clients;
-    for (int i = 0; i < 20; ++i)
-        clients.push_back(WireClient::high(server));
-    for (const WireClient& client : clients)
-        EXPECT_EQ(client.users(anything()).size(), 20U);
 }
 
 TEST(Threads, NoneServeNobody) {

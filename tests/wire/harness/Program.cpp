@@ -14,6 +14,12 @@
 
 namespace vorrim::wire {
 
+std::vector<std::string> cli(std::vector<std::string> words, std::uint16_t port) {
+    words.insert(words.begin(), VORRIM_CLI_BINARY);
+    words.insert(words.end(), {"--port", std::to_string(port)});
+    return words;
+}
+
 std::string Program::find(std::string_view name) {
     const char* const path = std::getenv("PATH");
     std::istringstream folders((path != nullptr ? path : "") + std::string(":/usr/sbin:/sbin"));

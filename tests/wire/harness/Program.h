@@ -4,6 +4,7 @@
 //
 // Ending  The destructor asks with SIGTERM and then kills, the program and whatever it has started.
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,6 +15,9 @@
 #include "tests/wire/harness/Terminal.h"
 
 namespace vorrim::wire {
+
+// vorrim-cli with these words, for the server whose clients' port this is.
+[[nodiscard]] std::vector<std::string> cli(std::vector<std::string> words, std::uint16_t port);
 
 class Program final {
 public:

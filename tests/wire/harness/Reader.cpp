@@ -118,7 +118,7 @@ std::vector<Source> read_sources(const Bytes& payload, const Hash& asked) {
     return sources;
 }
 
-std::vector<std::string> names(const std::vector<Record>& records) {
+Names names(const std::vector<Record>& records) {
     std::vector<std::string> names;
     for (const Record& record : records)
         names.push_back(record.text(kName));

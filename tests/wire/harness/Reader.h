@@ -50,6 +50,7 @@ struct Results {
                                                                          asked);
 
 // What most search tests compare: the names of the records, in order.
-[[nodiscard]] std::vector<std::string> names(const std::vector<Record>& records);
+using Names = std::vector<std::string>;
+[[nodiscard]] Names names(const std::vector<Record>& records);
 
 }  // namespace vorrim::wire

@@ -59,6 +59,13 @@ Record file(const Hash& hash, std::string_view name, std::uint32_t size) {
     return Record{hash, 0, 0, {text_tag(kName, name), int_tag(kSize, size)}};
 }
 
+std::vector<Record> songs(std::uint32_t count, std::uint32_t first) {
+    std::vector<Record> files;
+    for (std::uint32_t i = first; i < first + count; ++i)
+        files.push_back(file(hash_of((i + 1) * 2654435761U), "song " + std::to_string(i), i));
+    return files;
+}
+
 Record client_record(const Hash& hash, std::string_view name, std::uint32_t version) {
     return Record{hash, 0, 0, {text_tag(kName, name), int_tag(kVersion, version)}};
 }

@@ -64,6 +64,9 @@ void PrintTo(const Record& record, std::ostream* out);
 
 // A file as a client publishes it.
 [[nodiscard]] Record file(const Hash& hash, std::string_view name, std::uint32_t size = 1000);
+// So many files, "song 0" with size 0 and so on, whose hashes do not come in the order of any
+// table.
+[[nodiscard]] std::vector<Record> songs(std::uint32_t count, std::uint32_t first = 0);
 // A client's own record: a name, and a version that the server's default range accepts.
 [[nodiscard]] Record client_record(const Hash& hash, std::string_view name,
                                    std::uint32_t version = 60);

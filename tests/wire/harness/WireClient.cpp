@@ -155,6 +155,15 @@ Bytes WireClient::ask(const Bytes& payload) const {
     return receive();
 }
 
+std::vector<Bytes> WireClient::answers(const Bytes& payload) const {
+    send(payload);
+    send(find_user(kNobody));
+    std::vector<Bytes> all;
+    for (Bytes next = receive(); next != nobody_found(); next = receive())
+        all.push_back(std::move(next));
+    return all;
+}
+
 void WireClient::expect_nothing() const {
     if (const Bytes answer = ask(find_user(kNobody)); answer != nobody_found())
         throw WireFailure("something came: " + ::testing::PrintToString(answer));
@@ -182,13 +191,10 @@ std::vector<Record> WireClient::users(const Bytes& expression) const {
 }
 
 std::optional<std::vector<Source>> WireClient::sources(const Hash& hash) const {
-    send(get_sources(hash));
-    send(find_user(kNobody));
-    const Bytes answer = receive();
-    if (answer == nobody_found()) return std::nullopt;
-    if (receive() != nobody_found())
-        throw WireFailure("one question for sources brought two answers");
-    return read_sources(answer, hash);
+    const std::vector<Bytes> all = answers(get_sources(hash));
+    if (all.empty()) return std::nullopt;
+    if (all.size() > 1) throw WireFailure("one question for sources brought two answers");
+    return read_sources(all.front(), hash);
 }
 
 void WireClient::publish(const std::vector<Record>& files) const {

@@ -70,6 +70,8 @@ public:
     // Nothing when the server closed the connection instead.
     [[nodiscard]] std::optional<Bytes> receive_or_end() const;
     [[nodiscard]] Bytes ask(const Bytes& payload) const;
+    // Every packet that the request brings.
+    [[nodiscard]] std::vector<Bytes> answers(const Bytes& payload) const;
     void expect_nothing() const;
     void expect_closed() const;         // and nothing before the end
     [[nodiscard]] bool silent() const;  // nothing has come yet, not even an end
