@@ -59,6 +59,7 @@ TEST(Console, EveryCommandAnswersByteForByte) {
                                   "q\nno\n"
                                   "\nhelp\nQ\n");
     EXPECT_EQ(shown,
+              "> > "
               "> Num\tID\tName\n(1)\t127.9.8.7\tanna\n(2)\t1.0.0.0\tbert\n(3)\t0.0.0.0\t(null)\n> "
               "> "
               "AdminName: (null)\nAdminPass: (null)\n" +

@@ -73,7 +73,7 @@ TEST_F(Expression, IsEvaluatedAsItsPartsSay) {
         // Numbers compare signed, and any tag of the name will do.
         {tag_is(kSize, Is::equal, 20), {"two"}},
         {tag_is(kSize, Is::below, 0), {"three"}},
-        {tag_is(kSize, Is::at_least, 10), {"two"}},
+        {tag_is(kSize, Is::at_least, 20), {"two"}},
         {tag_is(kSize, Is::at_most, 5), {"one", "three"}},
         {tag_is(kSize, Is::above, 0x80000000), {"one", "two", "three"}},
         // The names and kinds of tags agree exactly.
