@@ -1,6 +1,7 @@
 #pragma once
 // A pool that a test drives by hand: one share, a clock that stands still, socket pairs as network.
 
+#include <algorithm>
 #include <array>
 #include <gtest/gtest.h>
 #include <memory>
@@ -26,8 +27,8 @@ inline Bytes frame_of(const std::string& payload) {
     Packet packet(static_cast<std::uint32_t>(payload.size()));
     write_bytes(packet.body(), std::as_bytes(std::span(payload)));
     packet.finish();
-    Bytes bytes(packet.header().begin(), packet.header().end());
-    bytes.insert(bytes.end(), packet.payload().begin(), packet.payload().end());
+    Bytes bytes(packet.header().size() + packet.payload().size());
+    std::ranges::copy(packet.payload(), std::ranges::copy(packet.header(), bytes.begin()).out);
     return bytes;
 }
 
