@@ -24,6 +24,8 @@ protected:
     }
     void TearDown() override {
         end();
+        input_.reset();
+        output_.reset();  // it may be writing still
         ::close(lines_[0]);
         ::close(shown_[0]);
         ::close(shown_[1]);
