@@ -82,6 +82,9 @@ void serve(int epoll) {
 
 [[noreturn]] void serve_tcp(unsigned long port, unsigned long threads) {
     const int door = bound(SOCK_STREAM, port);
+    // Accepted sockets inherit it.
+    const int on = 1;
+    ::setsockopt(door, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     ::listen(door, SOMAXCONN);
     std::vector<int> epolls;
     std::vector<std::jthread> workers;
@@ -91,8 +94,6 @@ void serve(int epoll) {
     }
     for (std::size_t next = 0;; next = (next + 1) % epolls.size()) {
         const int handle = ::accept4(door, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-        const int on = 1;
-        ::setsockopt(handle, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         watch(epolls[next], handle);
     }
 }

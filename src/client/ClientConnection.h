@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "client/ClientService.h"
@@ -38,6 +39,7 @@ public:
 
 private:
     [[nodiscard]] Verdict handle_message(std::uint8_t opcode, kx_memory_file& payload) override;
+    [[nodiscard]] std::size_t foresee(std::span<const std::byte> bytes) override;
     // Leaves the room, then withdraws a slice of its files a turn.
     [[nodiscard]] bool farewell() override;
 

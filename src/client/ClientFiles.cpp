@@ -1,10 +1,10 @@
 // Publishing, sources and file searches over TCP.
 
 #include <algorithm>
+#include <array>
 
 #include "base/file/primitives.h"
 #include "client/ClientConnection.h"
-#include "client/messages.h"
 #include "meta/FileHash.h"
 #include "meta/FrozenRecord.h"
 #include "net/socketPool.h"
@@ -13,10 +13,31 @@ namespace vorrim {
 
 namespace {
 
-constexpr std::uint32_t kReplyEstimate = 512;
-constexpr std::uint32_t kBatchEstimate = 4096;
+// Packets looked at in advance: enough to hide the memory's latency, few enough to stay in the
+// cache.
+constexpr std::size_t kForesight = 16;
 
 }  // namespace
+
+std::size_t ClientConnection::foresee(std::span<const std::byte> bytes) {
+    std::array<FileHash, kForesight> wanted;
+    std::size_t count = 0;
+    std::size_t looked_at = 0;
+    for (; looked_at < kForesight; ++looked_at) {
+        const Packet::Frame frame = Packet::frame(bytes);
+        if (frame.state != Packet::Frame::State::complete) break;
+        kx_memory_file packet =
+            kx_memory_file::reading(bytes.subspan(kHeaderSize, frame.payload_size));
+        bytes = bytes.subspan(kHeaderSize + frame.payload_size);
+        if (read_8(packet) == to_byte(Opcode::OP_GET_SOURCES) &&
+            packet.remaining() >= sizeof(FileHash)) {
+            wanted[count++] = FileHash::read(packet);
+        }
+    }
+    // A single question finds its way as fast by itself.
+    if (count > 1) service_.files.prefetch_sources(std::span(wanted).first(count));
+    return std::max<std::size_t>(looked_at, 1);
+}
 
 Connection::Verdict ClientConnection::offer_files(kx_memory_file& payload) {
     auto records = read_frozen_list(payload);
@@ -45,10 +66,8 @@ void ClientConnection::refuse_excess(std::vector<FrozenRecord>& records) {
 
 void ClientConnection::get_sources(kx_memory_file& payload) {
     const FileHash hash = FileHash::read(payload);
-    Packet packet = begin_packet(Opcode::OP_FOUND_SOURCES, kReplyEstimate);
-    if (!service_.files.write_sources(hash, packet.body())) return;
-    packet.finish();
-    send(packet);
+    Reply reply(*this, Opcode::OP_FOUND_SOURCES);
+    if (service_.files.write_sources(hash, reply.body())) reply.finish();
 }
 
 Connection::Verdict ClientConnection::search_files(kx_memory_file& payload) {
@@ -63,16 +82,15 @@ void ClientConnection::more_results() {
 
 void ClientConnection::send_file_batch() {
     Search& search = last_search();
-    Packet packet = begin_packet(Opcode::OP_SEARCH_RESULTS, kBatchEstimate);
-    kx_memory_file& body = packet.body();
+    Reply reply(*this, Opcode::OP_SEARCH_RESULTS);
+    kx_memory_file& body = reply.body();
     const std::uint32_t count_at = body.tell();
     write_32(body, 0);
     const std::uint32_t found =
         service_.files.search(search, body, service_.settings.max_search_results, id());
     store_32(body.data() + count_at, found);
     write_8(body, search.resume_position >= 0 ? 1 : 0);
-    packet.finish();
-    send(packet);
+    reply.finish();
 }
 
 }  // namespace vorrim

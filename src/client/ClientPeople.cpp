@@ -39,14 +39,13 @@ void ClientConnection::search_users(kx_memory_file& payload) {
 
 void ClientConnection::find_user(kx_memory_file& payload) {
     const FileHash hash = FileHash::read(payload);
-    Packet packet = begin_packet(Opcode::OP_USER_FOUND, kReplyEstimate);
+    Reply reply(*this, Opcode::OP_USER_FOUND);
     const bool found = service_.clients.with_hash(hash, [&](RecordView record) {
-        write_8(packet.body(), 1);
-        write_bytes(packet.body(), record.bytes());
+        write_8(reply.body(), 1);
+        write_bytes(reply.body(), record.bytes());
     });
-    if (!found) write_8(packet.body(), 0);
-    packet.finish();
-    send(packet);
+    if (!found) write_8(reply.body(), 0);
+    reply.finish();
 }
 
 void ClientConnection::request_callback(kx_memory_file& payload) {

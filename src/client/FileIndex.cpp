@@ -231,6 +231,25 @@ bool FileIndex::write_sources(const FileHash& hash, kx_memory_file& out) const {
     return true;
 }
 
+// Step by step for all of them, so that the memory's answers overlap.
+void FileIndex::prefetch_sources(std::span<const FileHash> hashes) const {
+    constexpr std::size_t kMost = 16;
+    hashes = hashes.first(std::min(hashes.size(), kMost));
+    std::array<std::uint32_t, kMost> found;
+    const kx_read_guard guard(lock_);
+    for (std::size_t i = 0; i < hashes.size(); ++i) {
+        found[i] = digest_of(hash_key_, hashes[i]);
+        table_.prefetch(found[i]);
+    }
+    for (std::uint32_t& entry : std::span(found).first(hashes.size())) {
+        entry = table_.find_likely(entry);
+        if (entry != FileTable::kNone) table_.prefetch_entry(entry);
+    }
+    for (const std::uint32_t entry : std::span(found).first(hashes.size())) {
+        if (entry != FileTable::kNone) table_.entry(entry).prefetch();
+    }
+}
+
 template <class Deliver>
 std::uint32_t FileIndex::run_batch(Search& search, std::int32_t limit, ClientId asker,
                                    Deliver&& deliver) const {

@@ -79,6 +79,9 @@ public:
     // in order of publication. Without an entry: false, and nothing is appended. Any thread.
     [[nodiscard]] bool write_sources(const FileHash& hash, kx_memory_file& out) const;
 
+    // Fetches into the cache what write_sources will look at for these hashes. Any thread.
+    void prefetch_sources(std::span<const FileHash> hashes) const;
+
     // One batch of a file search: appends the records that match, in network form and in the order
     // of the index, and returns their number. The first batch extracts the keyword; each leaves in
     // the Search where the next one starts (resume position -1: nowhere). Any thread, but a Search

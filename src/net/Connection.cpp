@@ -56,11 +56,57 @@ Connection::Verdict Connection::handle_message(std::uint8_t opcode, kx_memory_fi
     return Verdict::keep;
 }
 
+// ---- sending ----
+
+Connection::Reply::Reply(Connection& connection, Opcode opcode)
+    : connection_(connection), out_(connection.share()->replies()), begin_(out_.tell()) {
+    write_8(out_, kPacketMarker);
+    write_32(out_, 0);  // the length, known at the end
+    write_8(out_, to_byte(opcode));
+}
+
+Connection::Reply::~Reply() {
+    if (!finished_) out_.seek(begin_);
+}
+
+void Connection::Reply::finish() {
+    finished_ = true;
+    const std::uint32_t size = out_.tell() - begin_;
+    store_32(out_.data() + begin_ + sizeof kPacketMarker, size - kHeaderSize);
+    connection_.note_reply(size);
+}
+
+// Whether what it sends now can wait for the end of its own turn, beside the queue.
+bool Connection::gathers() const noexcept {
+    return PoolShare::current() == share() && share() != nullptr && gathers_;
+}
+
+void Connection::note_reply(std::size_t size) noexcept {
+    reply_ += static_cast<std::uint32_t>(size);
+    if (reply_ > longest_reply_.load(std::memory_order_relaxed)) {
+        longest_reply_.store(reply_, std::memory_order_relaxed);
+    }
+}
+
 void Connection::send(const Packet& packet) {
-    after_append(kHeaderSize + packet.payload().size(), queue_.append(packet));
+    const std::size_t size = kHeaderSize + packet.payload().size();
+    if (!gathers()) {
+        after_append(size, queue_.append(packet));
+        return;
+    }
+    kx_memory_file& out = share()->replies();
+    write_bytes(out, packet.header());
+    write_bytes(out, packet.payload());
+    note_reply(size);
 }
 
 void Connection::send(std::shared_ptr<const Packet> packet) {
+    if (gathers()) {
+        // It goes behind the replies before it.
+        kx_memory_file& replies = share()->replies();
+        if (replies.tell() > 0) queue_.append(replies.written());
+        share()->clear_replies();
+    }
     const std::size_t size = kHeaderSize + packet->payload().size();
     after_append(size, queue_.append(std::move(packet)));
 }
@@ -68,10 +114,7 @@ void Connection::send(std::shared_ptr<const Packet> packet) {
 void Connection::after_append(std::size_t size, std::size_t waiting) {
     // In its own turn a connection sends at the end of the turn anyway.
     if (PoolShare::current() == share() && share() != nullptr && in_turn_) {
-        reply_ += static_cast<std::uint32_t>(size);
-        if (reply_ > longest_reply_.load(std::memory_order_relaxed)) {
-            longest_reply_.store(reply_, std::memory_order_relaxed);
-        }
+        note_reply(size);
         return;
     }
     const std::size_t bound = limited_
@@ -96,12 +139,15 @@ void Connection::resume() {
 }
 
 bool Connection::may_handle() const {
-    return !paused_ && !slowed_ && budget_ > 0 && queue_.waiting() <= kReplyBound;
+    return !paused_ && !slowed_ && budget_ > 0 &&
+           queue_.waiting() + share()->replies().tell() <= kReplyBound;
 }
 
 bool Connection::flush() {
     std::uint32_t count = 0;
-    const SendQueue::Flush result = queue_.flush(*socket(), count);
+    kx_memory_file& replies = share()->replies();
+    const SendQueue::Flush result = queue_.flush(*socket(), replies.written(), count);
+    share()->clear_replies();
     sent_.fetch_add(count, std::memory_order_relaxed);
     if (result == SendQueue::Flush::failed) return false;
     const bool blocked = result == SendQueue::Flush::blocked;
@@ -120,6 +166,7 @@ Turn Connection::doTask(socketPool& /*pool*/) {
     flags_ &= ~static_cast<std::uint32_t>(kWritable);
     budget_ = kMessagesPerTurn;
     in_turn_ = true;
+    gathers_ = true;
     Step step = Step::failed;
     try {
         step = take_backlog();
@@ -135,6 +182,7 @@ Turn Connection::doTask(socketPool& /*pool*/) {
         step = Step::failed;
     }
     in_turn_ = false;
+    gathers_ = false;
     // What was answered before the end came still goes out, as far as the socket takes it.
     const bool sent = flush();
     if (step == Step::failed || !sent || closing()) return Turn::finished;
@@ -181,8 +229,11 @@ Connection::Step Connection::take_socket() {
 
 // Takes packets from the front of `bytes` and leaves there what this turn may not handle any more.
 Connection::Step Connection::handle_bytes(std::span<const std::byte>& bytes) {
+    std::size_t foreseen = 0;
     while (!bytes.empty()) {
         if (!may_handle()) return Step::stop;
+        if (foreseen == 0) foreseen = foresee(bytes);
+        --foreseen;
         if (!has_part()) {
             const Packet::Frame frame = Packet::frame(bytes, max_payload_);
             if (frame.state == Packet::Frame::State::bad) return refuse_frame(bytes);

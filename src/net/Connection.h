@@ -17,12 +17,14 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "base/file/kx_memory_file.h"
+#include "meta/Opcodes.h"
 #include "meta/Packet.h"
 #include "net/LimitLog.h"
 #include "net/RequestBuckets.h"
@@ -95,6 +97,27 @@ protected:
         const bool before_;
     };
 
+    // A reply to the packet being handled, written in place behind those before it; nothing else
+    // may be sent while it is open. One that is not finished was never there.
+    class [[nodiscard]] Reply {
+    public:
+        Reply(Connection& connection, Opcode opcode);
+        ~Reply();
+        Reply(const Reply&) = delete;
+        Reply& operator=(const Reply&) = delete;
+
+        // Stands behind the opcode at first.
+        [[nodiscard]] kx_memory_file& body() noexcept { return out_; }
+        // The reply ends where the body stands.
+        void finish();
+
+    private:
+        Connection& connection_;
+        kx_memory_file& out_;
+        const std::uint32_t begin_;
+        bool finished_ = false;
+    };
+
     void set_identifier(std::uint32_t identifier) noexcept { identifier_.store(identifier); }
 
 private:
@@ -122,6 +145,13 @@ private:
     [[nodiscard]] Step refuse_frame(std::span<const std::byte> header);
     [[nodiscard]] bool may_handle() const;
     [[nodiscard]] bool flush();
+    [[nodiscard]] bool gathers() const noexcept;
+    void note_reply(std::size_t size) noexcept;
+    // Looks ahead at packets that have come and will be handled next, so that what they touch can
+    // be fetched meanwhile; how many it has looked at.
+    [[nodiscard]] virtual std::size_t foresee(std::span<const std::byte> /*bytes*/) {
+        return std::numeric_limits<std::size_t>::max();
+    }
     void after_append(std::size_t size, std::size_t waiting);
     void begin_reply() noexcept;
     void note_send(bool blocked, bool moved);
@@ -136,6 +166,7 @@ private:
     unsigned budget_ = 0;  // messages left in this turn
     bool paused_ = false;
     bool in_turn_ = false;
+    bool gathers_ = false;  // its replies go to those of the turn
     bool blocked_ = false;  // waits for room to write
     bool slowed_ = false;   // asks too fast: nothing is read until `slow_until`
     bool spoken_ = false;   // a first packet has come

@@ -10,7 +10,9 @@ namespace vorrim {
 
 namespace {
 
-constexpr std::size_t kScratchBytes = 64 * 1024;  // received by one system call
+constexpr std::size_t kScratchBytes = 64 * 1024;   // received by one system call
+constexpr std::uint32_t kReplyGrowth = 16 * 1024;  // of the replies of a turn
+constexpr std::uint32_t kRepliesKept = 1024 * 1024;
 
 thread_local PoolShare* running_share = nullptr;
 
@@ -30,7 +32,11 @@ private:
 }  // namespace
 
 PoolShare::PoolShare(socketPool& pool, std::unique_ptr<kx_socket_set> set, const Clock& clock)
-    : pool_(pool), clock_(clock), set_(std::move(set)), scratch_(kScratchBytes) {}
+    : pool_(pool),
+      clock_(clock),
+      set_(std::move(set)),
+      scratch_(kScratchBytes),
+      replies_(kReplyGrowth) {}
 
 PoolShare::~PoolShare() {
     delete_all();
@@ -71,6 +77,11 @@ void PoolShare::post(Task& task) {
         sleeping = std::exchange(asleep_, false);
     }
     if (sleeping) set_->wake();
+}
+
+void PoolShare::clear_replies() noexcept {
+    replies_.clear();
+    if (replies_.capacity() > kRepliesKept) replies_ = kx_memory_file(kReplyGrowth);
 }
 
 void PoolShare::wake() noexcept {

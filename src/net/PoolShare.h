@@ -21,6 +21,7 @@
 
 #include "base/Annotations.h"
 #include "base/Clock.h"
+#include "base/file/kx_memory_file.h"
 #include "base/kx_critical_section.h"
 #include "net/Task.h"
 #include "net/kx_socket_set.h"
@@ -54,6 +55,10 @@ public:
 
     // Own worker: room for the bytes of one receive, shared by all its tasks.
     [[nodiscard]] std::span<std::byte> scratch() noexcept { return scratch_; }
+    // Own worker: the replies of the connection whose turn it is. Empty between turns.
+    [[nodiscard]] kx_memory_file& replies() noexcept { return replies_; }
+    // Own worker. Memory that only an uncommonly long reply needed is given back.
+    void clear_replies() noexcept;
     [[nodiscard]] const Clock& clock() const noexcept { return clock_; }
     // Own worker: the time of the present step, looked at once when somebody asks first. For what
     // need not be exact; it stands still for as long as the step takes.
@@ -93,6 +98,7 @@ private:
     std::vector<Task*> running_;
     std::set<std::pair<Task::TimePoint, Task*>> deadlines_;
     std::vector<std::byte> scratch_;
+    kx_memory_file replies_;
     Task::TimePoint now_{};  // of the present step; none until somebody asks
 
     // The mailbox.

@@ -44,9 +44,8 @@ std::size_t SendQueue::Piece::size() const noexcept {
     return shared ? kHeaderSize + shared->payload().size() : bytes.size();
 }
 
-std::size_t SendQueue::append(const Packet& packet) {
-    const std::size_t size = kHeaderSize + packet.payload().size();
-    const kx_guard hold(lock_);
+// Our own bytes at the end of the queue, with room for `size` more.
+std::vector<std::byte>& SendQueue::tail(std::size_t size) {
     if (pieces_.empty() || pieces_.back().shared ||
         pieces_.back().bytes.capacity() - pieces_.back().bytes.size() < size) {
         Piece& fresh = pieces_.emplace_back();
@@ -56,17 +55,33 @@ std::size_t SendQueue::append(const Packet& packet) {
             fresh.bytes.reserve(size);
         }
     }
-    std::vector<std::byte>& tail = pieces_.back().bytes;
-    append_bytes(tail, packet.header());
-    append_bytes(tail, packet.payload());
-    return waiting_ += size;
+    return pieces_.back().bytes;
+}
+
+std::size_t SendQueue::add_waiting(std::size_t size) {
+    return waiting_.fetch_add(size, std::memory_order_relaxed) + size;
+}
+
+std::size_t SendQueue::append(const Packet& packet) {
+    const std::size_t size = kHeaderSize + packet.payload().size();
+    const kx_guard hold(lock_);
+    std::vector<std::byte>& to = tail(size);
+    append_bytes(to, packet.header());
+    append_bytes(to, packet.payload());
+    return add_waiting(size);
+}
+
+std::size_t SendQueue::append(std::span<const std::byte> packets) {
+    const kx_guard hold(lock_);
+    append_bytes(tail(packets.size()), packets);
+    return add_waiting(packets.size());
 }
 
 std::size_t SendQueue::append(std::shared_ptr<const Packet> packet) {
+    const std::size_t size = kHeaderSize + packet->payload().size();
     const kx_guard hold(lock_);
-    waiting_ += kHeaderSize + packet->payload().size();
     pieces_.emplace_back().shared = std::move(packet);
-    return waiting_;
+    return add_waiting(size);
 }
 
 void SendQueue::release_front() {
@@ -74,15 +89,44 @@ void SendQueue::release_front() {
     if (!front.shared) give_back(std::move(front.bytes));
     front.shared.reset();
     offset_ = 0;
-    // A queue that is never quite empty must not keep what it has sent.
-    if (++front_ * 2 >= pieces_.size()) {
-        pieces_.erase(pieces_.begin(), pieces_.begin() + static_cast<std::ptrdiff_t>(front_));
+    if (++front_ == pieces_.size()) {
+        pieces_.clear();
         front_ = 0;
     }
 }
 
-SendQueue::Flush SendQueue::flush(kx_net_socket& socket, std::uint32_t& count) {
+void SendQueue::release(std::size_t written) {
+    waiting_.fetch_sub(written, std::memory_order_relaxed);
+    while (written > 0) {
+        const std::size_t rest = pieces_[front_].size() - offset_;
+        if (written < rest) {
+            offset_ += written;
+            break;
+        }
+        written -= rest;
+        release_front();
+    }
+}
+
+SendQueue::Flush SendQueue::flush(kx_net_socket& socket, std::span<const std::byte> behind,
+                                  std::uint32_t& count) {
+    // Whoever appends from here on gives the connection another turn.
+    if (behind.empty() && waiting() == 0) return Flush::drained;
     const kx_guard hold(lock_);
+    if (!behind.empty()) {
+        const bool alone = pieces_.empty();
+        if (alone) {
+            const iovec piece = piece_of(behind);
+            const std::int32_t written = socket.write_gathered(std::span(&piece, 1));
+            if (written < 0) return Flush::failed;
+            count += static_cast<std::uint32_t>(written);
+            behind = behind.subspan(static_cast<std::size_t>(written));
+            if (behind.empty()) return Flush::drained;
+        }
+        append_bytes(tail(behind.size()), behind);
+        add_waiting(behind.size());
+        if (alone) return Flush::blocked;
+    }
     while (!pieces_.empty()) {
         std::array<iovec, kPiecesPerWrite> vectors;
         std::size_t used = 0;
@@ -108,27 +152,11 @@ SendQueue::Flush SendQueue::flush(kx_net_socket& socket, std::uint32_t& count) {
 
         const std::int32_t written = socket.write_gathered(std::span(vectors).first(used));
         if (written < 0) return Flush::failed;
-        auto left = static_cast<std::size_t>(written);
-        const bool all = left == offered;
-        count += static_cast<std::uint32_t>(left);
-        waiting_ -= left;
-        while (left > 0) {
-            const std::size_t rest = pieces_[front_].size() - offset_;
-            if (left < rest) {
-                offset_ += left;
-                break;
-            }
-            left -= rest;
-            release_front();
-        }
-        if (!all) return Flush::blocked;
+        count += static_cast<std::uint32_t>(written);
+        release(static_cast<std::size_t>(written));
+        if (static_cast<std::size_t>(written) != offered) return Flush::blocked;
     }
     return Flush::drained;
-}
-
-std::size_t SendQueue::waiting() const {
-    const kx_guard hold(lock_);
-    return waiting_;
 }
 
 }  // namespace vorrim

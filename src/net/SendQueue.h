@@ -10,9 +10,11 @@
 // Threads: any thread may append; the connection's worker flushes. The lock is the last in the
 // server's lock order.
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "base/Annotations.h"
@@ -37,11 +39,19 @@ public:
     // Both return the bytes that now wait.
     std::size_t append(const Packet& packet);
     std::size_t append(std::shared_ptr<const Packet> packet);
+    // Whole packets, one behind the other.
+    std::size_t append(std::span<const std::byte> packets);
 
     // Writes until the queue is empty or the socket is full; adds the bytes written to `count`.
-    [[nodiscard]] Flush flush(kx_net_socket& socket, std::uint32_t& count);
+    // `behind` are whole packets that follow the queue: what the socket does not take of them is
+    // queued, and nothing of them is copied when it takes all.
+    [[nodiscard]] Flush flush(kx_net_socket& socket, std::span<const std::byte> behind,
+                              std::uint32_t& count);
 
-    [[nodiscard]] std::size_t waiting() const;
+    // Any thread; what others append meanwhile may be missing.
+    [[nodiscard]] std::size_t waiting() const noexcept {
+        return waiting_.load(std::memory_order_relaxed);
+    }
 
 private:
     // One piece of the queue: either bytes of our own or a shared packet.
@@ -52,13 +62,16 @@ private:
         [[nodiscard]] std::size_t size() const noexcept;
     };
 
+    [[nodiscard]] std::vector<std::byte>& tail(std::size_t size) REQUIRES(lock_);
+    std::size_t add_waiting(std::size_t size) REQUIRES(lock_);
     void release_front() REQUIRES(lock_);
+    void release(std::size_t written) REQUIRES(lock_);
 
     mutable kx_critical_section lock_;
     std::vector<Piece> pieces_ GUARDED_BY(lock_);
     std::size_t front_ GUARDED_BY(lock_) = 0;   // the first piece not yet sent whole
     std::size_t offset_ GUARDED_BY(lock_) = 0;  // bytes of it that are gone
-    std::size_t waiting_ GUARDED_BY(lock_) = 0;
+    std::atomic<std::size_t> waiting_{0};       // written under the lock
 };
 
 }  // namespace vorrim

@@ -38,6 +38,7 @@ public:
     [[nodiscard]] virtual bool add(int handle, std::uint32_t flags, Task& task) = 0;
     // Asks to be told, once more, when `handle` can be written: after a write that would block.
     virtual void want_writable(int handle, Task& task) = 0;
+    // Ends the watching of a handle that is closed right after.
     virtual void remove(int handle) = 0;
 
     // Waits until something is ready, somebody wakes the set, or the time is over (none = no

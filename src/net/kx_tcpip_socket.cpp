@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -67,12 +66,14 @@ std::int32_t kx_tcpip_socket::write_gathered(std::span<const iovec> pieces) {
 }
 
 AcceptResult kx_tcpip_socket::accept(std::unique_ptr<kx_net_socket>& accepted) {
-    const int handle = ::accept4(handle_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    kx_ip_address peer;
+    socklen_t length = sizeof(sockaddr_in);
+    const int handle = ::accept4(handle_, raw(peer), &length, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (handle >= 0) {
-        // Replies leave whole and at once; holding small ones back only adds latency.
-        const int on = 1;
-        ::setsockopt(handle, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-        accepted = std::make_unique<kx_tcpip_socket>(handle, type_);
+        auto socket = std::make_unique<kx_tcpip_socket>(handle, type_);
+        socket->accepted_address_ = peer.endpoint().sin_addr.s_addr;
+        socket->accepted_port_ = peer.endpoint().sin_port;
+        accepted = std::move(socket);
         return AcceptResult::accepted;
     }
     switch (errno) {
@@ -216,6 +217,12 @@ std::optional<kx_ip_address> kx_tcpip_socket::local_address() const {
 
 std::optional<kx_ip_address> kx_tcpip_socket::peer_address() const {
     kx_ip_address address;
+    if (accepted_port_ != 0) {
+        address.endpoint().sin_family = AF_INET;
+        address.endpoint().sin_addr.s_addr = accepted_address_;
+        address.endpoint().sin_port = accepted_port_;
+        return address;
+    }
     socklen_t length = sizeof(sockaddr_in);
     if (::getpeername(handle_, raw(address), &length) != 0) return std::nullopt;
     return address;

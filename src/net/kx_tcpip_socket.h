@@ -44,6 +44,9 @@ private:
     int handle_ = -1;
     SocketType type_;
     bool creation_failed_ = false;
+    // Who was accepted, in network order: asking the system again costs a call. None: port 0.
+    std::uint16_t accepted_port_ = 0;
+    std::uint32_t accepted_address_ = 0;
 };
 
 }  // namespace vorrim

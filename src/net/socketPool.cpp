@@ -2,6 +2,12 @@
 
 namespace vorrim {
 
+namespace {
+
+constexpr std::size_t kAhead = 16;  // tasks
+
+}  // namespace
+
 socketPool::socketPool(kx_net_protocol& net, const Clock& clock)
     : net_(net), clock_(clock), no_limits_(std::make_unique<Limits>()), limits_(*no_limits_) {}
 
@@ -24,11 +30,14 @@ void socketPool::add(std::unique_ptr<Task> task) {
         unserved_.push_back(std::move(task));
         return;
     }
-    // Among equals the caller's own share comes first: nothing has to be woken then.
-    PoolShare* least = PoolShare::current();
+    PoolShare* least = shares_.front().get();
     for (const auto& share : shares_) {
-        if (least == nullptr || share->load() < least->load()) least = share.get();
+        if (share->load() < least->load()) least = share.get();
     }
+    // The caller's own share may be a little ahead: waking another worker for a short visit costs
+    // more than the visit.
+    PoolShare* const own = PoolShare::current();
+    if (own != nullptr && own->load() <= least->load() + kAhead) least = own;
     least->add(std::move(task));
 }
 
