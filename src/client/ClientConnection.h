@@ -39,7 +39,9 @@ public:
 
 private:
     [[nodiscard]] Verdict handle_message(std::uint8_t opcode, kx_memory_file& payload) override;
-    [[nodiscard]] std::size_t foresee(std::span<const std::byte> bytes) override;
+    // Questions for sources that came together.
+    [[nodiscard]] std::size_t handle_run(std::span<const std::byte>& bytes,
+                                         std::size_t most) override;
     // Leaves the room, then withdraws a slice of its files a turn.
     [[nodiscard]] bool farewell() override;
 

@@ -19,24 +19,30 @@ constexpr std::size_t kForesight = 16;
 
 }  // namespace
 
-std::size_t ClientConnection::foresee(std::span<const std::byte> bytes) {
-    std::array<FileHash, kForesight> wanted;
+std::size_t ClientConnection::handle_run(std::span<const std::byte>& bytes, std::size_t most) {
+    if (rejected_) return 0;
+    most = std::min(most, FileIndex::kRun);
+    std::array<FileHash, FileIndex::kRun> wanted;
     std::size_t count = 0;
-    std::size_t looked_at = 0;
-    for (; looked_at < kForesight; ++looked_at) {
-        const Packet::Frame frame = Packet::frame(bytes);
-        if (frame.state != Packet::Frame::State::complete) break;
-        kx_memory_file packet =
-            kx_memory_file::reading(bytes.subspan(kHeaderSize, frame.payload_size));
-        bytes = bytes.subspan(kHeaderSize + frame.payload_size);
-        if (read_8(packet) == to_byte(Opcode::OP_GET_SOURCES) &&
-            packet.remaining() >= sizeof(FileHash)) {
-            wanted[count++] = FileHash::read(packet);
+    std::span<const std::byte> rest = bytes;
+    for (; count < most && rest.size() >= kSourceRequest; rest = rest.subspan(kSourceRequest)) {
+        const Packet::Frame frame = Packet::frame(rest);
+        if (frame.payload_size != kSourceRequest - kHeaderSize ||
+            std::to_integer<std::uint8_t>(rest[kHeaderSize]) != to_byte(Opcode::OP_GET_SOURCES)) {
+            break;
         }
+        std::ranges::copy(rest.subspan(kHeaderSize + 1, kHashSize), wanted[count++].bytes.begin());
     }
     // A single question finds its way as fast by itself.
-    if (count > 1) service_.files.prefetch_sources(std::span(wanted).first(count));
-    return std::max<std::size_t>(looked_at, 1);
+    if (count < 2) return 0;
+    bytes = bytes.subspan(count * kSourceRequest);
+    service_.files.find_sources(std::span(wanted).first(count),
+                                [this](const FileHash& hash, const FileIndex::Found& found) {
+                                    Reply reply(*this, Opcode::OP_FOUND_SOURCES);
+                                    FileIndex::write_found(hash, found, reply.body());
+                                    reply.finish();
+                                });
+    return count;
 }
 
 Connection::Verdict ClientConnection::offer_files(kx_memory_file& payload) {

@@ -1,6 +1,7 @@
 #include "client/FileIndex.h"
 
 #include <algorithm>
+#include <array>
 
 #include "base/file/primitives.h"
 #include "client/index/CandidatePlan.h"
@@ -217,36 +218,47 @@ void FileIndex::entry_leaves(std::uint32_t, const KeywordHashes&) {}
 
 // ---- questions ----
 
+void FileIndex::write_found(const FileHash& hash, const Found& found, kx_memory_file& out) {
+    const std::size_t count = std::min<std::size_t>(found.sources.size(), kMaxEntriesInList);
+    write_bytes(out, hash.bytes);
+    write_8(out, static_cast<std::uint8_t>(count));
+    write_bytes(out, found.sources.first());
+    write_bytes(out, found.sources.further(found.store).first((count - 1) * kSourceSize));
+}
+
 bool FileIndex::write_sources(const FileHash& hash, kx_memory_file& out) const {
     const std::uint32_t digest = digest_of(hash_key_, hash);
     const kx_read_guard guard(lock_);
     const std::uint32_t handle = table_.find(digest, hash);
     if (handle == FileTable::kNone) return false;
-    const SourceList& sources = table_.entry(handle).sources;
-    const std::size_t count = std::min<std::size_t>(sources.size(), kMaxEntriesInList);
-    write_bytes(out, hash.bytes);
-    write_8(out, static_cast<std::uint8_t>(count));
-    write_bytes(out, sources.first());
-    write_bytes(out, sources.further(table_.sources()).first((count - 1) * kSourceSize));
+    write_found(hash, {table_.entry(handle).sources, table_.sources()}, out);
     return true;
 }
 
-// Step by step for all of them, so that the memory's answers overlap.
-void FileIndex::prefetch_sources(std::span<const FileHash> hashes) const {
-    constexpr std::size_t kMost = 16;
-    hashes = hashes.first(std::min(hashes.size(), kMost));
-    std::array<std::uint32_t, kMost> found;
+// What the steps touch is fetched for all hashes first, so that the memory's answers overlap.
+void FileIndex::find_sources(
+    std::span<const FileHash> hashes,
+    const std::function<void(const FileHash&, const Found&)>& deliver) const {
+    std::array<std::uint32_t, kRun> digests;
+    hashes = hashes.first(std::min(hashes.size(), kRun));
     const kx_read_guard guard(lock_);
     for (std::size_t i = 0; i < hashes.size(); ++i) {
-        found[i] = digest_of(hash_key_, hashes[i]);
-        table_.prefetch(found[i]);
+        digests[i] = digest_of(hash_key_, hashes[i]);
+        table_.prefetch(digests[i]);
     }
-    for (std::uint32_t& entry : std::span(found).first(hashes.size())) {
-        entry = table_.find_likely(entry);
-        if (entry != FileTable::kNone) table_.prefetch_entry(entry);
+    std::array<std::uint32_t, kRun> likely;
+    for (std::size_t i = 0; i < hashes.size(); ++i) {
+        likely[i] = table_.find_likely(digests[i]);
+        if (likely[i] != FileTable::kNone) table_.prefetch_entry(likely[i]);
     }
-    for (const std::uint32_t entry : std::span(found).first(hashes.size())) {
-        if (entry != FileTable::kNone) table_.entry(entry).prefetch();
+    for (std::size_t i = 0; i < hashes.size(); ++i) {
+        if (likely[i] != FileTable::kNone) table_.prefetch_contents(likely[i]);
+    }
+    for (std::size_t i = 0; i < hashes.size(); ++i) {
+        const std::uint32_t handle = table_.find(digests[i], hashes[i]);
+        if (handle != FileTable::kNone) {
+            deliver(hashes[i], {table_.entry(handle).sources, table_.sources()});
+        }
     }
 }
 

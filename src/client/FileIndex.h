@@ -16,6 +16,7 @@
 // Errors      Filters and searches with unknown operators print. Running out of memory raises.
 //             Replies are appended to streams that grow; in one that does not they are cut.
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -79,8 +80,17 @@ public:
     // in order of publication. Without an entry: false, and nothing is appended. Any thread.
     [[nodiscard]] bool write_sources(const FileHash& hash, kx_memory_file& out) const;
 
-    // Fetches into the cache what write_sources will look at for these hashes. Any thread.
-    void prefetch_sources(std::span<const FileHash> hashes) const;
+    // The sources of up to kRun files at once, for write_found: `deliver` is called
+    // in the order of the hashes for those that have an entry, while the index lock is held for
+    // reading, and must not call the index. Any thread.
+    static constexpr std::size_t kRun = 16;
+    struct Found {
+        const SourceList& sources;
+        const SourceStore& store;
+    };
+    void find_sources(std::span<const FileHash> hashes,
+                      const std::function<void(const FileHash&, const Found&)>& deliver) const;
+    static void write_found(const FileHash& hash, const Found& found, kx_memory_file& out);
 
     // One batch of a file search: appends the records that match, in network form and in the order
     // of the index, and returns their number. The first batch extracts the keyword; each leaves in

@@ -21,7 +21,9 @@ inline constexpr std::size_t kHashSize = 16;
 struct FileHash {
     std::array<std::byte, kHashSize> bytes{};
 
-    friend bool operator==(const FileHash&, const FileHash&) noexcept = default;
+    friend bool operator==(const FileHash& one, const FileHash& other) noexcept {
+        return std::memcmp(one.bytes.data(), other.bytes.data(), kHashSize) == 0;
+    }
     friend auto operator<=>(const FileHash&, const FileHash&) noexcept = default;
 
     // The first four bytes, little-endian: what the buckets of the index are chosen by.

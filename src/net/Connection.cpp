@@ -229,12 +229,13 @@ Connection::Step Connection::take_socket() {
 
 // Takes packets from the front of `bytes` and leaves there what this turn may not handle any more.
 Connection::Step Connection::handle_bytes(std::span<const std::byte>& bytes) {
-    std::size_t foreseen = 0;
     while (!bytes.empty()) {
         if (!may_handle()) return Step::stop;
-        if (foreseen == 0) foreseen = foresee(bytes);
-        --foreseen;
         if (!has_part()) {
+            if (const std::size_t handled = spoken_ ? handle_run(bytes, budget_) : 0) {
+                budget_ -= static_cast<unsigned>(handled);
+                continue;
+            }
             const Packet::Frame frame = Packet::frame(bytes, max_payload_);
             if (frame.state == Packet::Frame::State::bad) return refuse_frame(bytes);
             if (frame.state == Packet::Frame::State::complete) {

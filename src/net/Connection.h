@@ -17,7 +17,6 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <memory>
 #include <span>
 #include <string>
@@ -63,6 +62,14 @@ protected:
     // One complete packet. The payload stream stands behind the opcode and ends with the packet; it
     // is valid during the call. A kx_err that escapes closes the connection.
     [[nodiscard]] virtual Verdict handle_message(std::uint8_t opcode, kx_memory_file& payload);
+
+    // Packets at the front of `bytes` that are better answered together than one by one: handles at
+    // most `most` of them, exactly as handle_message would, and moves `bytes` behind them. Returns
+    // how many.
+    [[nodiscard]] virtual std::size_t handle_run(std::span<const std::byte>& /*bytes*/,
+                                                 std::size_t /*most*/) {
+        return 0;
+    }
 
     // Between the two no further message is handled, however many have arrived.
     void pause() noexcept { paused_ = true; }
@@ -147,11 +154,6 @@ private:
     [[nodiscard]] bool flush();
     [[nodiscard]] bool gathers() const noexcept;
     void note_reply(std::size_t size) noexcept;
-    // Looks ahead at packets that have come and will be handled next, so that what they touch can
-    // be fetched meanwhile; how many it has looked at.
-    [[nodiscard]] virtual std::size_t foresee(std::span<const std::byte> /*bytes*/) {
-        return std::numeric_limits<std::size_t>::max();
-    }
     void after_append(std::size_t size, std::size_t waiting);
     void begin_reply() noexcept;
     void note_send(bool blocked, bool moved);
