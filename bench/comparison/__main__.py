@@ -13,6 +13,9 @@ from servers import SCRAPE, Running, Server, machine, raise_descriptor_limit
 from works import CONNECTIONS, GROWTH_SERVERS, WORKS, Bar, Work
 
 
+ROOT = Path(__file__).resolve().parents[2]
+SEARCHED_NAMES = 1_000_000
+GROWTH_ROUNDS = 3
 ATTEMPTS = 3  # a crowded machine may leave a short measurement empty
 
 
@@ -74,17 +77,17 @@ class Comparison:
             "p99": answer["latency"]["p99_us"],
         }
 
-    def rounds(self, work: Work) -> dict[str, list[dict[str, float]]]:
+    def rounds(self, work: Work, count: int) -> dict[str, list[dict[str, float]]]:
         """Every server in turn, then all of them again: A B A B."""
         servers = [s for s in work.servers if self.is_there(s)]
         taken: dict[str, list[dict[str, float]]] = {s.name: [] for s in servers}
-        for _ in range(1 if work.once else self.options.rounds):
+        for _ in range(count):
             for server in servers:
                 taken[server.name].append(self.measure(work, server))
         return taken
 
     def compare(self, work: Work) -> dict[str, Any]:
-        taken = self.rounds(work)
+        taken = self.rounds(work, 1 if work.once else self.options.rounds)
         figures = {name: [one[work.figure] for one in all_] for name, all_ in taken.items()}
         servers = {
             name: {**report.spread(figures[name]),
@@ -101,7 +104,8 @@ class Comparison:
         for count in CONNECTIONS:
             work = Work("", f"{count:,} connections", "",
                         ("sources", "-c", str(count), "--files", "1000"), GROWTH_SERVERS, ())
-            for name, all_ in self.rounds(work).items():
+            rounds = min(self.options.rounds, GROWTH_ROUNDS)
+            for name, all_ in self.rounds(work, rounds).items():
                 point = {figure: report.spread([one[figure] for one in all_])
                          for figure in ("cpu", "p50", "p99", "rate")}
                 grown.setdefault(name, []).append({"connections": count, **point})
@@ -112,6 +116,8 @@ class Comparison:
 
     def growth(self) -> dict[str, Any]:
         """The index by itself, against the search engines: a program of its own."""
+        if self.options.growth:
+            return json.loads(self.options.growth.read_text())
         program = self.build / "growth_bench"
         if not program.exists():
             print("growth_bench is not built: going on without it")
@@ -140,10 +146,10 @@ def judge(bar: Bar, figures: dict[str, list[float]]) -> dict[str, Any] | None:
 
 
 def search_works(growth: dict[str, Any]) -> list[dict[str, Any]]:
-    """Rows of the table for the searches, from the last size that growth_bench measured."""
+    """Rows of the table for the searches, over as many names of the measured as come nearest."""
     if not growth.get("sizes"):
         return []
-    size = growth["sizes"][-1]
+    size = min(growth["sizes"], key=lambda one: abs(one["files"] - SEARCHED_NAMES))
     by_class: dict[str, dict[str, dict[str, float]]] = {}
     for search in size["searches"]:
         by_class.setdefault(search["class"], {})[search["engine"]] = search
@@ -185,16 +191,17 @@ def search_works(growth: dict[str, Any]) -> list[dict[str, Any]]:
 
 
 def parse() -> argparse.Namespace:
-    here = Path(__file__).resolve().parent
     parser = argparse.ArgumentParser(prog="bench/compare", description=__doc__)
     parser.add_argument("--build", type=Path, required=True, help=argparse.SUPPRESS)
-    parser.add_argument("--out", type=Path, default=here.parent / "results",
+    parser.add_argument("--out", type=Path, default=ROOT / "bench" / "results",
                         help="where results.json, table.md and the plots go")
     parser.add_argument("--rounds", type=int, help="of every work (5; quick: 2)")
     parser.add_argument("--seconds", type=float, help="of every measurement (2; quick: 0.5)")
     parser.add_argument("--only", action="append", metavar="WORK",
                         help="only works whose key starts so; " +
                         ", ".join(w.key for w in WORKS) + ", connections, search")
+    parser.add_argument("--growth", type=Path, metavar="FILE",
+                        help="take what growth_bench --json FILE has measured; do not run it")
     parser.add_argument("--quick", action="store_true", help="about two minutes")
     options = parser.parse_args()
     options.build = options.build.resolve()
@@ -234,6 +241,8 @@ def main() -> int:
         results["growth"] = comparison.growth()
         results["works"] += search_works(results["growth"])
     report.write(options.out, results)
+    if not options.quick and not options.only:
+        report.show_in(ROOT / "README.md", report.table(results))
     print(f"written: {options.out.name}/results.json, table.md and plots")
     return 0
 

@@ -6,6 +6,7 @@ from pathlib import Path
 from statistics import median
 from typing import Any
 
+MARKS = ("<!-- comparison: written by bench/compare -->", "<!-- end of the comparison -->")
 COLOURS = ("#1f77b4", "#7f7f7f", "#bdbdbd", "#2ca02c", "#d62728", "#9467bd", "#8c564b")
 
 
@@ -111,6 +112,15 @@ def plot_growth(folder: Path, results: dict[str, Any]) -> None:
                    "microseconds a file or request",
                    {o: [(s["files"], s["operations"][o]["median"])
                         for s in sizes if o in s["operations"]] for o in operations})
+
+
+def show_in(readme: Path, text: str) -> None:
+    """Replaces what stands between the two marks."""
+    whole = readme.read_text()
+    before, begin, rest = whole.partition(MARKS[0])
+    _, end, after = rest.partition(MARKS[1])
+    if begin and end:
+        readme.write_text(f"{before}{begin}\n{text}{end}{after}")
 
 
 def write(folder: Path, results: dict[str, Any]) -> None:

@@ -44,7 +44,8 @@ def below_peers(*peers: Server) -> Bar:
 def sources(connections: int, depth: int, times: float) -> Work:
     return Work(
         f"sources_{connections}_{depth}", f"sources, {connections:,} connections, depth {depth}",
-        CPU, ("sources", "-c", str(connections), "-d", str(depth)), (VORRIM, *ECHOES, *PEERS),
+        CPU, ("sources", "-c", str(connections), "-d", str(depth)),
+        (VORRIM, VORRIM_2, *ECHOES, *PEERS),
         (Bar("the better echo", ECHOES, times), below_peers(*PEERS)))
 
 

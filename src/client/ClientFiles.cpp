@@ -13,9 +13,7 @@ namespace vorrim {
 
 namespace {
 
-// Packets looked at in advance: enough to hide the memory's latency, few enough to stay in the
-// cache.
-constexpr std::size_t kForesight = 16;
+constexpr std::size_t kSourceRequest = kHeaderSize + 1 + kHashSize;
 
 }  // namespace
 

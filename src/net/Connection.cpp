@@ -232,6 +232,7 @@ Connection::Step Connection::handle_bytes(std::span<const std::byte>& bytes) {
     while (!bytes.empty()) {
         if (!may_handle()) return Step::stop;
         if (!has_part()) {
+            begin_reply();
             if (const std::size_t handled = spoken_ ? handle_run(bytes, budget_) : 0) {
                 budget_ -= static_cast<unsigned>(handled);
                 continue;
