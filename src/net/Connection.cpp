@@ -146,7 +146,12 @@ bool Connection::may_handle() const {
 bool Connection::flush() {
     std::uint32_t count = 0;
     kx_memory_file& replies = share()->replies();
-    const SendQueue::Flush result = queue_.flush(*socket(), replies.written(), count);
+    SendQueue::Flush result = SendQueue::Flush::failed;
+    try {
+        result = queue_.flush(*socket(), replies.written(), count);
+    } catch (const std::bad_alloc&) {
+        // What cannot be kept is missing from the stream: that is the connection's end.
+    }
     share()->clear_replies();
     sent_.fetch_add(count, std::memory_order_relaxed);
     if (result == SendQueue::Flush::failed) return false;

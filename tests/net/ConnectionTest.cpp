@@ -1,6 +1,8 @@
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <thread>
+#include <utility>
 
 #include "base/kx_err.h"
 #include "net/Connection.h"
@@ -17,6 +19,9 @@ public:
     static constexpr std::uint8_t kRefuse = 'X';
     static constexpr std::uint8_t kFlood = 'F';
     static constexpr std::uint8_t kRaiseLater = 'L';
+    static constexpr std::uint8_t kShare = 'S';    // sends the payload as a shared packet
+    static constexpr std::uint8_t kInPlace = 'I';  // writes it in place
+    static constexpr std::uint8_t kAbandon = 'A';  // begins that and thinks better of it
 
     EchoConnection(std::unique_ptr<kx_net_socket> socket, socketPool& pool, int& alive)
         : Connection(std::move(socket), pool), alive_(alive) {
@@ -38,12 +43,22 @@ private:
         if (opcode == kRefuse) return Verdict::close;
         if (opcode == kPause) pause();
         if (opcode == kRaiseLater) setAlarm(share()->clock().now());
+        if (opcode == kInPlace || opcode == kAbandon) {
+            Reply reply(*this, static_cast<Opcode>(opcode));
+            write_bytes(reply.body(), payload.take(payload.remaining()));
+            if (opcode == kInPlace) reply.finish();
+            return Verdict::keep;
+        }
         Packet packet(1);
         write_8(packet.body(), opcode);
         write_bytes(packet.body(), payload.take(payload.remaining()));
         if (opcode == kFlood) write_bytes(packet.body(), Bytes(100'000));
         packet.finish();
-        send(packet);
+        if (opcode == kShare) {
+            send(std::make_shared<const Packet>(std::move(packet)));
+        } else {
+            send(packet);
+        }
         return Verdict::keep;
     }
 
@@ -84,6 +99,20 @@ TEST_F(ConnectionTest, PipelinedPacketsAreAnsweredInOrderWithoutWaiting) {
     write_all(*peer_, in_a_row(packets));
     settle();
     EXPECT_EQ(read_all(*peer_), in_a_row(packets));
+}
+
+TEST_F(ConnectionTest, EveryWayToReplyKeepsTheOrderAndAnAbandonedReplyWasNeverThere) {
+    Bytes all;
+    Bytes expected;
+    for (const char* const text :
+         {"Aone", "Itwo", "three", "Sfour", "Afive", "Isix", "Sseven", "Ieight"}) {
+        const Bytes one = frame_of(text);
+        all.insert(all.end(), one.begin(), one.end());
+        if (*text != 'A') expected.insert(expected.end(), one.begin(), one.end());
+    }
+    write_all(*peer_, all);
+    settle();
+    EXPECT_EQ(read_all(*peer_), expected);
 }
 
 TEST_F(ConnectionTest, APacketThatArrivesByteByByteIsOnePacket) {

@@ -43,6 +43,35 @@ TEST(Framing, TenThousandRequestsInOneHeapAreAnsweredInOrder) {
     client.expect_nothing();
 }
 
+// The server may answer neighbours of a kind together; nobody can tell.
+TEST(Framing, QuestionsThatComeTogetherAreAnsweredAsIfTheyCameAlone) {
+    const ServerProcess server;
+    const WireClient client = WireClient::low(server);
+    std::vector<Record> files;
+    constexpr std::uint32_t kFiles = 100;
+    for (std::uint32_t i = 0; i < kFiles; ++i)
+        files.push_back(file(hash_of(i), "file " + std::to_string(i)));
+    client.publish(files);
+
+    Bytes segment;
+    std::vector<Bytes> expected;
+    for (std::uint32_t i = 0; i < kFiles; ++i) {
+        const Bytes known = client.ask(get_sources(hash_of(i)));
+        segment.add(packet(get_sources(hash_of(i)))).add(packet(get_sources(kNobody)));
+        expected.push_back(known);
+        if (i % 7 == 0) {
+            // Bytes behind the hash are ignored, and another question stands between.
+            segment.add(packet(get_sources(hash_of(i)).u8(0x19)));
+            segment.add(packet(find_user(kNobody)));
+            expected.insert(expected.end(), {known, hex("3F 00")});
+        }
+    }
+    client.send_raw(segment);
+    for (const Bytes& answer : expected)
+        ASSERT_EQ(client.receive(), answer);
+    client.expect_nothing();
+}
+
 TEST(Framing, ASegmentMayEndAnywhereInAPacket) {
     const ServerProcess server;
     const WireClient client(server);
