@@ -76,11 +76,6 @@ void Connection::Reply::finish() {
     connection_.note_reply(size);
 }
 
-// Whether what it sends now can wait for the end of its own turn, beside the queue.
-bool Connection::gathers() const noexcept {
-    return PoolShare::current() == share() && share() != nullptr && gathers_;
-}
-
 void Connection::note_reply(std::size_t size) noexcept {
     reply_ += static_cast<std::uint32_t>(size);
     if (reply_ > longest_reply_.load(std::memory_order_relaxed)) {
@@ -88,25 +83,23 @@ void Connection::note_reply(std::size_t size) noexcept {
     }
 }
 
+// What is sent under the lock of a room or a table keeps its place among what others send under it,
+// and so goes to the queue at once, behind the replies in place that came before.
+void Connection::queue_replies() {
+    if (PoolShare::current() != share() || share() == nullptr || !gathers_) return;
+    kx_memory_file& replies = share()->replies();
+    if (replies.tell() == 0) return;
+    queue_.append(replies.written());
+    share()->clear_replies();
+}
+
 void Connection::send(const Packet& packet) {
-    const std::size_t size = kHeaderSize + packet.payload().size();
-    if (!gathers()) {
-        after_append(size, queue_.append(packet));
-        return;
-    }
-    kx_memory_file& out = share()->replies();
-    write_bytes(out, packet.header());
-    write_bytes(out, packet.payload());
-    note_reply(size);
+    queue_replies();
+    after_append(kHeaderSize + packet.payload().size(), queue_.append(packet));
 }
 
 void Connection::send(std::shared_ptr<const Packet> packet) {
-    if (gathers()) {
-        // It goes behind the replies before it.
-        kx_memory_file& replies = share()->replies();
-        if (replies.tell() > 0) queue_.append(replies.written());
-        share()->clear_replies();
-    }
+    queue_replies();
     const std::size_t size = kHeaderSize + packet->payload().size();
     after_append(size, queue_.append(std::move(packet)));
 }

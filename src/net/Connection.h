@@ -105,7 +105,9 @@ protected:
     };
 
     // A reply to the packet being handled, written in place behind those before it; nothing else
-    // may be sent while it is open. One that is not finished was never there.
+    // may be sent while it is open. One that is not finished was never there. It leaves at the end
+    // of the turn, behind what other threads have sent until then: only for what has no place among
+    // that, such as what a table held when it was asked.
     class [[nodiscard]] Reply {
     public:
         Reply(Connection& connection, Opcode opcode);
@@ -152,7 +154,7 @@ private:
     [[nodiscard]] Step refuse_frame(std::span<const std::byte> header);
     [[nodiscard]] bool may_handle() const;
     [[nodiscard]] bool flush();
-    [[nodiscard]] bool gathers() const noexcept;
+    void queue_replies();
     void note_reply(std::size_t size) noexcept;
     void after_append(std::size_t size, std::size_t waiting);
     void begin_reply() noexcept;
@@ -168,7 +170,7 @@ private:
     unsigned budget_ = 0;  // messages left in this turn
     bool paused_ = false;
     bool in_turn_ = false;
-    bool gathers_ = false;  // its replies go to those of the turn
+    bool gathers_ = false;  // it may have replies in place
     bool blocked_ = false;  // waits for room to write
     bool slowed_ = false;   // asks too fast: nothing is read until `slow_until`
     bool spoken_ = false;   // a first packet has come
