@@ -7,7 +7,7 @@ from statistics import median
 from typing import Any
 
 MARKS = ("<!-- comparison: written by bench/compare -->", "<!-- end of the comparison -->")
-COLOURS = ("#1f77b4", "#7f7f7f", "#bdbdbd", "#2ca02c", "#d62728", "#9467bd", "#8c564b")
+COLOURS = ("#1f77b4", "#9ecae1", "#7f7f7f", "#bdbdbd", "#2ca02c", "#d62728", "#9467bd", "#8c564b")
 
 
 def spread(values: list[float]) -> dict[str, float]:
@@ -58,7 +58,7 @@ def plot(folder: Path, name: str, commands: list[str], blocks: list[str]) -> Non
     """Draws folder/name.svg; the data blocks are $d0, $d1, ... of the commands."""
     script = ["set terminal svg size 900,460 font 'sans-serif,12' background 'white'",
               f"set output '{folder / name}.svg'", "set grid ytics lc rgb '#dddddd'",
-              "set key outside right top"]
+              "set key outside right top", "set bmargin 4"]
     for i, block in enumerate(blocks):
         script += [f"$d{i} << EOD", block, "EOD"]
     subprocess.run(["gnuplot"], input="\n".join(script + commands) + "\n", text=True, check=True)
