@@ -139,7 +139,7 @@ def judge(bar: Bar, figures: dict[str, list[float]]) -> dict[str, Any] | None:
     if bar.absolute is not None:
         return {"text": f"at most {bar.text}", "reached": median(ours) <= bar.absolute}
     ratio = report.spread([one / min(others) for one, *others in zip(ours, *against)])
-    text = f"{bar.times:.2g} x {bar.text}" if bar.times != 1 else bar.text
+    text = f"{bar.times:.3g} x {bar.text}" if bar.times != 1 else bar.text
     if bar.times == 1 / 3:
         text = bar.text
     return {"text": text, "ratio": ratio, "reached": ratio["median"] <= bar.times}
