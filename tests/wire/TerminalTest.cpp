@@ -67,7 +67,7 @@ TEST_F(AtTerminal, TheEndOfTheInputIsAQuietWaitAndASignalGivesTheTerminalBack) {
 TEST_F(AtTerminal, CtrlCInTheMiddleOfALineStopsItInOrder) {
     terminal_.type("half a li");
     terminal_.wait_for("half a li");
-    EXPECT_FALSE(terminal_.as_it_was());
+    wait_until("the editor has the terminal", [&] { return !terminal_.as_it_was(); });
     terminal_.type("\x03");
     wait_until("the server ends", [&] { return !server_.running(); });
     EXPECT_EQ(server_.folder()->read("serverList.met").size(), 5U);
