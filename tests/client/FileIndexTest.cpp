@@ -1,5 +1,6 @@
 // The rules of the index, one by one; their mixtures are in IndexModelTest.cpp.
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <string>
 #include <vector>
 
@@ -269,6 +270,7 @@ TEST(KeywordFileIndex, ALaterPublishersNameAddsNoWord) {
 TEST(KeywordFileIndex, OrderAndPositionsOutliveTheDeathOfMostFiles) {
     KeywordFileIndex index({.segment_rows = 8192, .sorted_scan = 0});
     index.init(3);
+    const std::size_t allocated_before = ::mallinfo2().uordblks;
     constexpr std::uint32_t kFiles = 20000;
     for (std::uint32_t i = 0; i < kFiles; ++i)
         index.publish(list(file(i, i % 40 == 0 ? "common rare" : "common other")),
@@ -297,6 +299,8 @@ TEST(KeywordFileIndex, OrderAndPositionsOutliveTheDeathOfMostFiles) {
     }
     index.remove_client(kHigh);
     EXPECT_EQ(index.keyword_total(), 0u);
+    // Some of what is free the allocator counts as used.
+    EXPECT_LT(::mallinfo2().uordblks, allocated_before + 256 * 1024);
 }
 
 }  // namespace

@@ -91,8 +91,12 @@ TEST(IndexSourceList, AFurtherSourceCostsItsSixBytes) {
                 list.append(store, ClientId(id), 4662);
         const std::size_t further = lists.size() * 4;
         EXPECT_LT(store.heap_bytes(), further * kSourceSize * 11 / 10) << "round " << round;
-        for (SourceList& list : lists)
-            list.clear(store);
+        for (std::size_t i = lists.size(); i-- > lists.size() / 10;)
+            lists[i].clear(store);
+        EXPECT_LT(store.heap_bytes(), further * kSourceSize / 2) << "round " << round;
+        for (std::size_t i = 0; i < lists.size() / 10; ++i)
+            lists[i].clear(store);
+        EXPECT_EQ(store.heap_bytes(), 0u) << "round " << round;
     }
 }
 

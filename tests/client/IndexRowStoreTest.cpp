@@ -105,15 +105,20 @@ TEST(IndexRowStore, KeepsWhatItWasGivenWhileSegmentsArePackedAndFreed) {
 }
 
 TEST(IndexRowStore, StartsAgainAfterTheLastSegmentDied) {
-    StoreAndModel both(0xFFFFF000);
-    for (std::uint32_t i = 0; i < 2 * kSegment; ++i)
+    for (const std::uint32_t rows : {2 * kSegment, kSegment + 1}) {
+        StoreAndModel both(3 * kSegment);
+        for (std::uint32_t i = 0; i < rows; ++i)
+            both.append();
+        both.remove(rows - 1);
+        while (!both.model.empty())
+            both.remove(both.model.begin()->first);
+        EXPECT_EQ(both.store.heap_bytes(), 0u);
         both.append();
-    while (!both.model.empty())
-        both.remove(both.model.begin()->first);
-    EXPECT_TRUE(both.store.segments().empty());
-    both.append();
-    EXPECT_EQ(both.model.begin()->first, 2 * kSegment);
-    ASSERT_NO_FATAL_FAILURE(both.compare());
+        EXPECT_EQ(both.model.begin()->first, 2 * kSegment);
+        ASSERT_NO_FATAL_FAILURE(both.compare());
+        both.remove(2 * kSegment);
+        EXPECT_TRUE(both.store.exhausted());
+    }
 }
 
 TEST(IndexRowStore, MemoryFollowsTheLiveRows) {

@@ -1,6 +1,11 @@
 #pragma once
 // The entries of the index, 32 bytes each, named by a 32-bit handle that stays the same for the
-// life of the entry. Chunks of a thousand; freed entries are used again, last freed first.
+// life of the entry.
+//
+//     handle   [chunk: 22 | place: 10]      chunk   1024 entries, allocated together
+//
+// Freed entries are used again, last freed first within a chunk. A chunk of which none is in use is
+// freed, unless it is the only one with room.
 //
 // Threads     None inside; const operations may run side by side.
 #include <cstddef>
@@ -42,23 +47,40 @@ public:
     void remove(std::uint32_t handle) noexcept;
 
     [[nodiscard]] FileEntry& operator[](std::uint32_t handle) noexcept {
-        return chunks_[handle / kChunk][handle % kChunk];
+        return entries_[handle / kChunk][handle % kChunk];
     }
     [[nodiscard]] const FileEntry& operator[](std::uint32_t handle) const noexcept {
-        return chunks_[handle / kChunk][handle % kChunk];
+        return entries_[handle / kChunk][handle % kChunk];
     }
-    [[nodiscard]] std::uint32_t size() const noexcept { return used_ - free_count_; }
+    [[nodiscard]] std::uint32_t size() const noexcept { return size_; }
     [[nodiscard]] std::size_t heap_bytes() const noexcept {
-        return chunks_.size() * kChunk * sizeof(FileEntry);
+        return allocated_ * kChunk * sizeof(FileEntry) + entries_.capacity() * sizeof(entries_[0]) +
+               chunks_.capacity() * sizeof(Chunk);
     }
 
 private:
     static constexpr std::uint32_t kChunk = 1024;
 
-    std::vector<std::unique_ptr<FileEntry[]>> chunks_;
-    std::uint32_t used_ = 0;
-    std::uint32_t free_count_ = 0;
-    std::uint32_t free_ = kNone;  // the row of a free entry names the next
+    // In the list of those with room, or in that of those without memory, or full.
+    struct Chunk {
+        std::uint32_t next = kNone;
+        std::uint32_t previous = kNone;
+        std::uint32_t free = kNone;  // first freed place; the row of a free entry names the next
+        std::uint16_t cut = 0;       // places that were ever in use
+        std::uint16_t used = 0;      // places in use
+    };
+
+    [[nodiscard]] std::uint32_t fresh_chunk();
+    void link(std::uint32_t number) noexcept;
+    void unlink(std::uint32_t number) noexcept;
+    void free_chunk(std::uint32_t number) noexcept;
+
+    std::vector<std::unique_ptr<FileEntry[]>> entries_;  // by chunk
+    std::vector<Chunk> chunks_;
+    std::uint32_t with_room_ = kNone;
+    std::uint32_t without_memory_ = kNone;
+    std::uint32_t allocated_ = 0;  // chunks with memory
+    std::uint32_t size_ = 0;
 };
 
 }  // namespace vorrim

@@ -29,6 +29,11 @@ void RowStore::remove(std::uint32_t row) {
     segment.kill(segment.slot_of(row));
     --live_count_;
     if (closed(segment)) tidy(segment);
+    if (live_count_ != 0 || segments_.empty()) return;
+    // Only the last one is left, which was spared: it goes too, and the rest of its window.
+    drop(segments_.size() - 1);
+    const std::uint32_t window_end = (window_of(next_row_) + 1) * segment_rows();
+    next_row_ = std::min(row_limit_, window_end);
 }
 
 void RowStore::set_reachable(std::uint32_t row, bool reachable) noexcept {
@@ -80,6 +85,9 @@ void RowStore::drop(std::size_t ordinal) {
     number_from(ordinal);
     if (segments_.empty()) {
         windows_.clear();
+        windows_.shrink_to_fit();
+        segments_.clear();
+        segments_.shrink_to_fit();
         return;
     }
     const std::uint32_t dead = window_of(segments_.front()->first_row()) - first_window_;

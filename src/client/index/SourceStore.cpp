@@ -52,6 +52,11 @@ void SourceStore::give_back(std::uint32_t piece, std::uint32_t sources) noexcept
         blocks_[piece].reset();
         block_bytes_ -= capacity_for(sources) * kSourceSize;
         free_blocks_.push_back(piece);
+        if (block_bytes_ != 0) return;
+        blocks_.clear();
+        blocks_.shrink_to_fit();
+        free_blocks_.clear();
+        free_blocks_.shrink_to_fit();
         return;
     }
     const std::uint32_t number = piece / kUnits;
@@ -62,24 +67,59 @@ void SourceStore::give_back(std::uint32_t piece, std::uint32_t sources) noexcept
     page.free = static_cast<std::uint16_t>(piece % kUnits);
     if (--page.used != 0) return;
     unlink(number, head);
-    page.next = std::exchange(free_pages_, number);
+    free_page(number);
 }
 
 std::uint32_t SourceStore::fresh_page(std::size_t size_class) {
-    if (free_pages_ == kNone) {
-        constexpr std::size_t kMostPages = kNone / kUnits;
-        const auto first = static_cast<std::uint32_t>(pages_.size());
-        if (first + kChunkPages > kMostPages) throw std::bad_alloc();
-        chunks_.push_back(std::make_unique_for_overwrite<PageBytes[]>(kChunkPages));
-        pages_.resize(first + kChunkPages);
-        for (std::uint32_t number = first + kChunkPages; number-- > first;)
-            pages_[number].next = std::exchange(free_pages_, number);
-    }
+    if (free_pages_ == kNone) add_chunk();
     const std::uint32_t number = free_pages_;
-    free_pages_ = pages_[number].next;
+    unlink(number, free_pages_);
     pages_[number] = Page{};
     pages_[number].size_class = static_cast<std::uint16_t>(size_class);
+    ++chunks_[number / kChunkPages].used;
+    ++used_pages_;
     return number;
+}
+
+void SourceStore::add_chunk() {
+    auto bytes = std::make_unique_for_overwrite<PageBytes[]>(kChunkPages);
+    if (without_memory_ == kNone) {
+        constexpr std::size_t kMostPages = kNone / kUnits;
+        const std::size_t pages = (chunks_.size() + 1) * kChunkPages;
+        if (pages > kMostPages) throw std::bad_alloc();
+        pages_.resize(pages);
+        chunks_.emplace_back();
+        without_memory_ = static_cast<std::uint32_t>(chunks_.size() - 1);
+    }
+    const std::uint32_t number = std::exchange(without_memory_, chunks_[without_memory_].next);
+    chunks_[number].bytes = std::move(bytes);
+    ++allocated_;
+    for (std::uint32_t page = (number + 1) * kChunkPages; page-- > number * kChunkPages;)
+        link(page, free_pages_);
+}
+
+void SourceStore::free_page(std::uint32_t number) noexcept {
+    link(number, free_pages_);
+    if (--used_pages_ == 0) {
+        chunks_.clear();
+        chunks_.shrink_to_fit();
+        pages_.clear();
+        pages_.shrink_to_fit();
+        free_pages_ = without_memory_ = kNone;
+        allocated_ = 0;
+        return;
+    }
+    const std::uint32_t chunk = number / kChunkPages;
+    const std::uint32_t free_pages = allocated_ * kChunkPages - used_pages_;
+    if (--chunks_[chunk].used == 0 && free_pages > kChunkPages) free_chunk(chunk);
+}
+
+void SourceStore::free_chunk(std::uint32_t number) noexcept {
+    for (std::uint32_t page = number * kChunkPages; page < (number + 1) * kChunkPages; ++page)
+        unlink(page, free_pages_);
+    chunks_[number].bytes.reset();
+    chunks_[number].next = std::exchange(without_memory_, number);
+    --allocated_;
 }
 
 void SourceStore::link(std::uint32_t number, std::uint32_t& head) noexcept {
@@ -111,8 +151,9 @@ std::uint32_t SourceStore::take_block(std::uint32_t sources) {
 }
 
 std::size_t SourceStore::heap_bytes() const noexcept {
-    return chunks_.size() * kChunkPages * kPageBytes + pages_.capacity() * sizeof(Page) +
-           block_bytes_;
+    return allocated_ * kChunkPages * kPageBytes + chunks_.capacity() * sizeof(Chunk) +
+           pages_.capacity() * sizeof(Page) + blocks_.capacity() * sizeof(blocks_[0]) +
+           free_blocks_.capacity() * sizeof(free_blocks_[0]) + block_bytes_;
 }
 
 }  // namespace vorrim

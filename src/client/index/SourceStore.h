@@ -7,7 +7,8 @@
 // A piece has no header, is at most an eighth larger than asked for, and is named by 32 bits. So
 // the sources of files cost their six bytes and little more, whatever number of them each has, and
 // also after all of them have grown together. Lists of more than 64 sources are blocks of their
-// own.
+// own. Sixteen pages are allocated together, and freed when none of them is in use, unless there
+// are no other free pages.
 //
 // Threads     None inside; const operations may run side by side.
 #include <array>
@@ -59,20 +60,33 @@ private:
         std::uint16_t size_class = 0;
     };
 
+    struct Chunk {
+        std::unique_ptr<PageBytes[]> bytes;
+        std::uint32_t used = 0;      // pages in use
+        std::uint32_t next = kNone;  // of the chunks without memory
+    };
+
     [[nodiscard]] static std::size_t class_of(std::uint32_t sources) noexcept;
     [[nodiscard]] static std::uint32_t piece_units(std::size_t size_class) noexcept;
     [[nodiscard]] static bool has_room(const Page& page) noexcept;
     [[nodiscard]] std::byte* in_page(std::uint32_t piece) const noexcept {
         const std::uint32_t page = piece / kUnits;
-        return chunks_[page / kChunkPages][page % kChunkPages].data() + piece % kUnits * kUnit;
+        return chunks_[page / kChunkPages].bytes[page % kChunkPages].data() +
+               piece % kUnits * kUnit;
     }
     [[nodiscard]] std::uint32_t fresh_page(std::size_t size_class);
+    void add_chunk();
+    void free_page(std::uint32_t number) noexcept;
+    void free_chunk(std::uint32_t number) noexcept;
     void link(std::uint32_t number, std::uint32_t& head) noexcept;
     void unlink(std::uint32_t number, std::uint32_t& head) noexcept;
     [[nodiscard]] std::uint32_t take_block(std::uint32_t sources);
 
-    std::vector<std::unique_ptr<PageBytes[]>> chunks_;
+    std::vector<Chunk> chunks_;
     std::vector<Page> pages_;
+    std::uint32_t without_memory_ = kNone;  // first chunk
+    std::uint32_t allocated_ = 0;           // chunks with memory
+    std::uint32_t used_pages_ = 0;
     std::array<std::uint32_t, kCapacities.size()> with_room_ = make_heads();
     std::uint32_t free_pages_ = kNone;
     std::vector<std::unique_ptr<std::byte[]>> blocks_;
