@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <new>
 #include <unordered_map>
 
 namespace vorrim {
@@ -46,6 +47,7 @@ public:
             slot.later->erase(slot.later->begin());
         } else {
             slots_.erase(found);
+            shrink();
             return;
         }
         if (slot.later && slot.later->empty()) slot.later.reset();
@@ -57,6 +59,17 @@ private:
         T* first = nullptr;
         std::unique_ptr<Later> later;
     };
+
+    // Buckets stay as many as they have been until so few of them are in use. What memory does not
+    // allow now comes with the next.
+    void shrink() {
+        constexpr std::size_t kFew = 64;
+        if (slots_.bucket_count() <= kFew || slots_.size() >= slots_.bucket_count() / 8) return;
+        try {
+            slots_.rehash(2 * slots_.size());
+        } catch (const std::bad_alloc&) {
+        }
+    }
 
     std::unordered_map<Key, Slot, Hash> slots_;
 };

@@ -42,6 +42,7 @@ void Room::leave(ClientConnection& client) {
     const auto member = find(client);
     if (member == members_.end()) return;
     members_.erase(member);
+    if (members_.size() < members_.capacity() / 4) members_.shrink_to_fit();
     for (const Member& other : members_)
         other.client->send(left);
 }

@@ -13,6 +13,7 @@ namespace {
 constexpr std::size_t kScratchBytes = 64 * 1024;   // received by one system call
 constexpr std::uint32_t kReplyGrowth = 16 * 1024;  // of the replies of a turn
 constexpr std::uint32_t kRepliesKept = 1024 * 1024;
+constexpr std::size_t kFewTasks = 64;
 
 thread_local PoolShare* running_share = nullptr;
 
@@ -254,6 +255,15 @@ void PoolShare::run_once(std::optional<std::chrono::nanoseconds> limit) {
         give_turn(*task, [&] { return task->doTask(pool_); });
     }
     running_.clear();
+    if (tasks_.capacity() > kFewTasks && tasks_.size() < tasks_.capacity() / 4) give_back_memory();
+}
+
+// What only a crowd needed that has left.
+void PoolShare::give_back_memory() {
+    tasks_.shrink_to_fit();
+    ready_.shrink_to_fit();
+    running_.shrink_to_fit();
+    replies_ = kx_memory_file(kReplyGrowth);
 }
 
 void PoolShare::delete_all() {

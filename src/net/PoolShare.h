@@ -85,6 +85,7 @@ private:
     void give_turn(Task& task, Step step);
     void take_mail();
     void fire_deadlines();
+    void give_back_memory();
     [[nodiscard]] std::optional<std::chrono::nanoseconds> time_to_wait(
         std::optional<std::chrono::nanoseconds> limit);
 
