@@ -150,7 +150,7 @@ FileIndex::Departure FileIndex::begin_departure(ClientId client) {
 
 bool FileIndex::continue_departure(Departure& departure) {
     const std::vector<std::uint32_t>& handles = departure.handles;
-    std::size_t& at = departure.done;
+    std::size_t at = departure.done;
     if (at == handles.size()) return false;
     std::vector<Leaving> slice;
     slice.reserve(std::min<std::size_t>(handles.size() - at, tuning_.slice));
@@ -160,6 +160,9 @@ bool FileIndex::continue_departure(Departure& departure) {
             ++at;
         slice.push_back({handles[first], static_cast<std::uint32_t>(at - first)});
     }
+    foresee(slice);
+    // What comes before may raise, and is done again then.
+    departure.done = at;
     leave(slice, departure.client);
     if (at < handles.size()) return true;
     source_total_.fetch_sub(static_cast<std::int32_t>(handles.size()), std::memory_order_relaxed);
@@ -167,7 +170,6 @@ bool FileIndex::continue_departure(Departure& departure) {
 }
 
 void FileIndex::leave(std::span<Leaving> slice, ClientId client) {
-    foresee(slice);
     const kx_write_guard guard(lock_);
     for (Leaving& leaving : slice) {
         if (table_.remove_sources(leaving.handle, client, leaving.sources)) continue;

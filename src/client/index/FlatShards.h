@@ -14,6 +14,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
+#include <tuple>
 #include <utility>
 
 namespace vorrim {
@@ -39,8 +41,9 @@ public:
     // An empty slot for a key that is not there; the caller fills it at once. Moves other slots.
     [[nodiscard]] Slot& insert(std::uint32_t hash) {
         Shard& shard = shards_[shard_of(hash)];
-        if (too_full(shard.size + 1, shard.capacity))
-            resize(shard, shard.capacity + shard.capacity / 3 + kFirstCapacity);
+        if (too_full(shard.size + 1, shard.capacity) &&
+            !resize(shard, shard.capacity + shard.capacity / 3 + kFirstCapacity))
+            throw std::bad_alloc();
         ++shard.size;
         ++size_;
         return vacancy(hash, shard);
@@ -61,8 +64,10 @@ public:
         }
         --shard.size;
         --size_;
+        // Without memory for a smaller one it keeps the size it has.
         if (shard.size == 0 || shard.size < shard.capacity / 4)
-            resize(shard, shard.size == 0 ? 0 : shard.size + shard.size / 2 + kFirstCapacity);
+            std::ignore =
+                resize(shard, shard.size == 0 ? 0 : shard.size + shard.size / 2 + kFirstCapacity);
     }
 
     template <class Visit>
@@ -117,15 +122,20 @@ private:
         return shard.slots[at];
     }
 
-    void resize(Shard& shard, std::uint32_t capacity) {
+    // False, and nothing has changed, when there is no memory.
+    [[nodiscard]] bool resize(Shard& shard, std::uint32_t capacity) {
         Shard resized;
-        if (capacity != 0) resized.slots = std::make_unique<Slot[]>(capacity);
+        if (capacity != 0) {
+            resized.slots.reset(new (std::nothrow) Slot[capacity]());
+            if (!resized.slots) return false;
+        }
         resized.capacity = capacity;
         resized.size = shard.size;
         for (std::uint32_t at = 0; at < shard.capacity; ++at)
             if (Slot& slot = shard.slots[at]; !slot.empty())
                 vacancy(hash_of_(slot), resized) = std::move(slot);
         shard = std::move(resized);
+        return true;
     }
 
     std::array<Shard, std::size_t{1} << kShardBits> shards_;
