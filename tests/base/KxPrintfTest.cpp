@@ -38,17 +38,6 @@ TEST(KxPrintf, PrintsNumbersInTheirBases) {
     EXPECT_EQ(printed("%o", std::numeric_limits<std::uint64_t>::max()), "1777777777777777777777");
 }
 
-TEST(KxPrintf, PrintsTextsAndObjects) {
-    const Named object;
-    const kx_string text("kx");
-    EXPECT_EQ(printed("%s|%S|%c|%I", "abc", text, 'z', &object), "abc|kx|z|named");
-    EXPECT_EQ(printed("%s|%S|%I", static_cast<const char*>(nullptr), kx_string(),
-                      static_cast<const Named*>(nullptr)),
-              "||NULL");
-    // A text is never a format.
-    EXPECT_EQ(printed("%s", "%d%s%"), "%d%s%");
-}
-
 TEST(KxPrintf, IgnoresWhatItDoesNotKnow) {
     EXPECT_EQ(printed("[%-08.3d]", 7), "[7]");
     EXPECT_EQ(printed("a%qb%d", 1), "ab1");

@@ -1,6 +1,5 @@
 // The exchange with a proxy, byte by byte, against proxies that are a script.
 
-#include <array>
 #include <chrono>
 #include <cstring>
 #include <deque>
@@ -11,8 +10,6 @@
 #include <vector>
 
 #include "base/Clock.h"
-#include "base/Random.h"
-#include "base/proxy/kx_base64.h"
 #include "base/proxy/kx_proxy_negotiation.h"
 
 namespace vorrim {
@@ -135,23 +132,6 @@ const std::string kSocks5Granted = "\x05\0\0\x01\x0A\0\0\x01\x12\x35"s;
 const kx_proxy_endpoint kGrantedEndpoint{{std::byte{10}, std::byte{0}, std::byte{0}, std::byte{1}},
                                          0x1235};
 
-TEST(ProxyNegotiation, HttpsSaysConnectWithAnEmptyHostForADottedAddress) {
-    Exchange exchange = https({{kOk}});
-    EXPECT_EQ(exchange.run(), Outcome::established);
-    EXPECT_EQ(exchange.state(), State::established);
-    EXPECT_EQ(exchange.proxy.heard,
-              (Heard{"CONNECT 10.0.0.200:4661 HTTP/1.0\r\n"
-                     "User-Agent: Mozilla/4.0 (compatible; MSIE 5.0; Windows 98)\r\n"
-                     "Host: \r\n"
-                     "Content-Length: 0\r\n"
-                     "Proxy-Connection: Keep-Alive\r\n"
-                     "Pragma: no-cache\r\n"
-                     "\r\n"}));
-    // It stays where it is, and says nothing more.
-    EXPECT_EQ(exchange.run(), Outcome::established);
-    EXPECT_EQ(exchange.proxy.heard.size(), 1U);
-}
-
 TEST(ProxyNegotiation, HttpsAuthorisesAUserWhoHasAName) {
     Exchange exchange{settings(kx_proxy_type::https, "Aladdin", "open sesame"),
                       kNamed,
@@ -197,22 +177,6 @@ TEST(ProxyNegotiation, AnHttpsReplyStandsOrFallsWithItsStatusAndItsEmptyLine) {
         EXPECT_EQ(exchange.run(), state == State::failed ? Outcome::failed : Outcome::established);
         EXPECT_EQ(exchange.state(), state);
     }
-}
-
-TEST(ProxyNegotiation, NotAByteBehindAnHttpsHeaderIsRead) {
-    Exchange exchange = https({{kOk + "\xE3 the server speaks first"}});
-    EXPECT_EQ(exchange.run(), Outcome::established);
-    EXPECT_EQ(exchange.proxy.unread(), "\xE3 the server speaks first");
-}
-
-TEST(ProxyNegotiation, AnHttpsReplyComesInAsManyPiecesAsItLikesButWithoutAPause) {
-    Exchange paused = https({{kOk.substr(0, 30)}, {kOk.substr(30), 1}});
-    EXPECT_EQ(paused.run(), Outcome::failed);
-
-    Exchange in_bytes = https({});
-    for (const char byte : kOk)
-        in_bytes.proxy.add({std::string(1, byte)});
-    EXPECT_EQ(in_bytes.run(), Outcome::established);
 }
 
 TEST(ProxyNegotiation, AnHttpsHeaderMayFillItsBufferButNotOverflowIt) {
@@ -322,20 +286,6 @@ TEST(ProxyNegotiation, ABindIsAnsweredTwiceAndThenDone) {
     EXPECT_EQ(five.state(), State::bound);
 }
 
-TEST(ProxyNegotiation, ASecondReplyOfABindMustBeWholeAndGranted) {
-    for (const std::string& second : {"\0\x5B\0\0\0\0\0\0"s, "\0\x5A\0\0\0\0\0"s}) {
-        Exchange exchange = socks4({{kSocks4Granted}, {second}}, Command::bind);
-        EXPECT_EQ(exchange.run(), Outcome::answered);
-        EXPECT_EQ(exchange.run(), Outcome::failed);
-    }
-    for (const std::string& second : {"\x05\x01\0\x01\0\0\0\0\0\0"s, "\x05\0\0\x03\0\0\0\0\0\0"s,
-                                      kSocks5Granted.substr(0, 9)}) {
-        Exchange exchange = socks5({{"\x05\0"s}, {kSocks5Granted}, {second}}, Command::bind);
-        EXPECT_EQ(exchange.run(), Outcome::answered);
-        EXPECT_EQ(exchange.run(), Outcome::failed);
-    }
-}
-
 TEST(ProxyNegotiation, Socks5WithoutAPassword) {
     Exchange dotted = socks5({{"\x05\0"s}, {kSocks5Granted}});
     EXPECT_EQ(dotted.run(), Outcome::answered);
@@ -371,25 +321,6 @@ TEST(ProxyNegotiation, Socks5WithAPassword) {
         EXPECT_EQ(refused.run(), Outcome::failed);
         EXPECT_EQ(refused.proxy.heard.size(), 2U);
     }
-}
-
-TEST(ProxyNegotiation, Socks5UserAndPasswordAreThereAndCanBeCounted) {
-    const auto outcome = [](std::size_t user, std::size_t password) {
-        Exchange exchange{
-            settings(kx_proxy_type::socks5, std::string(user, 'u'), std::string(password, 'p')),
-            kDotted,
-            Command::connect,
-            {{"\x05\x02"s}, {"\x01\0"s}, {kSocks5Granted}}};
-        const Outcome result = exchange.run();
-        EXPECT_EQ(exchange.proxy.heard.size(), result == Outcome::failed ? 1U : 3U);
-        return result;
-    };
-    EXPECT_EQ(outcome(255, 255), Outcome::answered);
-    EXPECT_EQ(outcome(1, 1), Outcome::answered);
-    EXPECT_EQ(outcome(256, 1), Outcome::failed);
-    EXPECT_EQ(outcome(1, 256), Outcome::failed);
-    EXPECT_EQ(outcome(0, 1), Outcome::failed);
-    EXPECT_EQ(outcome(1, 0), Outcome::failed);
 }
 
 TEST(ProxyNegotiation, Socks5TakesOnlyTheMethodsItOffered) {
@@ -461,72 +392,6 @@ TEST(ProxyNegotiation, AProxyThatDoesNotTakeARequestWholeFails) {
         EXPECT_EQ(gone.state(), State::failed);
         EXPECT_EQ(gone.run(), Outcome::failed);
     }
-}
-
-TEST(ProxyNegotiation, WithoutAProxyThereIsNothingToNegotiate) {
-    Exchange exchange{settings(kx_proxy_type::none), kDotted, Command::connect, {{kOk}}};
-    EXPECT_EQ(exchange.run(), Outcome::failed);
-    EXPECT_TRUE(exchange.proxy.heard.empty());
-}
-
-// Every kind of proxy, with good conversations of which some bytes are changed, cut or doubled.
-TEST(ProxyNegotiation, GarbledRepliesNeverKeepItFromAnEnd) {
-    Random random(4661);
-    const std::array<std::vector<std::string>, 3> good = {{
-        {kOk},
-        {kSocks4Granted, kSocks4Granted},
-        {"\x05\x02"s, "\x01\0"s, kSocks5Granted, kSocks5Granted},
-    }};
-    std::size_t failures = 0;
-    constexpr std::size_t kRounds = 3000;
-    for (std::size_t round = 0; round < kRounds; ++round) {
-        const std::size_t kind = round % good.size();
-        const auto type =
-            std::array{kx_proxy_type::https, kx_proxy_type::socks4, kx_proxy_type::socks5}[kind];
-        std::vector<std::string> pieces = good[kind];
-        std::string& piece = pieces[random.below(pieces.size())];
-        const std::size_t at = random.below(piece.size());
-        switch (random.below(3)) {
-            case 0:
-                piece[at] = static_cast<char>(random.below(256));
-                break;
-            case 1:
-                piece.resize(at);
-                break;
-            default:
-                piece.insert(at, piece);
-        }
-        if (piece.empty()) continue;
-        ScriptedProxy proxy{};
-        for (const std::string& bytes : pieces)
-            proxy.add({bytes});
-        const Command command = random.below(2) == 0 ? Command::connect : Command::bind;
-        kx_proxy_negotiation negotiation(settings(type, "user", "secret"), kNamed, command);
-        Outcome outcome = Outcome::answered;
-        for (int calls = 0; calls < 3; ++calls)
-            outcome = negotiation.run(proxy, kx_time_left(proxy.clock, 1000));
-        ASSERT_NE(outcome, Outcome::answered);
-        failures += outcome == Outcome::failed ? 1U : 0U;
-    }
-    EXPECT_GT(failures, kRounds / 4);
-    EXPECT_LT(failures, kRounds);
-}
-
-TEST(Base64, KnownAnswers) {
-    const std::vector<std::pair<std::string, std::string>> answers = {
-        {"", ""},
-        {"f", "Zg=="},
-        {"fo", "Zm8="},
-        {"foo", "Zm9v"},
-        {"foob", "Zm9vYg=="},
-        {"fooba", "Zm9vYmE="},
-        {"foobar", "Zm9vYmFy"},
-        {"\xFF\xFE\xFD"s, "//79"},
-        {"\xFB\xF0\0"s, "+/AA"},
-        {"\xFF", "/w=="},
-    };
-    for (const auto& [bytes, text] : answers)
-        EXPECT_EQ(kx_base64(bytes), text);
 }
 
 }  // namespace

@@ -119,38 +119,6 @@ TEST_F(RegistryTest, StoringKeepsEveryOtherLineAndTheSecretsOfTheUser) {
     EXPECT_FALSE(Registry("/proc/vorrim/registry").set_text("K", "name", "text"));
 }
 
-TEST_F(RegistryTest, TheUsersFileIsInTheConfigurationFolder) {
-    ::setenv("XDG_CONFIG_HOME", "/config", 1);
-    ::setenv("HOME", "/home/me", 1);
-    EXPECT_EQ(Registry::file_of_user(), "/config/vorrim/registry");
-    ::setenv("XDG_CONFIG_HOME", "relative", 1);
-    EXPECT_EQ(Registry::file_of_user(), "/home/me/.config/vorrim/registry");
-    ::unsetenv("XDG_CONFIG_HOME");
-    EXPECT_EQ(Registry::file_of_user(), "/home/me/.config/vorrim/registry");
-    ::unsetenv("HOME");
-    EXPECT_EQ(Registry::file_of_user(), "");
-}
-
-TEST_F(RegistryTest, AProxyValueIsStoredOnlyWhereThatIsAskedFor) {
-    Registry registry(file());
-    EXPECT_EQ(kx_registry_value(registry, "protocol", "HTTPS"), "HTTPS");
-    EXPECT_FALSE(fs::exists(file()));
-    EXPECT_EQ(kx_registry_value(registry, "protocol", "HTTPS", RegistryWrite::when_missing),
-              "HTTPS");
-    EXPECT_EQ(content(), "[HKEY_CURRENT_USER\\Software\\Brannoc\\Proxy]\nprotocol=HTTPS\n");
-    EXPECT_EQ(kx_registry_value(registry, "protocol", "SOCKSV5", RegistryWrite::when_missing),
-              "HTTPS");
-    EXPECT_EQ(kx_registry_value(registry, "protocol", "SOCKSV5", RegistryWrite::always), "SOCKSV5");
-    EXPECT_EQ(kx_registry_value(registry, "protocol", "HTTPS"), "SOCKSV5");
-
-    // One byte of the room is the terminator's.
-    const std::string longest(kRegistryTextRoom - 1, 'p');
-    kx_registry_value(registry, "pword", longest, RegistryWrite::always);
-    EXPECT_EQ(kx_registry_value(registry, "pword", "none"), longest);
-    kx_registry_value(registry, "pword", longest + "p", RegistryWrite::always);
-    EXPECT_EQ(kx_registry_value(registry, "pword", "none"), "none");
-}
-
 TEST_F(RegistryTest, TheProxyIsSelectedByProtocol) {
     struct Case {
         const char* protocol;  // null: no such value
@@ -213,14 +181,6 @@ TEST_F(RegistryTest, TheProxyIsSelectedByProtocol) {
     }
 }
 
-TEST_F(RegistryTest, WithoutARegistryThereIsNoProxy) {
-    ::setenv("XDG_CONFIG_HOME", folder_.c_str(), 1);
-    const kx_proxy_settings settings = kx_read_proxy_settings();
-    EXPECT_EQ(settings.type, Type::none);
-    EXPECT_EQ(settings.user, "");
-    EXPECT_TRUE(fs::is_empty(folder_));
-}
-
 TEST_F(RegistryTest, AListOfProxiesThatIsTooLongIsNone) {
     const auto host_of = [this](std::size_t length) {
         const std::string servers = "https=p;x=" + std::string(length - 10, 'x');
@@ -232,20 +192,6 @@ TEST_F(RegistryTest, AListOfProxiesThatIsTooLongIsNone) {
     };
     EXPECT_EQ(host_of(256), "p");
     EXPECT_EQ(host_of(257), "");
-}
-
-TEST(ProxyTable, HoldsMoreEntriesThanItBeganWith) {
-    kx_proxy_table table(kProxyTableStep, kProxyTableStep);
-    std::string text;
-    for (int i = 0; i < 20; ++i)
-        text += "p" + std::to_string(i) + "=h" + std::to_string(i) + ';';
-    kx_add_proxy_entries(table, text, "HTTPS");
-    ASSERT_EQ(table.count(), 20U);
-    const kx_proxy_entry* const last = kx_find_proxy_entry(table, "P19");
-    ASSERT_NE(last, nullptr);
-    EXPECT_EQ(last->host, "h19");
-    EXPECT_TRUE(last->from_system);
-    EXPECT_EQ(kx_find_proxy_entry(table, "p20"), nullptr);
 }
 
 }  // namespace

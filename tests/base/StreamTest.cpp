@@ -33,23 +33,6 @@ std::string raised_by(const std::function<void()>& act) {
     return "";
 }
 
-TEST(MemoryStream, GrowsInWholeSteps) {
-    kx_memory_file stream(1024);
-    const std::vector<char> text(1500, 'x');
-    EXPECT_EQ(stream.write(text.data(), 1500), 1500);
-    EXPECT_EQ(stream.capacity(), 2048u);
-    EXPECT_EQ(stream.size(), 1500u);
-    EXPECT_EQ(stream.tell(), 1500u);
-    // What fits exactly needs no further step, one byte more does.
-    stream.write(text.data(), 548);
-    EXPECT_EQ(stream.capacity(), 2048u);
-    write_8(stream, 1);
-    EXPECT_EQ(stream.capacity(), 3072u);
-    kx_memory_file exact(4);
-    write_32(exact, 1);
-    EXPECT_EQ(exact.capacity(), 4u);
-}
-
 TEST(MemoryStream, KeepsItsBytesThroughEveryGrowth) {
     kx_memory_file stream(7);
     for (std::uint32_t i = 0; i < 5000; ++i)
@@ -102,46 +85,6 @@ TEST(MemoryStream, SeekingPastTheEndLeavesZerosNotOldMemory) {
     EXPECT_EQ(stream.size(), 20u);
 }
 
-TEST(MemoryStream, ReadsUpToItsSizeAndTakesInPlace) {
-    const std::string text = "abcdef";
-    kx_memory_file stream = kx_memory_file::reading(bytes_of(text));
-    std::array<char, 8> to{};
-    EXPECT_EQ(stream.read(to.data(), 4), 4);
-    EXPECT_EQ(stream.rest().data(), bytes_of(text).data() + 4);
-    EXPECT_EQ(stream.read(to.data(), 8), 2);
-    EXPECT_EQ(stream.read(to.data(), 8), 0);
-    stream.seek(1);
-    EXPECT_EQ(text_in(stream.take(3)), "bcd");
-    EXPECT_EQ(raised_by([&] { (void)stream.take(3); }), "readAll error");
-    EXPECT_EQ(stream.remaining(), 0u);
-}
-
-TEST(MemoryStream, MovesItsBytesAndLeavesNothingBehind) {
-    kx_memory_file from(8);
-    from.write("abc", 3);
-    kx_memory_file to(std::move(from));
-    EXPECT_EQ(text_in(to.contents()), "abc");
-    kx_memory_file assigned(8);
-    assigned.write("old", 3);
-    assigned = std::move(to);
-    EXPECT_EQ(text_in(assigned.written()), "abc");
-    EXPECT_EQ(to.size(), 0u);  // NOLINT: empty after a move, as promised
-    kx_memory_file view = assigned.clone();
-    EXPECT_EQ(view.tell(), 3u);
-    EXPECT_EQ(view.contents().data(), assigned.contents().data());
-    EXPECT_EQ(view.write("d", 1), 0);
-}
-
-TEST(MemoryStream, MapsOnlyWithinItsCapacity) {
-    kx_memory_file stream(8);
-    EXPECT_EQ(stream.map(0, 0, 1), nullptr);
-    stream.write("abc", 3);
-    EXPECT_EQ(stream.map(1, 2, 1), stream.data() + 1);
-    EXPECT_EQ(stream.map(5, 4, 1), nullptr);
-    EXPECT_EQ(stream.map(0xFFFFFFFF, 2, 1), nullptr);
-    EXPECT_TRUE(stream.unmap(stream.data() + 1, 2));
-}
-
 // A stream that is not one over memory, and gives a byte at a time.
 class Trickle final : public kx_file {
 public:
@@ -180,15 +123,6 @@ void on_both(std::string_view bytes, Check check) {
     Trickle socket{std::string(bytes)};
     socket.at_end = -1;
     check(socket);
-}
-
-TEST(Primitives, ReadLittleEndian) {
-    on_both("\x34\x12", [](auto& s) { EXPECT_EQ(read_16(s), 0x1234); });
-    on_both("\x78\x56\x34\x12", [](auto& s) { EXPECT_EQ(read_32(s), 0x12345678u); });
-    on_both("\xFF\xFF\xFF\xFF\xFE", [](auto& s) {
-        EXPECT_EQ(read_32(s), 0xFFFFFFFFu);
-        EXPECT_EQ(read_8(s), 0xFE);
-    });
 }
 
 TEST(Primitives, NameTheReadThatWasShortAndConsumeWhatThereWas) {
