@@ -29,8 +29,6 @@ struct FileHash {
     // The first four bytes, little-endian: what the buckets of the index are chosen by.
     [[nodiscard]] std::uint32_t first_u32() const noexcept { return load_32(bytes.data()); }
 
-    [[nodiscard]] bool is_zero() const noexcept { return *this == FileHash{}; }
-
     // Copies 16 bytes; they must be there.
     [[nodiscard]] static FileHash at(const std::byte* source) noexcept {
         FileHash hash;

@@ -5,8 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "base/kx_err.h"
-#include "meta/FileList.h"
 #include "meta/FrozenRecord.h"
 #include "meta/Meta.h"
 #include "tests/meta/support.h"
@@ -19,10 +17,6 @@ using test::operator+;
 using test::hex;
 
 const Bytes kFixed = test::kCountingHash + hex("05 00 00 00 36 12");
-const Bytes kName = hex("02 01 00 01 03 00 61 62 63");
-const Bytes kSize = hex("03 01 00 02 E8 03 00 00");
-const Bytes kHashTag = hex("01 02 00 68 31") + test::kCountingHash;
-const Bytes kAvailability7 = hex("03 01 00 15 07 00 00 00");
 
 Bytes record_of(std::uint32_t count, const Bytes& tags) {
     Bytes bytes = kFixed + hex("00 00 00 00");
@@ -39,20 +33,6 @@ Bytes frozen_bytes(const FrozenRecord& record) {
     return test::copy_of(record.bytes());
 }
 
-TEST(RecordView, FindsTheFirstTagOfANameWhateverItsType) {
-    const FrozenRecord record = freeze(
-        record_of(5, kHashTag + hex("03 02 00 68 31 01 00 00 00") +            // "h1" again
-                         hex("02 01 00 02 06 00 61 62 63 64 65 66") + kSize +  // a text first
-                         hex("03 00 00 09 00 00 00")));                        // the empty name
-    const RecordView view = record.view();
-    EXPECT_EQ(view.int_tag("h1"), 0x03020100U);
-    EXPECT_EQ(view.int_tag("\x02"), 0x64636261U);
-    EXPECT_EQ(view.find_tag("\x02")->text(), "abcdef");
-    EXPECT_EQ(view.int_tag(""), 9U);
-    EXPECT_EQ(view.int_tag("H1"), 0U);
-    EXPECT_FALSE(view.find_tag("h"));
-}
-
 TEST(FrozenRecord, CutsTextsAndNamesAtTheFirstZeroByte) {
     const Bytes received = record_of(4, hex("02 03 00 61 00 62 04 00 78 00 79 7A") +  // "a" = "x"
                                             hex("03 02 00 6E 00 01 00 00 00") +       // unnamed
@@ -64,77 +44,6 @@ TEST(FrozenRecord, CutsTextsAndNamesAtTheFirstZeroByte) {
     kx_memory_file stream = test::stream_of(received);
     EXPECT_EQ(frozen_bytes(FrozenRecord::from_network(stream)), canonical);
     EXPECT_EQ(stream.remaining(), 0U);
-}
-
-TEST(FrozenRecord, ANegativeCountIsKeptAsNone) {
-    EXPECT_EQ(frozen_bytes(freeze(record_of(0x80000000, kName))), record_of(0, {}));
-    EXPECT_EQ(frozen_bytes(freeze(record_of(0xFFFFFFFF, {}))), record_of(0, {}));
-}
-
-TEST(FrozenRecord, TheLongestTextIs65534Bytes) {
-    const Bytes longest = record_of(1, hex("02 01 00 01 FE FF") + Bytes(65'534, std::byte{'x'}));
-    EXPECT_EQ(frozen_bytes(freeze(longest)), longest);
-    EXPECT_TRUE(
-        freeze(record_of(1, hex("02 01 00 01 FF FF") + Bytes(65'535, std::byte{'x'}))).empty());
-}
-
-TEST(FrozenRecord, OwnerAndAvailabilityArePatchedInPlace) {
-    FrozenRecord record = freeze(record_of(3, kName + kAvailability7 + kSize));
-    const std::byte* const before = record.bytes().data();
-    record.set_owner(ClientId(0x04030201), 0x1234);
-    record.set_availability(9);
-    record.set_availability(0x01020304);
-    EXPECT_EQ(record.bytes().data(), before);
-    EXPECT_EQ(frozen_bytes(record), test::kCountingHash + hex("01 02 03 04 34 12 03 00 00 00") +
-                                        kName + hex("03 01 00 15 04 03 02 01") + kSize);
-}
-
-TEST(FrozenRecord, ClonesAndMovesKeepTheAvailabilitysPlace) {
-    FrozenRecord record = freeze(record_of(1, kName));
-    record.set_availability(7);
-    FrozenRecord copy = record.clone();
-    copy.set_availability(8);
-    EXPECT_EQ(frozen_bytes(record), record_of(2, kName + kAvailability7));
-    EXPECT_EQ(copy.view().int_tag("\x15"), 8U);
-    const FrozenRecord moved = std::move(record);
-    EXPECT_EQ(frozen_bytes(moved), record_of(2, kName + kAvailability7));
-    EXPECT_TRUE(FrozenRecord().clone().empty());
-}
-
-TEST(FrozenRecord, FreezesAMetaUnlessATextIsTooLong) {
-    Meta meta;
-    meta.setName("abc");
-    meta.setTag("n", std::uint32_t{1});
-    EXPECT_EQ(frozen_bytes(FrozenRecord::from(meta)), test::network_form(meta));
-    test::RecordedOutput output;
-    meta.setName(std::string(65'535, 'x'));
-    EXPECT_TRUE(FrozenRecord::from(meta).empty());
-    Meta long_name;
-    long_name.setTag(std::string(65'535, 'x'), std::uint32_t{1});
-    EXPECT_TRUE(FrozenRecord::from(long_name).empty());
-}
-
-TEST(FrozenList, ReadsRecordsAndRefusesAListThatEndsEarly) {
-    const Bytes one = record_of(1, kName);
-    const Bytes bytes = hex("02 00 00 00") + one + record_of(0, {});
-    kx_memory_file stream = test::stream_of(bytes);
-    const auto list = read_frozen_list(stream);
-    ASSERT_TRUE(list);
-    ASSERT_EQ(list->size(), 2U);
-    EXPECT_EQ(frozen_bytes(list->front()), one);
-    EXPECT_EQ(stream.remaining(), 0U);
-
-    test::RecordedOutput output;
-    const Bytes huge = hex("FF FF FF 7F") + one;
-    kx_memory_file hostile = test::stream_of(huge);
-    EXPECT_FALSE(read_frozen_list(hostile));
-    EXPECT_EQ(output.take(), "V:meta #:2147483647, n=1\nV:ERROR: FileList::fromNetwork()\n");
-    const Bytes negative = hex("FF FF FF FF");
-    kx_memory_file none = test::stream_of(negative);
-    EXPECT_TRUE(read_frozen_list(none)->empty());
-    kx_memory_file no_count = test::stream_of(std::span(negative).first(3));
-    EXPECT_FALSE(read_frozen_list(no_count));
-    EXPECT_EQ(output.take(), "");
 }
 
 // The two decoders of a record held against each other over damaged bytes. VORRIM_SEED repeats a
@@ -257,24 +166,6 @@ bool agree_on_record(const Bytes& bytes, std::uint32_t sources, test::RecordedOu
     return true;
 }
 
-void agree_on_list(const Bytes& bytes, test::RecordedOutput& output) {
-    FileList list;
-    kx_memory_file for_list = test::stream_of(bytes);
-    const bool list_accepts = list.fromNetwork(for_list);
-    const std::string list_says = output.take();
-    kx_memory_file for_frozen = test::stream_of(bytes);
-    const auto frozen = read_frozen_list(for_frozen);
-    EXPECT_EQ(output.take(), list_says);
-    EXPECT_EQ(frozen.has_value(), list_accepts);
-    if (!frozen || !list_accepts) return;
-    EXPECT_EQ(for_frozen.tell(), for_list.tell());
-    Bytes joined = hex("00 00 00 00");
-    store_32(joined.data(), static_cast<std::uint32_t>(frozen->size()));
-    for (const FrozenRecord& record : *frozen)
-        joined = joined + frozen_bytes(record);
-    EXPECT_EQ(joined, test::network_form(list));
-}
-
 TEST_F(Decoders, OfARecordAgreeOnEveryDamage) {
     test::RecordedOutput output;
     std::uint64_t accepted = 0;
@@ -287,20 +178,6 @@ TEST_F(Decoders, OfARecordAgreeOnEveryDamage) {
     // The test is worth nothing if the damage leaves all or none of the records readable.
     EXPECT_GT(accepted, rounds() / 10) << repeat_with(0, {});
     EXPECT_LT(accepted, rounds() - rounds() / 10) << repeat_with(0, {});
-}
-
-TEST_F(Decoders, OfAListAgreeOnEveryDamage) {
-    test::RecordedOutput output;
-    for (std::uint64_t round = 0; round < rounds() / 4; ++round) {
-        Bytes bytes = hex("00 00 00 00");
-        const std::size_t count = below(4);
-        for (std::size_t i = 0; i < count; ++i)
-            bytes = bytes + any_record();
-        store_32(bytes.data(), static_cast<std::uint32_t>(count));
-        damage(bytes);
-        agree_on_list(bytes, output);
-        ASSERT_FALSE(HasFailure()) << repeat_with(round, bytes);
-    }
 }
 
 }  // namespace

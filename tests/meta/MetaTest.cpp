@@ -1,7 +1,11 @@
+// Tags, records and lists of records: their golden bytes, and bytes that are none.
 #include <gtest/gtest.h>
 
 #include "base/kx_err.h"
+#include "meta/FileList.h"
 #include "meta/Meta.h"
+#include "meta/MetaTag.h"
+#include "meta/ServerList.h"
 #include "meta/ServerMeta.h"
 #include "tests/meta/support.h"
 
@@ -28,16 +32,44 @@ bool decode_disk(Record& record, const Bytes& bytes) {
     return record.fromDisk(stream);
 }
 
-TEST(Meta, NetworkFormTravelsBothWays) {
-    const Bytes bytes = kFixed + hex("02 00 00 00") + kName + kSize;
-    Meta meta;
-    ASSERT_TRUE(decode_network(meta, bytes));
-    EXPECT_EQ(meta.id(), 5U);
-    EXPECT_EQ(meta.port(), 4662);
-    EXPECT_EQ(meta.getTextTag(wire_name(TagId::Name)), "abc");
-    EXPECT_EQ(meta.getIntTag(wire_name(TagId::Size)), 1000U);
-    EXPECT_EQ(test::network_form(meta), bytes);
-    EXPECT_EQ(meta.size(), bytes.size() + 6);
+const Bytes kArtistAbc = hex("02 06 00 41 72 74 69 73 74 03 00 61 62 63");
+const Bytes kPartHash = hex("01 01 00 07") + test::kCountingHash;
+const Bytes kIp = hex("03 01 00 10 7F 00 00 01");
+
+std::unique_ptr<MetaTag> read(const Bytes& bytes) {
+    kx_memory_file stream = test::stream_of(bytes);
+    return tagFromBytes(stream);
+}
+
+TEST(MetaTag, EncodesToGoldenBytes) {
+    EXPECT_EQ(test::network_form(*makeTagById(TagId::Size, std::uint32_t{1000})), kSize);
+    EXPECT_EQ(test::disk_form(*makeTag("Artist", TagText("abc"))), kArtistAbc);
+    const FileHash hash = FileHash::at(test::kCountingHash.data());
+    EXPECT_EQ(test::network_form(*makeTagById(TagId::PartHash, hash)), kPartHash);
+    EXPECT_EQ(test::network_form(*makeTagById(TagId::IP, std::uint32_t{0x0100007F})), kIp);
+}
+
+TEST(MetaTag, AnUnknownTypeIsSaidTwice) {
+    test::RecordedOutput output;
+    for (const char* type : {"00", "04", "FF"}) {
+        const Bytes bytes = hex(type) + hex("01 00 02 E8 03 00 00");
+        EXPECT_FALSE(read(bytes));
+        EXPECT_EQ(output.take(), "E:ERROR: unknown type MetaTag::makeTag() " +
+                                     std::to_string(std::to_integer<int>(bytes.front())) +
+                                     "\nE:error in tag from bytes\n");
+    }
+}
+
+TEST(MetaTag, ATextTooLongForTheWireIsSaid) {
+    test::RecordedOutput output;
+    const std::string longest(65'534, 'x');
+    const std::string too_long(65'535, 'x');
+    kx_memory_file out(1024);
+    EXPECT_TRUE(makeTag("a", TagText(longest))->toBytes(out));
+    EXPECT_FALSE(makeTag("ab", TagText(too_long))->toBytes(out));
+    EXPECT_EQ(output.take(), "V:**KX error in MetaTagString::toBytes()\n");
+    EXPECT_TRUE(makeTag(too_long, std::uint32_t{5})->toBytes(out));
+    EXPECT_EQ(output.take(), "V:**KX error in MetaTag::toBytes()\n");
 }
 
 TEST(Meta, AMissingTagIsSaidAndTheOthersStay) {
@@ -95,26 +127,6 @@ TEST(Meta, DiskFormThatEndsEarlyRaisesUpToTheTagCount) {
     }
 }
 
-TEST(Meta, SettersReplaceInPlaceOrAppend) {
-    Meta meta;
-    ASSERT_TRUE(decode_network(meta, kFixed + hex("02 00 00 00") + kName + kSize));
-    meta.setTagById(TagId::Size, std::uint32_t{5});
-    meta.setTag("Artist", TagText("x"));
-    meta.setTag("Artist", TagText("y"));
-    meta.setName("new");
-    EXPECT_EQ(meta.tags().size(), 3U);
-    EXPECT_EQ(meta.getTextTag("Artist"), "y");
-    EXPECT_EQ(meta.getTextTag("\x01"), "new");
-    EXPECT_FALSE(meta.setTagValue("artist", TagText("z")));
-    EXPECT_FALSE(meta.addTag("Artist", TagType::integer));
-    EXPECT_TRUE(meta.addTag("bitrate", TagType::integer));
-    EXPECT_EQ(meta.getTagValue("bitrate"), TagValue(std::uint32_t{0}));
-    meta.removeTag("Artist");
-    meta.removeTag("Artist");
-    EXPECT_EQ(meta.findTag("Artist"), nullptr);
-    EXPECT_EQ(meta.tags().size(), 3U);
-}
-
 TEST(Meta, APeersTagOfAnotherTypeBecomesTheWantedTypeInItsPlace) {
     Meta meta;
     ASSERT_TRUE(decode_network(meta, kFixed + hex("03 00 00 00") + hex("02 01 00 0D 01 00 78") +
@@ -128,32 +140,6 @@ TEST(Meta, APeersTagOfAnotherTypeBecomesTheWantedTypeInItsPlace) {
                                             hex("02 01 00 02 03 00 62 69 67") +
                                             hex("03 01 00 0F 09 00 00 00"));
     EXPECT_EQ(meta.tags().front()->id(), 13);
-}
-
-TEST(Meta, UnnamedTagsAreNeverFound) {
-    Meta meta;
-    ASSERT_TRUE(decode_network(meta, kFixed + hex("01 00 00 00 03 01 00 6E 07 00 00 00")));
-    EXPECT_EQ(meta.findTag("n"), nullptr);
-    EXPECT_EQ(meta.findTag(""), nullptr);
-}
-
-TEST(Meta, PrintsRecordTagsAndHash) {
-    test::RecordedOutput output;
-    Meta meta;
-    ASSERT_TRUE(decode_network(
-        meta, kFixed + hex("03 00 00 00") + kName + kSize + hex("03 01 00 6E FF FF FF FF")));
-    meta.setPort(40'000);
-    meta.addTag("Empty", TagType::text);
-    meta.setTag("%s%n", TagText("%d %s"));
-    meta.print();
-    EXPECT_EQ(output.take(),
-              "L:ID: 5 Port: 40000"
-              "L:Name: abc"
-              "L:Size: 1000"
-              "L:(null): -1"
-              "L:Empty: (null)"
-              "L:%s%n: %d %s"
-              "L:Hash: 000102030405060708090a0b0c0d0e0f");
 }
 
 const Bytes kServerFixed = hex("7F 00 00 01 35 12");  // 127.0.0.1, 4661
@@ -215,6 +201,66 @@ TEST(ServerMeta, ABadTagIsSaidAndNothingIsNormalised) {
     EXPECT_EQ(output.take(), "E:ERROR: ServerMeta::fromDisk()\n");
     EXPECT_EQ(server.tags().size(), 1U);
     EXPECT_THROW((void)decode_disk(server, hex("7F 00 00 01 35 12 00")), kx_err);
+}
+
+const Bytes kNoTags = hex("00 00 00 00");
+const Bytes kFile = kFixed + kNoTags;
+
+FileList::Record file(std::uint8_t key) {
+    auto record = std::make_shared<Meta>();
+    FileHash hash;
+    hash.bytes[0] = std::byte{key};
+    record->setHash(hash);
+    return record;
+}
+
+TEST(FileList, ARecordThatCannotBeReadIsSaidAndThoseBeforeItStay) {
+    test::RecordedOutput output;
+    FileList list;
+    EXPECT_FALSE(decode_network(list, hex("FF FF FF 7F") + kFile + hex("00")));
+    EXPECT_EQ(output.take(), "V:meta #:2147483647, n=1\nV:ERROR: FileList::fromNetwork()\n");
+    EXPECT_EQ(list.count(), 1U);
+    EXPECT_FALSE(decode_network(list, hex("01 00 00")));
+    EXPECT_EQ(output.take(), "");
+
+    ServerList servers;
+    EXPECT_FALSE(decode_network(servers, hex("02 00 00 00") + kFile));
+    EXPECT_EQ(output.take(), "V:meta #:2, n=1\nV:ERROR: ServerList::fromBytes()\n");
+    EXPECT_EQ(servers.count(), 1U);
+}
+
+TEST(FileList, DiskFormStartsWithItsMarker) {
+    test::RecordedOutput output;
+    const Bytes record = kNoTags + test::kCountingHash + hex("00 00") + kNoTags;
+    FileList list;
+    EXPECT_FALSE(decode_disk(list, hex("0D 01 00 00 00") + record));
+    EXPECT_EQ(output.take(), "");
+    ASSERT_TRUE(decode_disk(list, hex("0E 01 00 00 00") + record));
+    EXPECT_EQ(test::disk_form(list), hex("0E 01 00 00 00") + record);
+    Bytes promised_tag = record;
+    promised_tag[promised_tag.size() - 4] = std::byte{1};
+    EXPECT_FALSE(decode_disk(list, hex("0E 01 00 00 00") + promised_tag));
+    EXPECT_EQ(output.take(),
+              "E:ERROR: Meta::fromDisk()\nV:meta #:1, n=0\nE:ERROR: FileList::fromDisk()\n");
+}
+
+TEST(FileList, ARecordThatFailsToEncodeIsSaidAndTheOthersAreWritten) {
+    test::RecordedOutput output;
+    FileList list;
+    list.append(file(1));
+    const std::string too_long(65'535, 'x');
+    list.append(file(2));
+    list.findByHash(file(2)->hash())->setName(too_long);
+    list.append(file(3));
+    kx_memory_file out(1024);
+    EXPECT_FALSE(list.toNetwork(out));
+    EXPECT_EQ(output.take(),
+              "V:**KX error in MetaTagString::toBytes()\n"
+              "E:ERROR: Serializable::saveList()\n"    // the tag, said by its record
+              "E:ERROR: Serializable::saveList()\n");  // the record, said by the list
+    const Bytes bytes = test::copy_of(out.contents());
+    EXPECT_EQ(test::to_hex(std::span(bytes).first(5)), "03 00 00 00 01 ");
+    EXPECT_EQ(bytes[bytes.size() - kFile.size()], std::byte{3});
 }
 
 }  // namespace

@@ -102,42 +102,6 @@ TEST(Packet, SendsTheRestOfTheHeaderFirst) {
     EXPECT_EQ(socket.sent, hex("E3 03 00 00 00 01 AA BB"));
 }
 
-TEST(Packet, SendFailsWithTheSocketInHeaderAndPayload) {
-    Packet first = three_byte_packet();
-    ScriptedSocket dead({-1});
-    EXPECT_EQ(send(first, dead), (Step{Progress::failed, 0}));
-    Packet second = three_byte_packet();
-    ScriptedSocket dying({kAll, -1});
-    EXPECT_EQ(send(second, dying), (Step{Progress::failed, 5}));
-}
-
-TEST(Packet, AnnouncesItsEstimateUntilItIsFinished) {
-    Packet packet(2);
-    write_bytes(packet.body(), hex("01 AA BB"));
-    EXPECT_EQ(test::to_hex(packet.payload()), "01 AA ");
-    packet.finish();
-    EXPECT_EQ(test::to_hex(packet.header()), "E3 03 00 00 00 ");
-    EXPECT_EQ(test::to_hex(packet.payload()), "01 AA BB ");
-}
-
-TEST(Packet, SendsZeroBytesForWhatABuilderLeftUnwritten) {
-    Packet packet(4);
-    write_8(packet.body(), 0x01);
-    EXPECT_EQ(test::to_hex(packet.payload()), "01 00 00 00 ");
-    packet.finish();
-    EXPECT_EQ(packet.payload_size(), 1U);
-}
-
-TEST(Packet, CloneIsWholeAndUnsent) {
-    Packet packet = three_byte_packet();
-    ScriptedSocket half({kAll, 1});
-    EXPECT_EQ(send(packet, half).progress, Progress::pending);
-    Packet copy = packet.clone();
-    ScriptedSocket socket({kAll, kAll});
-    EXPECT_EQ(send(copy, socket), (Step{Progress::done, 8}));
-    EXPECT_EQ(socket.sent, hex("E3 03 00 00 00 01 AA BB"));
-}
-
 TEST(Packet, ReceiveDecidesOnTheFifthHeaderByte) {
     Packet packet;
     ScriptedSocket good({1, 1, 1, 1, 1, kAll}, frame_of(hex("14")));
@@ -152,15 +116,6 @@ TEST(Packet, ReceiveDecidesOnTheFifthHeaderByte) {
     EXPECT_EQ(receive(other, bad), (Step{Progress::pending, 4}));
     EXPECT_EQ(receive(other, bad), (Step{Progress::failed, 1}));
     EXPECT_EQ(receive(other, bad).progress, Progress::failed);
-}
-
-TEST(Packet, ReceiveFailsWithTheSocketInHeaderAndPayload) {
-    Packet first;
-    ScriptedSocket dead({-1});
-    EXPECT_EQ(receive(first, dead), (Step{Progress::failed, 0}));
-    Packet second;
-    ScriptedSocket dying({kAll, -1}, frame_of(hex("15 01")));
-    EXPECT_EQ(receive(second, dying), (Step{Progress::failed, 5}));
 }
 
 TEST(Packet, ReceiveRefusesLengthZeroAndOneAboveTheMaximum) {
@@ -194,17 +149,6 @@ TEST(Packet, ReceiveAsksForMemoryOnlyAsBytesCome) {
         EXPECT_EQ(receive(packet, socket).progress, Progress::pending);
     EXPECT_LE(socket.largest_request, 4096U);
     EXPECT_LE(packet.body().capacity(), 8192U);
-}
-
-TEST(Packet, ResetMakesRoomForTheNextMessage) {
-    Packet packet;
-    ScriptedSocket socket({kAll, 2, 5, kAll}, frame_of(hex("14 AA")) + frame_of(hex("1D")));
-    EXPECT_EQ(receive(packet, socket).progress, Progress::done);
-    packet.reset();
-    EXPECT_TRUE(packet.empty());
-    EXPECT_TRUE(packet.payload().empty());
-    EXPECT_EQ(receive(packet, socket), (Step{Progress::done, 6}));
-    EXPECT_EQ(test::to_hex(packet.payload()), "1D ");
 }
 
 TEST(Packet, FrameJudgesBytesWithoutAPacket) {
