@@ -10,11 +10,9 @@ namespace {
 
 using test::combine;
 using test::ErrorLines;
-using test::kUnknownCompare;
 using test::kUnknownOperator;
 using test::printed;
 using test::Record;
-using test::size_above;
 using test::word;
 using test::written;
 
@@ -41,74 +39,6 @@ TEST(SearchNodeTest, ReportsThatAreHeldComeLaterInOrderAndNotWithoutEnd) {
             EXPECT_FALSE(unknown->evaluate(record));
     }
     EXPECT_EQ(errors.lines.size(), 2 + HeldReports::kMostLines);
-}
-
-TEST(SearchNodeTest, LeavesPrintAppendWriteAndMeasureTheirFields) {
-    const SN_StringTagCompare text("value", "Name");
-    EXPECT_EQ(printed(text), "Name=value");
-    EXPECT_EQ(written(text), test::bytes("\x02\x05\0value\x04\0Name"));
-    EXPECT_EQ(text.wire_size(), 14);
-    const SN_IntTagCompare number(-2, 200, "Size");
-    EXPECT_EQ(printed(number), "SizeER-2");
-    EXPECT_EQ(written(number), test::bytes("\x03\xFE\xFF\xFF\xFF\xC8\x04\0Size"));
-    EXPECT_EQ(number.wire_size(), 12);
-    EXPECT_EQ(printed(SN_All()), "*");
-    EXPECT_EQ(written(SN_All()), "\x04");
-    EXPECT_EQ(SN_All().wire_size(), 1);
-    std::string buffer = "before ";
-    SN_Substring("after").print(buffer);
-    EXPECT_EQ(buffer, "before after");
-}
-
-TEST(SearchNodeTest, AnOperatorWithoutAChildWritesNothingAndNeverMatches) {
-    const SN_Operator lacks_right(CombineOp::kOr, word("a"));
-    EXPECT_EQ(written(lacks_right), "(incomplete)");
-    EXPECT_EQ(lacks_right.wire_size(), 0);
-    EXPECT_EQ(printed(lacks_right), " ( a |  ) ");
-    EXPECT_FALSE(lacks_right.evaluate(Record().text("\x01", "b")));
-    EXPECT_EQ(printed(*lacks_right.clone()), " ( a |  ) ");
-    kx_memory_file stream(64);
-    EXPECT_FALSE(SN_Operator(0, nullptr, word("a")).write(stream));
-    EXPECT_EQ(stream.size(), 0U);
-}
-
-TEST(SearchNodeTest, WeightsAddUp) {
-    EXPECT_EQ(combine(0, combine(1, word("a"), std::make_unique<SN_StringTagCompare>()),
-                      combine(7, size_above(1), std::make_unique<SN_All>()))
-                  ->weight(),
-              14);
-}
-
-TEST(SearchNodeTest, EachKindTakesOnlyItsOwnKindOfValue) {
-    SN_Substring substring("old");
-    substring.set_value(7);
-    EXPECT_EQ(substring.text(), "old");
-    substring.set_value("New");
-    EXPECT_EQ(substring.text(), "New");
-    SN_StringTagCompare compare("old", "name");
-    compare.set_value("New");
-    EXPECT_EQ(printed(compare), "name=New");
-    SN_IntTagCompare number(1, 0, "name");
-    number.set_value("2");
-    EXPECT_EQ(number.value(), 1);
-    number.set_value(-2);
-    EXPECT_EQ(number.value(), -2);
-    SN_All all;
-    all.set_value(1);
-    SN_Operator op(CombineOp::kOr, word("a"), word("b"));
-    op.set_value("x");
-    EXPECT_EQ(printed(op), " ( a | b ) ");
-}
-
-TEST(SearchNodeTest, AnyUnknownOperationMayReport) {
-    const auto compare = [](std::int32_t op) {
-        return std::make_unique<SN_IntTagCompare>(1, op, "x");
-    };
-    EXPECT_FALSE(may_report(*combine(4, word("a"), compare(5))));
-    EXPECT_TRUE(may_report(*combine(5, word("a"), word("b"))));
-    EXPECT_TRUE(may_report(*compare(6)));
-    EXPECT_TRUE(may_report(*combine(1, word("a"), combine(2, word("b"), compare(255)))));
-    EXPECT_TRUE(may_report(*combine(1, combine(9, word("b"), compare(1)), word("a"))));
 }
 
 // Every verb on trees that no recursion would survive.

@@ -8,7 +8,6 @@ namespace {
 
 using test::as_span;
 using test::bytes;
-using test::printed;
 using test::written;
 
 std::unique_ptr<SearchNode> parse(std::string_view wire) {
@@ -37,24 +36,6 @@ std::string full_tree(int levels) {
     return bytes("\x00\x00") + side + side;
 }
 
-TEST(SearchParserTest, TextsAreLoweredAndTagNamesAreNot) {
-    EXPECT_EQ(printed(*parse(bytes("\x01\x04\x00"
-                                   "AzZ\xC4"))),
-              "azz\xC4");
-    EXPECT_EQ(printed(*parse(bytes("\x02\x03\x00MP3\x04\x00Type"))), "Type=mp3");
-    EXPECT_EQ(printed(*parse(bytes("\x03\xFF\xFF\xFF\xFF\x00\x04\x00Size"))), "Size=-1");
-}
-
-TEST(SearchParserTest, ATextEndsAtItsFirstZeroByte) {
-    const auto node =
-        parse(bytes("\x00\x00\x01\x04\x00"
-                    "a\x00"
-                    "bc\x04"));
-    ASSERT_TRUE(node);
-    EXPECT_EQ(written(*node), bytes("\x00\x00\x01\x01\x00"
-                                    "a\x04"));
-}
-
 TEST(SearchParserTest, UnknownTypeBytesFailAndUnknownOpsDoNot) {
     for (int type = 5; type < 256; ++type)
         EXPECT_FALSE(parse(std::string(1, static_cast<char>(type)) + "\x04\x04"));
@@ -71,13 +52,6 @@ TEST(SearchParserTest, UnknownTypeBytesFailAndUnknownOpsDoNot) {
 TEST(SearchParserTest, TheTextLengthThatIsNoLengthFails) {
     EXPECT_FALSE(parse(bytes("\x01\xFF\xFF") + std::string(0xFFFF, 'a')));
     EXPECT_TRUE(parse(bytes("\x01\xFE\xFF") + std::string(0xFFFE, 'a')));
-}
-
-TEST(SearchParserTest, TheStreamIsLeftBehindTheExpression) {
-    const std::string wire = bytes("\x00\x00\x04\x04rest");
-    kx_memory_file stream = kx_memory_file::reading(as_span(wire));
-    EXPECT_TRUE(parse_search_node(stream));
-    EXPECT_EQ(stream.remaining(), 4U);
 }
 
 TEST(SearchParserTest, NestingIsBounded) {

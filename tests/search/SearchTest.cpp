@@ -23,27 +23,6 @@ std::string extracted(std::unique_ptr<SearchNode> root) {
     return result + " -> " + printed(*search.root());
 }
 
-TEST(SearchTest, WithoutATreeNothingMatchesAndNothingIsExtracted) {
-    Search search;
-    EXPECT_FALSE(search.matches(Record().text("\x01", "a")));
-    EXPECT_EQ(search.extract_keyword(), "");
-    EXPECT_EQ(search.root(), nullptr);
-    EXPECT_EQ(printed(search), "search(  )");
-    EXPECT_EQ(search.resume_position, -1);
-    EXPECT_EQ(search.resume_offset, 0);
-}
-
-TEST(SearchTest, TheExampleGivesUpItsFirstWord) {
-    Search search;
-    ASSERT_TRUE(read_bytes(search, bytes("\x00\x00\x01\x08\x00"
-                                         "Blue Sky\x03\xE8\x03\x00\x00\x01\x01\x00\x02")));
-    EXPECT_EQ(printed(search), "search(  ( blue sky & \x02>1000 )  )");
-    EXPECT_EQ(search.extract_keyword(), "blue");
-    EXPECT_EQ(printed(search), "search(  ( sky & \x02>1000 )  )");
-    EXPECT_EQ(search.extract_keyword(), "blue") << "done once";
-    EXPECT_EQ(printed(search), "search(  ( sky & \x02>1000 )  )");
-}
-
 // Cases that the random ones of the model rarely reach.
 TEST(SearchTest, AKeywordIsTheFirstWordAndTheOthersBecomeAChain) {
     const std::string full(255, 'x');
@@ -74,30 +53,6 @@ TEST(SearchTest, ThirtyThousandWordsAreNoBurden) {
         EXPECT_EQ(printed(*copy), printed(*search.root()));
         EXPECT_EQ(test::written(*copy).size(), static_cast<std::size_t>(copy->wire_size()));
     });
-}
-
-TEST(SearchTest, ReadingForgetsWhatWasThere) {
-    Search search;
-    ASSERT_TRUE(read_bytes(search, bytes("\x01\x01\x00z")));
-    search.extract_keyword();
-    search.resume_position = 5;
-    search.resume_offset = 6;
-    EXPECT_FALSE(read_bytes(search, bytes("\x05")));
-    EXPECT_EQ(search.keyword(), "");
-    EXPECT_EQ(search.root(), nullptr);
-    EXPECT_EQ(search.resume_position, -1);
-    EXPECT_EQ(search.resume_offset, 0);
-    ASSERT_TRUE(read_bytes(search, bytes("\x04")));
-    EXPECT_TRUE(search.matches(Record()));
-}
-
-TEST(SearchTest, TermsCombineFromLeftToRight) {
-    Search search;
-    search.add_term(word("a"), CombineOp::kOr);
-    EXPECT_EQ(printed(*search.root()), "a");
-    search.add_term(word("b"), CombineOp::kOr);
-    search.add_term(word("c"), CombineOp::kAndNot);
-    EXPECT_EQ(printed(*search.root()), " (  ( a | b )  ! c ) ");
 }
 
 }  // namespace
