@@ -115,18 +115,6 @@ TEST(ExpressionTest, TheTreeFollowsTheWords) {
         EXPECT_EQ(tree_of(words), packed(tree));
 }
 
-TEST(ExpressionTest, TheServerReadsWhatIsSentAndFindsTheKeyword) {
-    kx_memory_file out(64);
-    ASSERT_TRUE(parse_expression(Words{"-draft", "Blue-Sky", "size>1K"})->write(out));
-    kx_memory_file in = kx_memory_file::reading(out.contents());
-    Search search;
-    ASSERT_TRUE(search.read(in));
-    EXPECT_EQ(search.extract_keyword(), "blue");
-    std::string left;
-    search.print(left);
-    EXPECT_EQ(packed(left), "search(((blue-sky&\x02>1024)&(*!draft)))");
-}
-
 TEST(ExpressionTest, MistakesAreNamed) {
     const std::string range = " is out of range: numbers lie between -2147483648 and 2147483647";
     const std::vector<std::pair<Words, std::string>> rows = {

@@ -19,22 +19,6 @@ FileHash counting_hash() {
     return hash;
 }
 
-TEST(RecordsTest, APublishedFileCarriesNameSizeTypeAndFormat) {
-    const FrozenRecord record = file_record("/music/Blue Sky.OGG", {counting_hash(), 4096});
-    EXPECT_EQ(file_json(record.view()), nlohmann::json::parse(R"({
-        "hash": "000102030405060708090a0b0c0d0e0f", "name": "Blue Sky.OGG", "size": 4096,
-        "type": "Audio", "format": "ogg", "sources": null,
-        "first_source": {"id": 0, "address": "0.0.0.0", "port": 0, "reachable": false},
-        "tags": {"Name": "Blue Sky.OGG", "Size": 4096, "Type": "Audio", "Format": "ogg"}})"));
-}
-
-TEST(RecordsTest, OfALargeFileTheLowBitsOfTheSizeTravel) {
-    const std::uint64_t size = (std::uint64_t{5} << 30) + 7;
-    const FrozenRecord record = file_record("big", {counting_hash(), size});
-    EXPECT_EQ(file_json(record.view())["size"], (std::uint64_t{1} << 30) + 7);
-    EXPECT_EQ(record.view().tag_count(), 2U);  // no type and no format to tell
-}
-
 TEST(RecordsTest, OddTagsAreShownAndChangeNothingElse) {
     kx_memory_file out(64);
     write_bytes(out, counting_hash().bytes);

@@ -14,23 +14,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(TextTest, NumbersRoundAtTheirUnits) {
-    EXPECT_EQ(readable_size(0), "0 B");
-    EXPECT_EQ(readable_size(1023), "1023 B");
-    EXPECT_EQ(readable_size(1024), "1.0 KiB");
-    EXPECT_EQ(readable_size(1024 * 1024 - 1), "1.0 MiB");
-    EXPECT_EQ(readable_size(0xFFFFFFFF), "4.0 GiB");
-    EXPECT_EQ(readable_size(UINT64_MAX), "16777216.0 TiB");
-    EXPECT_EQ(readable_count(999), "999");
-    EXPECT_EQ(readable_count(1000), "1,000");
-    EXPECT_EQ(readable_count(1234567), "1,234,567");
-    EXPECT_EQ(readable_time(250us), "250 us");
-    EXPECT_EQ(readable_time(3140us), "3.1 ms");
-    EXPECT_EQ(readable_time(80s), "1 min 20 s");
-    EXPECT_EQ(readable_time(2h + 5min), "2 h 5 min");
-    EXPECT_EQ(counted(1, "file", "files"), "1 file");
-}
-
 TEST(TextTest, ATerminalGetsNothingItWouldObey) {
     EXPECT_EQ(printable("a\x1b[31mb\n\x7f"), "a?[31mb??");
     EXPECT_EQ(printable("gr\xC3\xBC\xC3\x9F"), "gr\xC3\xBC\xC3\x9F");
@@ -67,13 +50,6 @@ TablePrinter sample() {
     return table;
 }
 
-TEST(TablePrinterTest, WithoutATerminalNothingIsCut) {
-    EXPECT_EQ(sample().text(Terminal::none()),
-              "NAME                                        SIZE  TYPE\n"
-              "a rather long name of forty characters..     1 B  Audio\n"
-              "b                                         1000 B\n");
-}
-
 TEST(TablePrinterTest, ANarrowTerminalCutsTheNameThenDropsTheOptionalColumn) {
     EXPECT_EQ(sample().text(Terminal::of_width(45)),
               "NAME                              SIZE  TYPE\n"
@@ -88,28 +64,6 @@ TEST(TablePrinterTest, ANarrowTerminalCutsTheNameThenDropsTheOptionalColumn) {
 TEST(TablePrinterTest, AnAbsurdWidthStillShowsSomething) {
     const std::string text = sample().text(Terminal::of_width(1));
     EXPECT_NE(text.find("a rathe\xE2\x80\xA6     1 B\n"), std::string::npos) << text;
-}
-
-TEST(FileTypesTest, TheExtensionTellsTypeAndFormat) {
-    const auto kind = [](const char* name) {
-        const FileKind found = kind_of(name);
-        return std::string(found.type) + '/' + found.format;
-    };
-    EXPECT_EQ(kind("song.MP3"), "Audio/mp3");
-    EXPECT_EQ(kind("film.mkv"), "Video/mkv");
-    EXPECT_EQ(kind("photo.jpeg"), "Image/jpeg");
-    EXPECT_EQ(kind("book.pdf"), "Doc/pdf");
-    EXPECT_EQ(kind("setup.exe"), "Pro/exe");
-    EXPECT_EQ(kind("a.tar.gz"), "Archive/gz");
-    EXPECT_EQ(kind("7.7z"), "Archive/7z");
-    EXPECT_EQ(kind("z.zst"), "Archive/zst");
-    EXPECT_EQ(kind("libfoo.so.1.2.3"), "Pro/so");
-    EXPECT_EQ(kind("crontab.5"), "/5");
-    EXPECT_EQ(kind("strange.xyzzy"), "/xyzzy");
-    EXPECT_EQ(kind(".bashrc"), "/");
-    EXPECT_EQ(kind("README"), "/");
-    EXPECT_EQ(kind("dot."), "/");
-    EXPECT_EQ(kind("Mr. Smith goes to town"), "/");
 }
 
 }  // namespace
