@@ -10,8 +10,6 @@
 #include <thread>
 #include <utility>
 
-#include "base/file/kx_memory_file.h"
-#include "net/kx_named_address.h"
 #include "net/kx_net.h"
 #include "net/kx_proxy_socket.h"
 #include "net/kx_tcpip_socket.h"
@@ -26,12 +24,6 @@ constexpr std::uint32_t kAll = kReadable | kWritable | kException;
 constexpr int kPatience = 20'000;  // ms; only failures take this long
 
 const std::string kSocks4Granted = "\0\x5A\x12\x35\x0A\0\0\x01"s;
-
-std::string printed(const kx_net_address& address) {
-    kx_memory_file text(64);
-    address.print(text);
-    return {reinterpret_cast<const char*>(text.contents().data()), text.contents().size()};
-}
 
 void say(kx_net_socket& to, std::string_view bytes) {
     ASSERT_EQ(to.write(bytes.data(), static_cast<std::uint32_t>(bytes.size())),
@@ -103,14 +95,6 @@ TEST_F(ProxySocket, NothingMovesUntilTheConnectionStands) {
     EXPECT_EQ(hear(*socket_), "closed");
 }
 
-TEST_F(ProxySocket, AnHttpsConnectionIsWaitedForAsAskedOnceItStands) {
-    make(kx_proxy_type::https);
-    say(*proxy_, "HTTP/1.0 200 OK\r\n\r\nfirst");
-    EXPECT_EQ(socket_->wait_ready(kReadable, kPatience), kReadable);
-    EXPECT_EQ(hear(*socket_), "first");
-    EXPECT_EQ(hear(*proxy_).rfind("CONNECT 10.0.0.200:4661 HTTP/1.0\r\n", 0), 0U);
-}
-
 TEST_F(ProxySocket, AFailureIsAnExceptionWhateverElseIsAsked) {
     make(kx_proxy_type::https);
     say(*proxy_, "HTTP/1.0 407 Who are you?\r\n\r\n");
@@ -128,50 +112,6 @@ TEST_F(ProxySocket, ABindIsWritableWhenItListensAndReadableWhenThePeerHasCome) {
     say(*proxy_, kSocks4Granted);
     EXPECT_EQ(socket_->wait_ready(kAll, kPatience), kReadable);
     EXPECT_EQ(socket_->state(), kx_proxy_state::bound);
-}
-
-TEST_F(ProxySocket, AProgressCallbackBreaksTheNegotiationOff) {
-    make(kx_proxy_type::socks4);
-    int reports = 0;
-    const auto twice = [&](float share) {
-        EXPECT_GT(share, 0.0F);
-        EXPECT_LT(share, 1.0F);
-        return ++reports < 2;
-    };
-    EXPECT_EQ(socket_->wait_ready(kAll, kPatience, twice), kException);
-    EXPECT_EQ(reports, 2);
-    EXPECT_EQ(socket_->state(), kx_proxy_state::failed);
-}
-
-TEST(NamedAddress, IsANameAndAPort) {
-    kx_named_address address("server.example\0hidden"s);
-    address.set_port(4661);
-    EXPECT_EQ(printed(address), "server.example");
-    const std::unique_ptr<kx_net_address> copy = address.clone();
-    EXPECT_EQ(printed(*copy), "server.example");
-    EXPECT_EQ(copy->get_port(), 4661);
-    EXPECT_FALSE(copy->same_host(address));
-    EXPECT_FALSE(kx_ip_address(kLoopback, 4661).same_host(address));
-    kx_memory_file raw(8);
-    address.write_raw(raw);
-    EXPECT_EQ(raw.size(), 4U);
-}
-
-TEST(Proxied, OnlyProxiesThatLookNamesUpGetNames) {
-    for (const auto type : {kx_proxy_type::none, kx_proxy_type::socks4}) {
-        const auto net = kx_create_tcpip_protocol(settings(type));
-        const auto address = net->resolve("127.0.0.1");
-        ASSERT_NE(dynamic_cast<const kx_ip_address*>(address.get()), nullptr);
-    }
-    for (const auto type : {kx_proxy_type::socks5, kx_proxy_type::https}) {
-        const auto net = kx_create_tcpip_protocol(settings(type));
-        for (const std::string& text : {"127.0.0.1"s, "no such host!"s, std::string(300, 'x')}) {
-            const auto address = net->resolve(text);
-            ASSERT_NE(dynamic_cast<const kx_named_address*>(address.get()), nullptr);
-            EXPECT_EQ(printed(*address), text);
-            EXPECT_EQ(address->get_port(), 0);
-        }
-    }
 }
 
 TEST(Proxied, ABlockingConnectGoesThroughTheProxy) {
@@ -195,39 +135,6 @@ TEST(Proxied, ABlockingConnectGoesThroughTheProxy) {
             EXPECT_EQ(hear(*connected), "hello");
         }
     }
-}
-
-TEST(Proxied, EverythingElseStaysDirect) {
-    kx_tcpip_protocol direct;
-    for (const auto type : {kx_proxy_type::socks4, kx_proxy_type::socks5, kx_proxy_type::https}) {
-        // Nobody listens on port 1.
-        const auto net = kx_create_tcpip_protocol(settings(type));
-        const auto door = listening(*net);
-        const auto address = net->resolve("127.0.0.1");
-        address->set_port(door->local_address()->get_port());
-        const auto connecting =
-            net->connect(*address, SocketType::stream, ConnectMode::non_blocking);
-        ASSERT_NE(connecting, nullptr);
-        const auto visitor = accepted(*door);
-        EXPECT_TRUE(connecting->connected());
-        say(*visitor, "hello");
-        EXPECT_EQ(hear(*connecting), "hello");
-        EXPECT_NE(net->connect(*address, SocketType::datagram, ConnectMode::blocking), nullptr);
-
-        EXPECT_EQ(net->connect(*address, SocketType::stream, ConnectMode::blocking), nullptr);
-    }
-}
-
-TEST(Proxied, AProxyThatIsNowhereFailsTheConnect) {
-    const kx_ip_address target(kLoopback, 4661);
-    for (const std::int32_t port : {0, -1, 65'536, 0x10001}) {
-        kx_proxy_settings nowhere = settings(kx_proxy_type::https);
-        nowhere.port = port;
-        const auto net = kx_create_tcpip_protocol(nowhere);
-        EXPECT_EQ(net->connect(target, SocketType::stream, ConnectMode::blocking), nullptr);
-    }
-    const auto net = kx_create_tcpip_protocol(settings(kx_proxy_type::https, ""));
-    EXPECT_EQ(net->connect(target, SocketType::stream, ConnectMode::blocking), nullptr);
 }
 
 }  // namespace

@@ -16,16 +16,7 @@ using std::chrono::milliseconds;
 class Waiting final : public kx_thread {
 public:
     ~Waiting() override { stop(); }
-    void run_once() override {
-        ++steps;
-        entered.release();
-        woken_.wait(milliseconds(0));
-    }
-    void on_finished() override { ++finished; }
-
-    std::atomic<int> steps{0};
-    std::atomic<int> finished{0};
-    kx_semaphore entered;
+    void run_once() override { woken_.wait(milliseconds(0)); }
 
 private:
     void wake() override { woken_.release(); }
@@ -51,22 +42,6 @@ public:
 private:
     std::function<void(Scripted&)> step_;
 };
-
-TEST(KxThread, StartsAndStopsOverAndOver) {
-    Waiting thread;
-    EXPECT_EQ(thread.state(), kx_thread::State::stopped);
-    thread.stop();
-    for (int round = 1; round <= 20; ++round) {
-        thread.start();
-        thread.start();
-        EXPECT_EQ(thread.state(), kx_thread::State::running);
-        EXPECT_FALSE(thread.stop_requested());
-        thread.stop();
-        EXPECT_EQ(thread.state(), kx_thread::State::stopped);
-        EXPECT_TRUE(thread.stop_requested());
-    }
-    EXPECT_EQ(thread.finished, 0);
-}
 
 TEST(KxThread, IsWaitedForByEveryoneWhoStopsIt) {
     for (int round = 0; round < 50; ++round) {
@@ -101,13 +76,6 @@ TEST(KxThread, SaysSoWhenItEndsByItselfAndMayStartItselfAgain) {
     EXPECT_EQ(steps, 9);
 }
 
-TEST(KxThread, DoesNotWaitForItself) {
-    Scripted thread([](Scripted& self) { self.stop(); });
-    thread.start();
-    thread.stop();
-    EXPECT_TRUE(thread.stop_requested());
-}
-
 TEST(KxThread, IsStoppedOutOfALongPause) {
     kx_semaphore pausing;
     std::atomic<bool> cut_short{false};
@@ -120,16 +88,6 @@ TEST(KxThread, IsStoppedOutOfALongPause) {
     pausing.wait(milliseconds(0));
     thread.stop();
     EXPECT_TRUE(cut_short);
-}
-
-TEST(KxThreadDeathTest, EndsTheProcessWithAnErrorThatItsStepDoesNotCatch) {
-    EXPECT_EXIT(
-        {
-            Scripted thread([](Scripted&) { kx_error("lost", "step.cpp", 4); });
-            thread.start();
-            thread.finished.wait(milliseconds(0));
-        },
-        ::testing::ExitedWithCode(255), "Unrecoverable error at step.cpp:4: lost");
 }
 
 }  // namespace

@@ -53,20 +53,6 @@ protected:
     std::array<std::unique_ptr<kx_net_socket>, 3> filling_;
 };
 
-TEST_F(ReachabilityTestTest, SucceedsOnlyWhenTheConnectionWasMade) {
-    const auto listener = net_.listen(0, 0, SocketType::stream);
-    const std::uint16_t port = listener->local_address()->get_port();
-    start(port);
-    EXPECT_EQ(outcome_, true);
-    EXPECT_EQ(slot_, nullptr);
-
-    // A refused connect shows as writable as well.
-    outcome_.reset();
-    listener->close();
-    start(port);
-    EXPECT_EQ(outcome_, false);
-}
-
 TEST_F(ReachabilityTestTest, APeerThatDropsEverythingCountsAsUnreachableAtTheDeadline) {
     const std::uint16_t port = silent_port();
     start(port);
