@@ -1,6 +1,7 @@
 #include "client/ClientConnection.h"
 #include "client/ClientTable.h"
 #include "client/KeywordFileIndex.h"
+#include "meta/Meta.h"
 #include "tests/net/PoolFixture.h"
 
 namespace vorrim {
@@ -22,30 +23,6 @@ protected:
         return std::make_unique<ClientConnection>(std::move(make_pair()[0]), pool_, service_);
     }
 
-    static FrozenRecord record(std::uint8_t hash_byte) {
-        kx_memory_file bytes(64);
-        for (int i = 0; i < 16; ++i)
-            write_8(bytes, hash_byte);
-        write_32(bytes, 0);
-        write_16(bytes, 4662);
-        write_32(bytes, 0);
-        kx_memory_file stream = kx_memory_file::reading(bytes.written());
-        return FrozenRecord::from_network(stream);
-    }
-
-    static FileHash hash_of(std::uint8_t byte) {
-        FileHash hash;
-        hash.bytes.fill(std::byte{byte});
-        return hash;
-    }
-
-    // The client that answers to the identifier, or null.
-    const ClientConnection* holder(ClientId id) const {
-        const ClientConnection* found = nullptr;
-        table_.with_id(id, [&](ClientConnection& client) { found = &client; });
-        return found;
-    }
-
     Random random_{7};
     ClientTable table_{random_, kHighestLowId - 3};
     KeywordFileIndex files_;
@@ -53,22 +30,9 @@ protected:
     WelcomeLines welcome_;
     NoServers servers_;
     ServiceSettings settings_;
-    FrozenRecord own_ = record(0);
+    FrozenRecord own_ = FrozenRecord::from(Meta());
     ClientService service_{settings_, own_, table_, files_, rooms_, welcome_, servers_};
 };
-
-TEST_F(ClientTableTest, AnAddressIsClaimedByOneAndFreeWhenThatOneIsGone) {
-    const ClientId address(0x0100007F);
-    auto first = connect();
-    auto second = connect();
-    EXPECT_TRUE(table_.claim(*first, address));
-    EXPECT_FALSE(table_.claim(*second, address));
-    EXPECT_EQ(holder(address), first.get());
-    first.reset();
-    EXPECT_EQ(holder(address), nullptr);
-    EXPECT_TRUE(table_.claim(*second, address));
-    EXPECT_EQ(table_.count(), 1);
-}
 
 TEST_F(ClientTableTest, LowIdentifiersRunOutAndComeBackOneAtATime) {
     std::vector<std::unique_ptr<ClientConnection>> clients;
@@ -98,32 +62,6 @@ TEST_F(ClientTableTest, AnIdentifierInUseIsNeverGivenTwice) {
     auto low = connect();
     ASSERT_TRUE(table_.assign_low_id(*low));
     EXPECT_EQ(table_.id_of(*low), ClientId(kHighestLowId - 2));
-}
-
-TEST_F(ClientTableTest, AmongEqualsTheFirstToArriveIsFound) {
-    auto first = connect();
-    auto second = connect();
-    auto third = connect();
-    EXPECT_EQ(holder(ClientId(0)), first.get());
-    // Entering a shared key late does not lose the earlier arrival its place.
-    table_.set_record(*third, record(9));
-    table_.set_record(*second, record(9));
-    table_.set_record(*first, record(9));
-    const auto first_record = [&] {
-        const std::byte* found = nullptr;
-        table_.with_hash(hash_of(9), [&](RecordView view) { found = view.bytes().data(); });
-        return found;
-    };
-    EXPECT_EQ(first_record(), table_.record_of(*first).bytes().data());
-    ASSERT_TRUE(table_.assign_low_id(*first));
-    EXPECT_EQ(holder(ClientId(0)), second.get());
-    first.reset();
-    EXPECT_EQ(first_record(), table_.record_of(*second).bytes().data());
-    third.reset();
-    second.reset();
-    EXPECT_EQ(first_record(), nullptr);
-    EXPECT_EQ(holder(ClientId(0)), nullptr);
-    EXPECT_EQ(table_.count(), 0);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "client/index/OwnerIndex.h"
 #include "client/index/SourceList.h"
 #include "client/index/SparseBits.h"
+#include "client/index/keyword_hash.h"
 #include "tests/client/IndexModel.h"
 
 namespace vorrim {
@@ -23,6 +24,15 @@ TEST(IndexKeyedHash, IsSipHash13) {
     for (std::size_t i = 0; i < message.bytes.size(); ++i)
         message.bytes[i] = std::byte(i);
     EXPECT_EQ(keyed.of(message), 0xCC4FDD1A7D908B66u);
+}
+
+TEST(IndexKeywordHash, HasTheValuesThatEveryServerOfTheNetworkComputes) {
+    EXPECT_EQ(keyword_hash("a"), 0xCA2E9442u);
+    EXPECT_EQ(keyword_hash("abc"), 0xED131F5Bu);
+    EXPECT_EQ(keyword_hash("ABC"), 0xED131F5Bu);
+    EXPECT_EQ(keyword_hash("the"), 0xF9B5DBC0u);            // differs with unsigned shifts
+    EXPECT_EQ(keyword_hash(""), 1u);                        // 0 names no word
+    EXPECT_NE(keyword_hash("\xC9"), keyword_hash("\xE9"));  // only A to Z are folded
 }
 
 TEST(IndexSparseBits, FindsTheNextNumberLikeASet) {
@@ -123,15 +133,6 @@ TEST(IndexOwnerIndex, GivesBackEveryHandleOnce) {
         ASSERT_EQ(owners.take(ClientId(client)).sorted(),
                   std::vector(expected.begin(), expected.end()));
     EXPECT_EQ(owners.heap_bytes(), 0u);
-}
-
-TEST(IndexOwnerIndex, ANewFileCostsAboutAByte) {
-    OwnerIndex owners;
-    std::vector<std::uint32_t> handles(10000);
-    for (std::uint32_t i = 0; i < handles.size(); ++i)
-        handles[i] = 5000000 + i;
-    owners.add(ClientId(7), handles);
-    EXPECT_LT(owners.heap_bytes(), handles.size() * 11 / 10);
 }
 
 }  // namespace

@@ -130,14 +130,6 @@ TEST(IndexRowSearch, FindsWhatABinarySearchFinds) {
         }
 }
 
-TEST(IndexRowList, AVisitStopsWhereItIsTold) {
-    RowList list;
-    for (std::uint32_t row = 0; row < 6000; ++row)
-        list.append(row < 3000 ? row : row * 100);
-    for (const std::size_t most : {1, 2, 700, 2999, 3000, 3001, 5999})
-        EXPECT_EQ(visited(list, 0, most).found.size(), most);
-}
-
 TEST(IndexRowList, GivesItsMemoryBack) {
     RowList list;
     Rows rows;
@@ -156,13 +148,6 @@ TEST(IndexRowList, GivesItsMemoryBack) {
         list.erase(rows[i]);
     EXPECT_TRUE(list.empty());
     EXPECT_EQ(list.heap_bytes(), 0u);
-}
-
-TEST(IndexRowList, DenseRowsCostBits) {
-    RowList list;
-    for (std::uint32_t row = 0; row < 1000000; row += 4)
-        list.append(row);
-    EXPECT_LT(list.heap_bytes(), 250000 * 4 / 5u);
 }
 
 TEST(IndexRowListTable, HoldsOneListPerKeyAndDropsEmptyOnes) {

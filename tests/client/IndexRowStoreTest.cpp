@@ -216,14 +216,6 @@ TEST(IndexCandidatePlan, AsksForWhatMustBeThere) {
               Texts{"blue sea"});
 }
 
-TEST(IndexCandidatePlan, DismissesNothingWhenEvaluationWouldReport) {
-    EXPECT_TRUE(CandidatePlan(*combine(9, word("blue"), word("sea"))).admits_all());
-    EXPECT_TRUE(CandidatePlan(*combine(CombineOp::kAnd, word("blue"),
-                                       std::make_unique<SN_IntTagCompare>(1, 6, "x")))
-                    .admits_all());
-    EXPECT_FALSE(CandidatePlan(*word("blue")).admits_all());
-}
-
 // Thousands of alternatives or levels must neither recurse without bound nor cost each segment.
 TEST(IndexCandidatePlan, GivesUpOnHugeTrees) {
     auto wide = word("green");
