@@ -161,10 +161,6 @@ void ServerDirectory::writeWorkingList(kx_memory_file& out) const {
     store_8(out.data() + count_at, count);
 }
 
-std::size_t ServerDirectory::workingListSize() const {
-    return std::size_t{kListEntryBytes} * working_.count() + 1;
-}
-
 void ServerDirectory::forEachKnown(const std::function<void(const ServerMeta&)>& see) const {
     known_.forEach(see);
 }

@@ -58,9 +58,6 @@ public:
     void learn(std::uint32_t address, std::uint16_t port, Told told) override;
     void writeWorkingList(kx_memory_file& out) const override;
 
-    // Bytes of the written list as long as not more work than one list can name.
-    [[nodiscard]] std::size_t workingListSize() const;
-
     // In list order. The callback must not use the directory.
     void forEachKnown(const std::function<void(const ServerMeta&)>& see) const;
     void forEachWorking(const std::function<void(const ServerMeta&)>& see) const;

@@ -115,14 +115,5 @@ TEST(ConfigCheck, TheReportShowsEffectiveValuesAndWhereTheyComeFrom) {
     EXPECT_FALSE(std::filesystem::exists("vorrim.log")) << "a check leaves no files";
 }
 
-TEST(ConfigCheck, AMissingFileIsAProblemWhereItWasNamed) {
-    const ScratchFolder folder;
-    const auto check = [](MissingFile missing) {
-        return checkConfig("none.ini", missing, [] { return 1U; });
-    };
-    EXPECT_TRUE(check(MissingFile::is_fine).good);
-    EXPECT_FALSE(check(MissingFile::is_a_problem).good);
-}
-
 }  // namespace
 }  // namespace vorrim

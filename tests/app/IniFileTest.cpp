@@ -83,17 +83,5 @@ TEST(IniFile, ValuesAreNumbersSwitchesAndRows) {
     EXPECT_FALSE(ini.getIndexed("server", "room", 1));
 }
 
-TEST(IniFile, WhatCannotBeReadCannotBeOpened) {
-    const ScratchFolder folder;
-    folder.write("good.ini", "[server]\na=1\n");
-    IniFile ini;
-    EXPECT_TRUE(ini.open("good.ini"));
-    EXPECT_EQ(ini.getString("server", "a"), "1");
-    EXPECT_FALSE(ini.open("missing.ini"));
-    EXPECT_FALSE(ini.open("."));  // a folder
-    EXPECT_FALSE(ini.open(""));
-    EXPECT_FALSE(ini.getString("server", "a")) << "the earlier file is forgotten";
-}
-
 }  // namespace
 }  // namespace vorrim

@@ -14,6 +14,7 @@
 #include "base/kx_err.h"
 #include "meta/ClientId.h"
 #include "tests/app/support.h"
+#include "tests/base/RecordingOutput.h"
 #include "tests/net/NotingNetwork.h"
 
 namespace vorrim {
@@ -56,37 +57,13 @@ protected:
     }
 
     ScratchFolder folder_;
-    RecordingOutput output_;
+    testing::RecordingOutput output_;
     ScopedOutput current_{output_};
     ServerSettings settings_;
     NotingNetwork net_;
     LimitLog limits_;
     ServerDirectory directory_{settings_, net_, limits_};
 };
-
-TEST_F(ServerDirectoryTest, WithoutAFileItBeginsWithTheSeedAndCallsItAtOnce) {
-    settings_.seedIP = "1.2.3.4";
-    settings_.seedPort = 5000;
-    directory_.start();
-    EXPECT_EQ(known(), (Servers{"1.2.3.4:5000 0"}));
-    output_.set_verbose(true);
-    directory_.sweep();
-    EXPECT_EQ(net_.take(), (Datagrams{{"1.2.3.4:5004", kHello}}));
-    EXPECT_EQ(output_.text, "Finding other servers...\nCalling: 67305985 : 5000\n");
-    EXPECT_EQ(known(), (Servers{"1.2.3.4:5000 1"}));
-    EXPECT_EQ(working(), Servers());
-}
-
-TEST_F(ServerDirectoryTest, WithoutAGoodSeedItBeginsWithNothing) {
-    for (const char* seed : {"", "localhost", "1.2.3"}) {
-        settings_.seedIP = seed;
-        ServerDirectory directory(settings_, net_, limits_);
-        directory.start();
-        EXPECT_EQ(list([&](const auto& see) { directory.forEachKnown(see); }), Servers()) << seed;
-    }
-    directory_.start();  // no seed at all
-    EXPECT_EQ(known(), Servers());
-}
 
 TEST_F(ServerDirectoryTest, AFileThatCannotBeReadGivesWayToTheSeed) {
     settings_.seedIP = "1.2.3.4";
@@ -113,20 +90,6 @@ TEST_F(ServerDirectoryTest, AFileThatCannotBeReadGivesWayToTheSeed) {
     }
 }
 
-TEST_F(ServerDirectoryTest, SilentServersAreCalledSixTimesAndForgottenByTheSeventhSweep) {
-    directory_.learn(kOther, 4661, Told::at_home);
-    directory_.learn(kOther, 4662, Told::at_home);
-    for (int sweep = 1; sweep <= 6; ++sweep) {
-        directory_.sweep();
-        EXPECT_EQ(net_.take().size(), 2U) << sweep;
-        if (sweep == 3) directory_.onListHeader(kOther, 4662, Told::at_home);
-    }
-    EXPECT_EQ(known(), (Servers{"1.2.3.4:4661 6", "1.2.3.4:4662 3"}));
-    directory_.sweep();
-    EXPECT_EQ(net_.take(), (Datagrams{{"1.2.3.4:4666", kHello}}));
-    EXPECT_EQ(known(), (Servers{"1.2.3.4:4662 4"}));
-}
-
 TEST_F(ServerDirectoryTest, TheCountOfPingsGoesOnAfterARestart) {
     directory_.learn(kOther, 4661, Told::at_home);
     for (int sweep = 1; sweep <= 6; ++sweep)
@@ -149,39 +112,6 @@ TEST_F(ServerDirectoryTest, ItNeverCallsNorForgetsItself) {
         directory_.sweep();
     EXPECT_EQ(net_.take().size(), 6U);
     EXPECT_EQ(known(), (Servers{"5.3.2.1:4661 0"}));
-}
-
-TEST_F(ServerDirectoryTest, AGreetingIsAnsweredWhereItSaysWithAllWhoWereHeardFrom) {
-    directory_.onHello(kOther, 4661, Told::at_home);
-    EXPECT_EQ(net_.take(),
-              (Datagrams{{"1.2.3.4:4665", std::string("\xE3\xA1\x05\x03\x02\x01\x35\x12\x01"
-                                                      "\x01\x02\x03\x04\x35\x12",
-                                                      15)}}));
-    directory_.onHello(kOther, 0xFFFF,
-                       Told::at_home);                // the ports are 16 bits wide: 65535 + 4 is 3
-    directory_.onHello(kOther, 4661, Told::at_home);  // known already, and counted once
-    EXPECT_EQ(net_.take(),
-              (Datagrams{{"1.2.3.4:3", std::string("\xE3\xA1\x05\x03\x02\x01\x35\x12\x02"
-                                                   "\x01\x02\x03\x04\x35\x12"
-                                                   "\x01\x02\x03\x04\xFF\xFF",
-                                                   21)},
-                         {"1.2.3.4:4665", std::string("\xE3\xA1\x05\x03\x02\x01\x35\x12\x02"
-                                                      "\x01\x02\x03\x04\x35\x12"
-                                                      "\x01\x02\x03\x04\xFF\xFF",
-                                                      21)}}));
-    EXPECT_EQ(known(), (Servers{"1.2.3.4:4661 0", "1.2.3.4:65535 0"}));
-    EXPECT_EQ(directory_.workingListSize(), 13U);
-}
-
-TEST_F(ServerDirectoryTest, AListMakesAKnownSenderFreshAndAnUnknownOneNotKnown) {
-    directory_.learn(kOther, 4661, Told::at_home);
-    directory_.sweep();
-    directory_.onListHeader(kOther, 4661, Told::at_home);
-    directory_.onListHeader(kOther, 4662, Told::at_home);
-    EXPECT_EQ(known(), (Servers{"1.2.3.4:4661 0"}));
-    EXPECT_EQ(working(), (Servers{"1.2.3.4:4661 0"}));
-    directory_.sweep();
-    EXPECT_EQ(working(), Servers());
 }
 
 TEST_F(ServerDirectoryTest, WithoutRoomThoseWhoAnsweredStayAndThoseOnlyHeardOfMakeRoom) {
@@ -225,33 +155,6 @@ TEST_F(ServerDirectoryTest, AListNamesTheFirst230) {
         EXPECT_EQ(bytes[8], '\xE6');
         EXPECT_EQ(bytes.substr(1389 - 6), std::string("\x01\x02\x03\x04\xE6\x00", 6));
     }
-    EXPECT_EQ(directory_.workingListSize(), 6U * 231 + 1);
-}
-
-TEST_F(ServerDirectoryTest, AServerThatIsNotPublicKeepsItsListAndIsSilent) {
-    settings_.publicServer = false;
-    settings_.seedIP = "1.2.3.4";
-    directory_.start();
-    directory_.sweep();
-    directory_.onHello(kOther, 4662, Told::at_home);
-    EXPECT_EQ(output_.text, "");
-    EXPECT_EQ(net_.take(), Datagrams());
-    EXPECT_EQ(known(), (Servers{"1.2.3.4:4661 0"}));
-    directory_.save();
-    ServerDirectory next(settings_, net_, limits_);
-    settings_.seedIP.reset();
-    next.start();
-    EXPECT_EQ(list([&](const auto& see) { next.forEachKnown(see); }), known());
-}
-
-TEST_F(ServerDirectoryTest, AFailingSaveOrSendChangesNothing) {
-    settings_.serverListFile = "no such folder/serverList.met";
-    net_.unreachable = true;
-    directory_.learn(kOther, 4661, Told::at_home);
-    directory_.save();
-    directory_.sweep();
-    directory_.onHello(kOther, 4662, Told::at_home);
-    EXPECT_EQ(known(), (Servers{"1.2.3.4:4661 1", "1.2.3.4:4662 0"}));
 }
 
 // Meant for the sanitizers: everything at once, with servers that are forgotten while they greet.

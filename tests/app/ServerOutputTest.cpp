@@ -5,7 +5,6 @@
 #include <memory>
 #include <sstream>
 #include <string>
-#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -34,14 +33,13 @@ protected:
         console_->flush(OutputWriter::kLastPatience);
         return take_shown();
     }
-    static std::string read_all(int descriptor) {
+    std::string take_shown() {
         std::string text;
         std::array<char, 65536> room{};
-        for (ssize_t count = 0; (count = ::read(descriptor, room.data(), room.size())) > 0;)
+        for (ssize_t count = 0; (count = ::read(ends_[0], room.data(), room.size())) > 0;)
             text.append(room.data(), static_cast<std::size_t>(count));
         return text;
     }
-    std::string take_shown() { return read_all(ends_[0]); }
     static std::string logged(Output& output) {
         output.flush();
         return ScratchFolder::read("log");
@@ -50,49 +48,12 @@ protected:
         if (ends_[0] >= 0) ::close(ends_[0]);
         ends_[0] = -1;
     }
-    void print_one_of_each(Output& output) {
-        output.printLine("line %d", 1);
-        output.printError("error %d\n", 2);
-        output.printVerbose("verbose %d\n", 3);
-        output.printLocked("locked %d\n", 4);
-        output.notify("notice");
-    }
 
     ScratchFolder folder_;
     ServerSettings settings_;
     std::array<int, 2> ends_{-1, -1};
     std::unique_ptr<OutputWriter> console_;
 };
-
-TEST_F(ServerOutputTest, TheSettingsDecideWithEachMessageWhereItGoes) {
-    ScratchFolder::write("log", "of an earlier run\n");
-    ServerOutput output(settings_, *console_);
-    output.printLine("before the settings");
-    EXPECT_EQ(shown(), "before the settings\n");
-    EXPECT_EQ(logged(output), "of an earlier run\n");
-
-    settings_.logFile = true;
-    print_one_of_each(output);
-    const std::string three = "line 1\nerror 2\nlocked 4\n";
-    EXPECT_EQ(shown(), three);
-    EXPECT_EQ(logged(output), "of an earlier run\n" + three);
-
-    settings_.console = false;
-    output.set_verbose(true);
-    output.printVerbose("verbose %d\n", 3);
-    output.log("in the log alone\n");
-    EXPECT_EQ(shown(), "");
-    EXPECT_EQ(logged(output), "of an earlier run\n" + three + "verbose 3\nin the log alone\n");
-
-    settings_.logFile = false;
-    print_one_of_each(output);
-    EXPECT_EQ(shown(), "");
-}
-
-TEST_F(ServerOutputTest, TheLogIsCreatedWhateverTheSettingsSay) {
-    const ServerOutput output(settings_, *console_);
-    EXPECT_TRUE(std::filesystem::exists("log"));
-}
 
 TEST_F(ServerOutputTest, TextsAreCutAtTheBuffersAndNeverReadAsFormats) {
     ServerOutput output(settings_, *console_);
@@ -163,25 +124,6 @@ TEST_F(ServerOutputTest, AConsoleThatNobodyReadsCostsMessagesButNeverAWait) {
     EXPECT_EQ(accounted_for(text, kLine, "console"), kManyLines);
 }
 
-TEST_F(ServerOutputTest, ALogThatNobodyReadsKeepsNobodyWaitingNotEvenAtTheEnd) {
-    ASSERT_EQ(::mkfifo("log", 0600), 0);
-    OutputWriter log("log", FileSink::for_log("log"));
-    for (std::size_t n = 0; n < kManyLines; ++n)
-        log.print(kLine + '\n');
-    const int reader = ::open("log", O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    std::string text;
-    while (!log.flush(std::chrono::milliseconds(1)))
-        text += read_all(reader);
-    log.print("back again\n");
-    log.flush(OutputWriter::kLastPatience);
-    text += read_all(reader);
-    ::close(reader);
-    EXPECT_TRUE(text.ends_with("back again\n"));
-    EXPECT_EQ(accounted_for(text, kLine, "log"), kManyLines);
-    for (std::size_t n = 0; n < kManyLines; ++n)  // stuck again when the object goes
-        log.print(kLine + '\n');
-}
-
 TEST_F(ServerOutputTest, WhatWasPrintedBeforeAnErrorThatEndsTheProcessIsInTheLog) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "ThreadSanitizer ends a forked process that starts threads";
@@ -198,27 +140,6 @@ TEST_F(ServerOutputTest, WhatWasPrintedBeforeAnErrorThatEndsTheProcessIsInTheLog
         },
         ::testing::ExitedWithCode(255), "boom");
     EXPECT_EQ(ScratchFolder::read("log").size(), 1000 * (kLine.size() + 1));
-}
-
-TEST_F(ServerOutputTest, ALogThatWasMovedAwayIsMadeAnewAndOneThatCannotBeStays) {
-    settings_.logFile = true;
-    settings_.console = false;
-    ServerOutput output(settings_, *console_);
-    output.printLine("one");
-    output.flush();
-    std::filesystem::rename("log", "log.1");
-    output.printLine("two");
-    output.flush();
-    EXPECT_TRUE(output.reopenLog());
-    output.printLine("three");
-    EXPECT_EQ(logged(output), "three\n");
-    EXPECT_EQ(ScratchFolder::read("log.1"), "one\ntwo\n");
-    std::filesystem::rename("log", "log.2");
-    std::filesystem::create_directory("log");
-    EXPECT_FALSE(output.reopenLog());
-    output.printLine("four");
-    output.flush();
-    EXPECT_EQ(ScratchFolder::read("log.2"), "three\nfour\n");
 }
 
 TEST_F(ServerOutputTest, NeitherAClosedConsoleNorALogThatCannotBeWrittenMatters) {

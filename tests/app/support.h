@@ -1,17 +1,12 @@
 #pragma once
 // What the tests of this floor share.
 
-#include <array>
-#include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <unistd.h>
-
-#include "base/Output.h"
 
 namespace vorrim {
 
@@ -44,28 +39,6 @@ public:
 private:
     std::filesystem::path before_;
     std::filesystem::path path_;
-};
-
-// Remembers what is printed.
-class RecordingOutput final : public Output {
-public:
-    void vprintLine(const char* format, va_list arguments) override
-        __attribute__((format(printf, 2, 0))) {
-        vprintError(format, arguments);
-        text += '\n';
-    }
-    void vprintError(const char* format, va_list arguments) override
-        __attribute__((format(printf, 2, 0))) {
-        std::array<char, 4096> line{};
-        std::vsnprintf(line.data(), line.size(), format, arguments);
-        text += line.data();
-    }
-    void vprintVerbose(const char* format, va_list arguments) override
-        __attribute__((format(printf, 2, 0))) {
-        if (verbose()) vprintError(format, arguments);
-    }
-
-    std::string text;
 };
 
 }  // namespace vorrim
