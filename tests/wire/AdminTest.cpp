@@ -144,22 +144,6 @@ TEST(Admin, OfTwoAtTheSameMomentOneGetsIn) {
     }
 }
 
-TEST(Admin, AStopFromAfarEndsTheQuietWaitAtOnce) {
-    for (const bool console : {true, false}) {
-        ServerProcess server(ServerProcess::Setup{
-            .settings = kAccount + (console ? "" : "console=false"), .standard_input_open = false});
-        if (console) wait_for_prompt(server);
-        const Administrator admin(server, kName, kPassword);
-        const auto start = std::chrono::steady_clock::now();
-        admin.send_stop();
-        wait_until("the server ends", [&] { return !server.running(); });
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
-        EXPECT_EQ(server.stop(SIGTERM), 1);
-        admin.connection().expect_closed();
-        EXPECT_EQ(server.folder()->read("serverList.met").size(), 5U);
-    }
-}
-
 TEST(Admin, AStopFromAfarWaitsForTheLineThatTheOperatorIsTyping) {
     ServerProcess server(kAccount);
     wait_for_prompt(server);
@@ -217,7 +201,6 @@ TEST(Admin, WhoGuessesWaitsAndNobodyElseDoes) {
     {
         const Administrator other(server, kName, kPassword);
         EXPECT_EQ(other.ask("g"), "Users: 0\t\tFiles: 0");
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
     }
     EXPECT_EQ(slow.receive(), "Valid\n");
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));

@@ -45,19 +45,6 @@ void expect_in(const Program& program, const std::string& text) {
 constexpr const char* kHelloHash = "5891b5b522d5df086d0ff0b110fbd9d2";
 constexpr const char* kEmptyHash = "e3b0c44298fc1c149afbf4c8996fb924";
 
-TEST(Cli, StatusShowsWhatTheServerCountsAndSaysOfItself) {
-    const ServerProcess server("name=Test server\ndesc=for tests\n");
-    const WireClient client = WireClient::high(server);
-    client.publish(songs(3));
-    const Json status = json_of(server, {"status"});
-    EXPECT_EQ(status["users"], 1);
-    EXPECT_EQ(status["files"], 3);
-    EXPECT_EQ(status["name"], "Test server");
-    EXPECT_EQ(status["description"], "for tests");
-    EXPECT_EQ(status["address"], "127.0.0.1");
-    EXPECT_EQ(json_of(server, {"status", "--udp"})["name"], nullptr);
-}
-
 TEST(Cli, PublishedFilesAreFoundWithTheirTagsUntilCtrlC) {
     const ServerProcess server;
     const ScratchFolder folder;

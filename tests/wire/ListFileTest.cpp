@@ -106,18 +106,5 @@ TEST(ListFile, WhatAKillLeavesBesideTheFileIsNeitherReadNorInTheWay) {
     EXPECT_FALSE(folder->has(kBeside));
 }
 
-TEST(ListFile, AFolderThatTakesNoFileLeavesTheOldOneAndTheServerRunning) {
-    const auto folder = std::make_shared<ScratchFolder>();
-    const std::string old_list = bare_list();
-    folder->write(kFile, old_list);
-    // What stands beside cannot be written: it is a folder.
-    std::filesystem::create_directory(folder->path() / kBeside);
-    ServerProcess server(ServerProcess::Setup{.settings = "", .folder = folder});
-    server.type("sweep\ng\n");
-    server.wait_for_output("Users: ");
-    EXPECT_EQ(server.stop(SIGTERM), 1);
-    EXPECT_EQ(folder->read(kFile), old_list);
-}
-
 }  // namespace
 }  // namespace vorrim::wire

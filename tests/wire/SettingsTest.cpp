@@ -13,19 +13,6 @@ Names welcome_of(const ServerProcess& server) {
     return client.login(client_record(hash_of(1), "guest")).texts;
 }
 
-// What clients are told of a server at this address with these tags.
-void expect_own_record(const ServerProcess& server, std::uint32_t address, std::string_view name,
-                       std::string_view description) {
-    const WireClient client(server);
-    EXPECT_EQ(client.ask(hex("14")), hex("32 00"));
-    EXPECT_EQ(client.receive(),
-              hex("41").add(
-                  encode(Record{{},
-                                address,
-                                server.ports().client(),
-                                {text_tag(kName, name), text_tag(kDescription, description)}})));
-}
-
 TEST(Settings, OnlyLinesOfTheSectionCountAsTheyStand) {
     const ServerProcess server(ServerProcess::Setup{
         .ini = "welcome[0]=before\n[other]\nwelcome[0]=other\n[server]\r\nport={port}\r\n"
@@ -46,26 +33,14 @@ TEST(Settings, ALineMayBeVeryLongAndClientsReceiveWhatATextCanHold) {
     EXPECT_EQ(welcome_of(server), (Names{"server version 16.36", longest, longest}));
     EXPECT_EQ(WireClient(server).ask(hex("1D")),
               hex("39 01 FE FF").raw(longest).add(hex("00 00 02 00")));
-    expect_own_record(server, 0x0100007F, longest, "d");
-}
-
-TEST(Settings, TheServersOwnRecordFollowsThem) {
-    expect_own_record(ServerProcess("thisIP=1.2.3.4\nname=A name\ndesc=Text"), 0x04030201, "A name",
-                      "Text");
-    const ServerProcess nameless("thisIP=1.2.3");  // no address
-    EXPECT_NE(nameless.output().find("Using IP: 0.0.0.0\n\n"), std::string::npos);
-    expect_own_record(nameless, 0, "", "");
-
-    // Without the setting the host's own is taken.
-    const ServerProcess server(
-        ServerProcess::Setup{.ini = "[server]\nport={port}\nadminPort={adminPort}\n"});
+    // What clients are told of the server itself.
     const WireClient client(server);
     EXPECT_EQ(client.ask(hex("14")), hex("32 00"));
-    Reader own(client.receive().from(17));
-    std::string told;
-    for (int i = 0; i < 4; ++i)
-        told += (i ? "." : "") + std::to_string(own.u8());
-    EXPECT_NE(server.output().find("Using IP: " + told + "\n"), std::string::npos) << told;
+    const Record own{{},
+                     kLocalhost.value(),
+                     server.ports().client(),
+                     {text_tag(kName, longest), text_tag(kDescription, "d")}};
+    EXPECT_EQ(client.receive(), hex("41").add(encode(own)));
 }
 
 TEST(Settings, ATableBelowOneIsOfOneWithALineThatSaysSo) {

@@ -61,17 +61,6 @@ TEST(Startup, WithoutSettingsItUsesTheDefaults) {
     if (!isolated) GTEST_SKIP() << "no private network, so the default ports may be in use";
 }
 
-TEST(Startup, WithTheConsoleOffOnlyTheFolderIsShown) {
-    ServerProcess server("console=false\nverbose=true");
-    const WireClient client = WireClient::low(server);
-    EXPECT_TRUE(client.answers(hex("17")).empty());
-    EXPECT_EQ(server.output(), current_folder(server));
-    EXPECT_EQ(server.errors(), "");
-    EXPECT_EQ(server.folder()->read("log"), "");
-    EXPECT_EQ(server.stop(SIGTERM), 1);
-    EXPECT_EQ(server.output(), current_folder(server));
-}
-
 TEST(Startup, TheLogHoldsWhatTheConsoleShowsFromTheSettingsOn) {
     const ServerProcess server("logFile=true\nverbose=true\nfilter[0]=()");
     server.wait_for_prompt();
@@ -89,28 +78,6 @@ TEST(Startup, TheLogHoldsWhatTheConsoleShowsFromTheSettingsOn) {
     output.erase(output.find("> "), 2);  // the console's prompt is no message
     EXPECT_EQ(current_folder(server) + log, output);
     EXPECT_TRUE(server.folder()->has("vorrim.log"));
-}
-
-TEST(Startup, TheLogKeepsEarlierRuns) {
-    const auto folder = std::make_shared<ScratchFolder>();
-    folder->write("log", "an older line\n");
-    for (int run = 1; run <= 2; ++run) {
-        ServerProcess server(
-            ServerProcess::Setup{.settings = "logFile=true\nconsole=false", .folder = folder});
-        EXPECT_EQ(server.stop(SIGTERM), 1);
-    }
-    const std::string one_run =
-        std::string("Using log file.\n\n") + kWelcome + "Using IP: 127.0.0.1\n\n";
-    EXPECT_EQ(folder->read("log"), "an older line\n" + one_run + one_run);
-}
-
-TEST(Startup, AnEndOfStandardInputIsNoCommandToStop) {
-    ServerProcess server(ServerProcess::Setup{.standard_input_open = false});
-    server.wait_for_prompt();
-    for (int i = 0; i < 20; ++i)
-        EXPECT_EQ(WireClient(server).ask(callback(1)), hex("36 01 00 00 00"));
-    EXPECT_TRUE(server.running());
-    EXPECT_EQ(server.stop(SIGTERM), 1);
 }
 
 TEST(Shutdown, ClosesEveryConnectionLeavesWith1AndThePortsServeAgainAtOnce) {

@@ -52,13 +52,6 @@ TEST(VersionGate, TheFirstVersionTagOfTheRecordDecides) {
     }
 }
 
-TEST(VersionGate, TheWelcomeLinesComeInTheirOrder) {
-    const ServerProcess server("welcome[0]=A first line\nwelcome[1]=50% and more\nwelcome[2]=");
-    WireClient client(server);
-    EXPECT_EQ(client.login(client_record(hash_of(1), "guest")).texts,
-              (Names{"server version 16.36", "A first line", "50% and more", ""}));
-}
-
 TEST(VersionGate, ARefusedClientStaysUntilItsNextPacketWhichIsNotAnswered) {
     const ServerProcess server;
     const Bytes old_login = packet(login(client_record(hash_of(1), "old", 49)));
