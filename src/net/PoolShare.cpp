@@ -15,6 +15,16 @@ constexpr std::uint32_t kReplyGrowth = 16 * 1024;  // of the replies of a turn
 constexpr std::uint32_t kRepliesKept = 1024 * 1024;
 constexpr std::size_t kFewTasks = 64;
 
+// With thousands of tasks the next one is seldom in a cache: a connection, the largest of them, is
+// six lines long.
+constexpr std::size_t kTasksAhead = 4;
+void prefetch(const Task& task) noexcept {
+    constexpr std::size_t kLine = 64;
+    constexpr std::size_t kLines = 6;
+    for (std::size_t line = 0; line < kLines; ++line)
+        __builtin_prefetch(reinterpret_cast<const std::byte*>(&task) + line * kLine, 1);
+}
+
 thread_local PoolShare* running_share = nullptr;
 
 // Names the share whose worker the thread is, for the length of a block.
@@ -246,13 +256,15 @@ void PoolShare::run_once(std::optional<std::chrono::nanoseconds> limit) {
     fire_deadlines();
 
     running_.swap(ready_);
-    for (Task* const task : running_) {
-        task->queued_ = false;
-        if (task->leaving_) {
-            dismiss(*task);
+    for (std::size_t at = 0; at < running_.size(); ++at) {
+        if (at + kTasksAhead < running_.size()) prefetch(*running_[at + kTasksAhead]);
+        Task& task = *running_[at];
+        task.queued_ = false;
+        if (task.leaving_) {
+            dismiss(task);
             continue;
         }
-        give_turn(*task, [&] { return task->doTask(pool_); });
+        give_turn(task, [&] { return task.doTask(pool_); });
     }
     running_.clear();
     if (tasks_.capacity() > kFewTasks && tasks_.size() < tasks_.capacity() / 4) give_back_memory();

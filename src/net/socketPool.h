@@ -3,7 +3,7 @@
 //
 // There is no thread of the pool's own: each worker waits on the readiness set of its share, so a
 // request never changes hands. Without workers there are no shares, and what is added waits
-// unserved.
+// unserved. As many shares are given tasks as there are processors.
 //
 // Threads: `add` from any thread; the rest before the workers start or after they have stopped.
 
@@ -32,7 +32,8 @@ public:
 
     // Makes the share of one more worker.
     [[nodiscard]] PoolShare& add_share();
-    // Takes the task over and hands it to the share with the fewest tasks; null is ignored.
+    // Takes the task over; null is ignored. It goes to the share of the worker that adds it while
+    // that has not many more tasks than the others, else to the one with the fewest.
     void add(std::unique_ptr<Task> task);
     // Destroys every task.
     void delete_all();
@@ -46,6 +47,7 @@ private:
     const Clock& clock_;
     const std::unique_ptr<Limits> no_limits_;  // when none were given
     Limits& limits_;
+    const std::size_t useful_shares_;
     std::vector<std::unique_ptr<PoolShare>> shares_;
     kx_critical_section unserved_lock_;
     std::vector<std::unique_ptr<Task>> unserved_ GUARDED_BY(unserved_lock_);
