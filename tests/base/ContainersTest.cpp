@@ -27,7 +27,7 @@ TEST(KxList, BehavesAsAVector) {
         int* const item = &items[random.below(items.size())];
         const std::size_t place = random.below(model.size() + 2);
         const auto at = model.begin() + static_cast<long>(std::min(place, model.size()));
-        switch (random.below(9)) {
+        switch (random.below(10)) {
             case 0:
                 list.prepend(item);
                 model.insert(model.begin(), item);
@@ -61,6 +61,15 @@ TEST(KxList, BehavesAsAVector) {
             case 6:
                 list.remove_after(list.end());
                 if (!model.empty()) model.erase(model.begin());
+                break;
+            case 7:
+                // At the end it comes, at the front it goes.
+                other.append(item);
+                list.append_all(other);
+                list.remove_all(other);
+                other.clear();
+                model.push_back(item);
+                remove(item);
                 break;
             default:
                 list.remove(item);

@@ -88,6 +88,27 @@ TEST_F(DiskFile, ReadsBackWhatItHasJustWritten) {
     EXPECT_EQ(read_32(*file), 0x0202u);
 }
 
+TEST_F(DiskFile, MapsOneRangeAtATime) {
+    put("file", std::string(5000, 'a') + "bcd");
+    auto file = kx_open_file(path("file"), KX_FILE_READ | KX_FILE_WRITE);
+    auto* const bytes = static_cast<char*>(file->map(5000, 3, KX_FILE_READ));
+    ASSERT_NE(bytes, nullptr);
+    EXPECT_EQ(std::string(bytes, 3), "bcd");
+    EXPECT_EQ(file->map(0, 1, KX_FILE_READ), nullptr);
+    EXPECT_FALSE(file->unmap(bytes + 1, 3));
+    EXPECT_TRUE(file->unmap(bytes, 3));
+    EXPECT_FALSE(file->unmap(bytes, 3));
+
+    EXPECT_EQ(file->map(5000, 4, KX_FILE_READ), nullptr);
+    EXPECT_EQ(file->map(0, 0, KX_FILE_READ), nullptr);
+    auto* const longer = static_cast<char*>(file->map(5000, 10, KX_FILE_READ | KX_FILE_WRITE));
+    ASSERT_NE(longer, nullptr);
+    std::memcpy(longer, "0123456789", 10);
+    EXPECT_TRUE(file->unmap(longer, 10));
+    EXPECT_EQ(get("file").substr(4999), "a0123456789");
+    EXPECT_EQ(file->size(), 5010u);
+}
+
 TEST_F(DiskFile, IsReplacedAsAWholeOrNotAtAll) {
     const auto fill = [](kx_file& to) {
         write_string("new", to);

@@ -59,6 +59,7 @@ TEST(FileIndexThreads, PublishSearchAskAndLeaveTogether) {
     KeywordFileIndex index({.row_limit = 8000, .slice = 16, .sorted_scan = 100});
     index.init(101);
     std::atomic<int> publishing = kPublishers;
+    std::atomic<std::uint64_t> answers = 0;
     std::vector<std::thread> threads;
     for (int publisher = 0; publisher < kPublishers; ++publisher)
         threads.emplace_back([&, publisher] {
@@ -66,7 +67,8 @@ TEST(FileIndexThreads, PublishSearchAskAndLeaveTogether) {
             // Two of the clients are shared: one leaves while the other still publishes.
             const ClientId own(0x01000000u + static_cast<std::uint32_t>(publisher));
             const ClientId clients[] = {own, ClientId(0), ClientId(0xFF000000)};
-            for (int i = 0; i < 60; ++i) {
+            // A busy machine may be slow to start the readers.
+            for (int i = 0; i < 60 || answers == 0; ++i) {
                 index.publish(some_files(random), clients[random.below(3)], 4662);
                 if (random.below(4) == 0) index.remove_client(clients[random.below(3)]);
             }
@@ -74,7 +76,6 @@ TEST(FileIndexThreads, PublishSearchAskAndLeaveTogether) {
                 index.remove_client(client);
             --publishing;
         });
-    std::atomic<std::uint64_t> answers = 0;
     for (int reader = 0; reader < kReaders; ++reader)
         threads.emplace_back([&, reader] {
             Random random(static_cast<std::uint64_t>(100 + reader));

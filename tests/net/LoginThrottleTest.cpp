@@ -33,6 +33,13 @@ protected:
     LoginThrottle throttle_{clock_};
 };
 
+TEST_F(LoginThrottleTest, FailuresThatAreFarApartNeverSlow) {
+    fail(50, seconds(16));  // never five within a minute
+    EXPECT_EQ(wait(kAttacker), 0);
+    fail(5, seconds(15));  // the first and the fifth are a minute apart
+    EXPECT_GT(wait(kAttacker), 0);
+}
+
 TEST_F(LoginThrottleTest, EachFurtherLoginWaitsTwiceAsLongUpToAMinute) {
     fail(5, seconds(0));
     for (const int expected : {1, 2, 4, 8, 16, 32, 60, 60, 60}) {

@@ -53,28 +53,6 @@ protected:
     std::array<std::unique_ptr<kx_net_socket>, 3> filling_;
 };
 
-TEST_F(ReachabilityTestTest, APeerThatDropsEverythingCountsAsUnreachableAtTheDeadline) {
-    const std::uint16_t port = silent_port();
-    start(port);
-    EXPECT_FALSE(outcome_.has_value());
-    ASSERT_NE(slot_, nullptr);
-    clock_.advance(kLimit - std::chrono::milliseconds(1));
-    settle();
-    EXPECT_FALSE(outcome_.has_value());
-    clock_.advance(std::chrono::milliseconds(1));
-    settle();
-    EXPECT_EQ(outcome_, false);
-    EXPECT_EQ(share_.load(), 0U);
-
-    outcome_.reset();
-    start(port);
-    ASSERT_NE(slot_, nullptr);
-    slot_->abandon();
-    settle();
-    EXPECT_FALSE(outcome_.has_value());
-    EXPECT_EQ(share_.load(), 0U);
-}
-
 TEST_F(ReachabilityTestTest, OnlySoManyAreUnderWayAndTheOthersWaitTheirTurn) {
     limits_.reachability.set_limits(2, 1);
     limits_.reach_lowest_port = 2;
