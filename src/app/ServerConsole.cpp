@@ -141,7 +141,7 @@ void ServerConsole::view_options() const {
     const Credentials credentials = remoteCredentials();
     current_output().printLine("AdminName: %s", credentials.name.value_or(kNoText).c_str());
     current_output().printLine("AdminPass: %s", credentials.password.value_or(kNoText).c_str());
-    current_output().printLine("Port: %d", settings_.port);
+    current_output().printLine("Port: %d", settings_.clientPort());
     current_output().printLine("Workers: %d", settings_.threads);
     current_output().printLine("MaxClients: %d", settings_.maxClients);
     current_output().printLine("Versions Allowed: %d - %d", settings_.minVersion,

@@ -1,6 +1,7 @@
 // The operator at a pipe: what is typed, what the console shows, how the server ends.
 #include <chrono>
 #include <gtest/gtest.h>
+#include <memory>
 #include <signal.h>
 #include <string>
 #include <thread>
@@ -31,7 +32,12 @@ std::string run(ServerProcess& server, const std::string& lines) {
 }
 
 TEST(Console, EveryCommandAnswersByteForByte) {
-    ServerProcess server("minVersion=10\nadminName=root\nseedIP=1.2.3.4\nseedPort=99\nthreads=2");
+    // The port is a number of sixteen bits, whatever the settings say.
+    const auto ports = std::make_shared<PortBlock>();
+    ServerProcess server({.ini = "[server]\nport=" + std::to_string(0x10000 + ports->client()) +
+                                 "\nadminPort={adminPort}\nthisIP=127.0.0.1\nminVersion=10\n"
+                                 "adminName=root\nseedIP=1.2.3.4\nseedPort=99\nthreads=2\n",
+                          .ports = ports});
     const WireClient anna = WireClient::high(server, "anna", Address(127, 9, 8, 7));
     const WireClient bert = WireClient::low(server, "bert", Address(127, 9, 8, 6));
     const WireClient nobody(server);
