@@ -6,7 +6,7 @@
 //     handle        the entry of the row
 //     live          1    0    1    1  ...    one bit: the row has an entry
 //     reachable     1    0    0    1  ...    one bit: some source has a high identifier
-//     column 0..255 one bit each: the entry's TextSignature, cut across
+//     column 0..447 one bit each: the entry's TextSignature, cut across
 //     grams         what occurs in the texts of each 4096 slots (GramFilter)
 //
 // Cut across, a signature test of 64 rows is one AND, and a search that needs a handful of columns

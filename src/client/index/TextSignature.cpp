@@ -7,8 +7,12 @@ namespace {
 
 constexpr std::size_t kTrigram = 3;
 constexpr std::uint32_t kTrigramMask = 0xFFFFFF;
-constexpr std::uint32_t kSpread = 0x9E3779B1;  // 2^32 divided by the golden ratio
-constexpr int kColumnShift = 32 - std::countr_zero(TextSignature::kColumns);
+constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;  // 2^64 divided by the golden ratio
+
+// A column for a number that is spread over 32 bits.
+constexpr std::size_t column_of(std::uint64_t spread) {
+    return spread * TextSignature::kColumns >> 32;
+}
 
 }  // namespace
 
@@ -18,7 +22,10 @@ void TextSignature::add(std::string_view text) noexcept {
     std::size_t at = 0;
     for (const char byte : text) {
         window = (window << 8 | folded_byte(byte)) & kTrigramMask;
-        if (++at >= kTrigram) set((window * kSpread) >> kColumnShift);
+        if (++at < kTrigram) continue;
+        const std::uint64_t spread = window * kSpread;
+        set(column_of(spread >> 32));
+        set(column_of(spread & 0xFFFFFFFF));
     }
 }
 
