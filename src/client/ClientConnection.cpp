@@ -49,6 +49,7 @@ ClientConnection::~ClientConnection() {
 bool ClientConnection::farewell() {
     FileIndex& files = service_.files;
     if (!departure_) {
+        long_search_.reset();
         if (test_ != nullptr) test_->abandon();
         if (room_ != nullptr) room_->leave(*this);
         room_ = nullptr;

@@ -16,6 +16,7 @@
 
 #include "client/ClientService.h"
 #include "client/ClientTable.h"
+#include "client/SearchBatch.h"
 #include "net/Connection.h"
 #include "search/Search.h"
 
@@ -60,6 +61,8 @@ private:
     [[nodiscard]] Verdict search_files(kx_memory_file& payload);
     void more_results();
     void send_file_batch();
+    [[nodiscard]] bool carry_on() override;
+    void finish_batch(Reply& reply);
 
     // People (ClientPeople.cpp)
     void send_servers();
@@ -75,10 +78,17 @@ private:
     [[nodiscard]] Search& last_search();
     void sync_identifier();
 
+    // A search that takes more than one step, and the records that it has found so far.
+    struct LongSearch {
+        SearchBatch batch;
+        kx_memory_file found{4096};
+    };
+
     ClientService& service_;
-    std::uint32_t files_ = 0;           // published, under any identifier
-    std::int32_t port_ = 0;             // as announced at login, sign-extended
-    std::unique_ptr<Search> search_;    // none until the first search
+    std::uint32_t files_ = 0;         // published, under any identifier
+    std::int32_t port_ = 0;           // as announced at login, sign-extended
+    std::unique_ptr<Search> search_;  // none until the first search
+    std::unique_ptr<LongSearch> long_search_;
     ReachabilityTest* test_ = nullptr;  // while the login waits for it
     Room* room_ = nullptr;
     std::vector<ClientId> former_ids_;                 // of earlier logins that published something

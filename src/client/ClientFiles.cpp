@@ -84,16 +84,37 @@ void ClientConnection::more_results() {
     if (search_ && search_->resume_position >= 0) send_file_batch();
 }
 
+// The usual search takes one step, which writes into the reply.
 void ClientConnection::send_file_batch() {
-    Search& search = last_search();
+    SearchBatch batch =
+        service_.files.begin_batch(last_search(), service_.settings.max_search_results, id());
     Reply reply(*this, Opcode::OP_SEARCH_RESULTS);
     kx_memory_file& body = reply.body();
     const std::uint32_t count_at = body.tell();
     write_32(body, 0);
-    const std::uint32_t found =
-        service_.files.search(search, body, service_.settings.max_search_results, id());
-    store_32(body.data() + count_at, found);
-    write_8(body, search.resume_position >= 0 ? 1 : 0);
+    const std::uint32_t records_at = body.tell();
+    if (service_.files.continue_batch(batch, body)) {
+        store_32(body.data() + count_at, batch.found());
+        finish_batch(reply);
+        return;
+    }
+    long_search_ = std::make_unique<LongSearch>(LongSearch{std::move(batch)});
+    write_bytes(long_search_->found, body.written().subspan(records_at));
+    take_turns();
+}
+
+bool ClientConnection::carry_on() {
+    if (!service_.files.continue_batch(long_search_->batch, long_search_->found)) return false;
+    const std::unique_ptr<LongSearch> search = std::move(long_search_);
+    Reply reply(*this, Opcode::OP_SEARCH_RESULTS);
+    write_32(reply.body(), search->batch.found());
+    write_bytes(reply.body(), search->found.written());
+    finish_batch(reply);
+    return true;
+}
+
+void ClientConnection::finish_batch(Reply& reply) {
+    write_8(reply.body(), last_search().resume_position >= 0 ? 1 : 0);
     reply.finish();
 }
 

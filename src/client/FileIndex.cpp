@@ -4,10 +4,11 @@
 #include <array>
 
 #include "base/file/primitives.h"
-#include "client/index/CandidatePlan.h"
-#include "client/index/ScanWalk.h"
+#include "client/index/MatchCollector.h"
+#include "client/index/StepBudget.h"
 #include "meta/Opcodes.h"
 #include "search/UnknownOperations.h"
+#include "search/prefix_walk.h"
 
 namespace vorrim {
 
@@ -128,7 +129,9 @@ std::uint32_t FileIndex::add_record(Prepared& prepared, ClientId owner, std::uin
 }
 
 void FileIndex::renumber() {
-    table_.renumber(RowStore::NewNumbers(table_.rows()));
+    const RowStore::NewNumbers new_number(table_.rows());
+    places_.renumber([&](std::uint32_t row) { return new_number.of_any(row); });
+    table_.renumber(new_number);
 }
 
 // ---- departure ----
@@ -264,49 +267,97 @@ void FileIndex::find_sources(
     }
 }
 
-template <class Deliver>
-std::uint32_t FileIndex::run_batch(Search& search, std::int32_t limit, ClientId asker,
-                                   Deliver&& deliver) const {
+SearchBatch FileIndex::begin_batch(Search& search, std::int32_t limit, ClientId asker) const {
+    SearchBatch batch(search, asker);
     if (search.root() == nullptr) {
         search.resume_position = Search::kNothingToContinue;
         search.resume_offset = 0;
-        return 0;
+        batch.through_ = true;
+        return batch;
     }
     extract(search);
-    CandidatePlan plan(*search.root());
-    Matches matches;
-    const HeldReports reports;
+    batch.plan_.emplace(*search.root());
+    prefix_walk(*search.root(), [&](const SearchNode&) {
+        ++batch.nodes_;
+        return Sides::both;
+    });
+    // A keyword's list is left only when the limit has been exceeded.
+    const std::int64_t wanted = std::int64_t{limit} + (search.keyword().empty() ? 0 : 1);
+    batch.capacity_ = static_cast<std::size_t>(std::max<std::int64_t>(wanted, 1));
+    return batch;
+}
+
+template <class Deliver>
+bool FileIndex::step(SearchBatch& batch, Deliver&& deliver) const {
+    if (batch.through_) return true;
+    StepBudget budget(tuning_.step);
+    std::vector<RecordView> matches;  // valid as long as the lock is held
+    const HeldReports reports(batch.reports_);
     const kx_read_guard guard(lock_);
-    if (!plan.admits_all()) plan.order_by(table_.rows().weights());
-    search_locked(search, plan, limit, asker, matches);
+    if (!batch.place_ && !batch.plan_->admits_all()) batch.plan_->order_by(table_.rows().weights());
+    MatchCollector collector(table_, *batch.search_, batch.capacity_ - batch.found_, matches,
+                             budget, kRecordCost + batch.nodes_);
+    search_locked(batch, collector, budget);
     for (const RecordView record : matches)
         deliver(record);
-    return static_cast<std::uint32_t>(matches.size());
+    batch.found_ += static_cast<std::uint32_t>(matches.size());
+    return batch.through_;
+}
+
+bool FileIndex::continue_batch(SearchBatch& batch, kx_memory_file& out) const {
+    return step(batch, [&out](RecordView record) { write_bytes(out, record.bytes()); });
 }
 
 std::uint32_t FileIndex::search(Search& search, kx_memory_file& out, std::int32_t limit,
                                 ClientId asker) const {
-    return run_batch(search, limit, asker,
-                     [&out](RecordView record) { write_bytes(out, record.bytes()); });
+    SearchBatch batch = begin_batch(search, limit, asker);
+    while (!continue_batch(batch, out)) {
+    }
+    return batch.found();
 }
 
 std::uint32_t FileIndex::search(Search& search, const std::function<void(RecordView)>& deliver,
                                 std::int32_t limit, ClientId asker) const {
-    return run_batch(search, limit, asker, deliver);
+    SearchBatch batch = begin_batch(search, limit, asker);
+    while (!step(batch, deliver)) {
+    }
+    return batch.found();
 }
 
 void FileIndex::extract(Search&) const {}
 
-void FileIndex::search_locked(Search& search, const CandidatePlan& plan, std::int32_t limit,
-                              ClientId asker, Matches& matches) const {
-    const ScanWalk::Position from = {
-        static_cast<std::uint32_t>(std::max(search.resume_position, 0)),
-        static_cast<std::uint32_t>(std::max(search.resume_offset, 0))};
-    ScanWalk walk(table_, plan, search, asker.below_low_limit(), tuning_.sorted_scan);
-    const auto stopped = walk.run(from, static_cast<std::size_t>(std::max(limit, 1)), matches);
-    search.resume_position =
-        stopped ? static_cast<std::int32_t>(stopped->bucket) : Search::kNothingToContinue;
-    search.resume_offset = stopped ? static_cast<std::int32_t>(stopped->index) : 0;
+void FileIndex::search_locked(SearchBatch& batch, MatchCollector& collector,
+                              StepBudget& budget) const {
+    Search& search = *batch.search_;
+    ScanWalk::Place from{batch.bucket_, 0};
+    if (batch.place_) {
+        from.row = batch.place_->row();
+    } else {
+        from.bucket = static_cast<std::uint32_t>(std::max(search.resume_position, 0));
+        const RowList* const list = table_.bucket(from.bucket);
+        if (list != nullptr)
+            from.row = list->row_at(static_cast<std::uint32_t>(std::max(search.resume_offset, 0)));
+    }
+    // What an expression of many nodes costs a row is not spent on thousands in one step.
+    constexpr std::uint32_t kUsualNodes = 16;
+    ScanWalk walk(table_, *batch.plan_, search, batch.asker_.below_low_limit(),
+                  tuning_.sorted_scan / (1 + batch.nodes_ / kUsualNodes), batch.scan_, collector,
+                  budget);
+    if (const auto next = walk.run(from)) {
+        batch.bucket_ = next->bucket;
+        batch.pause_at(places_, next->row);
+        if (!batch.scan_.marks.empty() && !batch.place_->may_keep_marks())
+            batch.scan_.forget_marks();
+        return;
+    }
+    batch.through_ = true;
+    search.resume_position = Search::kNothingToContinue;
+    search.resume_offset = 0;
+    if (!collector.full()) return;
+    const FileEntry& last = collector.last();
+    const std::uint32_t bucket = table_.bucket_of(last.record.view().hash());
+    search.resume_position = static_cast<std::int32_t>(bucket);
+    search.resume_offset = static_cast<std::int32_t>(table_.bucket(bucket)->rank(last.row) + 1);
 }
 
 }  // namespace vorrim

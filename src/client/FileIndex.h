@@ -28,8 +28,10 @@
 #include "base/kx_critical_section.h"
 #include "base/kx_shared_section.h"
 #include "client/Filter.h"
+#include "client/SearchBatch.h"
 #include "client/index/FileTable.h"
 #include "client/index/IndexTuning.h"
+#include "client/index/OpenPlaces.h"
 #include "client/index/Prepared.h"
 #include "meta/ClientId.h"
 #include "meta/FileHash.h"
@@ -38,8 +40,6 @@
 #include "search/Search.h"
 
 namespace vorrim {
-
-class CandidatePlan;
 
 class FileIndex {
 public:
@@ -92,15 +92,20 @@ public:
                       const std::function<void(const FileHash&, const Found&)>& deliver) const;
     static void write_found(const FileHash& hash, const Found& found, kx_memory_file& out);
 
+    // A batch of a file search in steps of bounded length, for whoever has others to serve
+    // meanwhile: continue until it says true. A step appends the records that it has found. Each
+    // batch leaves in the Search where the next one starts (resume position -1: nowhere).
+    [[nodiscard]] SearchBatch begin_batch(Search& search, std::int32_t limit, ClientId asker) const;
+    [[nodiscard]] bool continue_batch(SearchBatch& batch, kx_memory_file& out) const;
+
     // One batch of a file search: appends the records that match, in network form and in the order
-    // of the index, and returns their number. The first batch extracts the keyword; each leaves in
-    // the Search where the next one starts (resume position -1: nowhere). Any thread, but a Search
-    // belongs to one.
+    // of the index, and returns their number. The first batch extracts the keyword. The lock is
+    // held for a step at a time. Any thread, but a Search belongs to one.
     std::uint32_t search(Search& search, kx_memory_file& out, std::int32_t limit,
                          ClientId asker) const;
 
-    // The same batch, each record handed to `deliver` while the index lock is held for reading:
-    // `deliver` must not call the index.
+    // The same, each record handed to `deliver` while the index lock is held for reading: `deliver`
+    // must not call the index.
     std::uint32_t search(Search& search, const std::function<void(RecordView)>& deliver,
                          std::int32_t limit, ClientId asker) const;
 
@@ -110,16 +115,13 @@ public:
     [[nodiscard]] std::uint32_t file_total() const;
 
 protected:
-    // What a batch found, in order; valid as long as the lock is held.
-    using Matches = std::vector<RecordView>;
-
     // Adds a prepared record as a source of its hash's entry, which is made when there is none.
     // Returns the handle of the entry.
     virtual std::uint32_t add_record(Prepared& prepared, ClientId owner, std::uint16_t port)
         REQUIRES(lock_);
-    // One batch, as the Search stands (reduced tree, resume position).
-    virtual void search_locked(Search& search, const CandidatePlan& plan, std::int32_t limit,
-                               ClientId asker, Matches& matches) const REQUIRES_SHARED(lock_);
+    // One step of a batch. What the collector has when it is full, or the batch is through, is all.
+    virtual void search_locked(SearchBatch& batch, MatchCollector& collector,
+                               StepBudget& budget) const REQUIRES_SHARED(lock_);
 
     // An entry from which a client's sources are removed.
     struct Leaving {
@@ -145,6 +147,7 @@ protected:
     const KeyedHash hash_key_;
     mutable kx_shared_section lock_;
     FileTable table_ GUARDED_BY(lock_);
+    mutable OpenPlaces places_;
 
 private:
     // What is in force at one moment; a publication keeps to it.
@@ -157,8 +160,7 @@ private:
     void foresee(std::span<Leaving> slice) const;
     void make_words(Leaving& leaving) const REQUIRES_SHARED(lock_);
     template <class Deliver>
-    std::uint32_t run_batch(Search& search, std::int32_t limit, ClientId asker,
-                            Deliver&& deliver) const;
+    bool step(SearchBatch& batch, Deliver&& deliver) const;
 
     mutable kx_critical_section filter_lock_;  // a leaf
     std::shared_ptr<const Filters> filters_ GUARDED_BY(filter_lock_) =

@@ -78,28 +78,30 @@ void KeywordFileIndex::extract(Search& search) const {
     search.extract_keyword();
 }
 
-void KeywordFileIndex::search_locked(Search& search, const CandidatePlan& plan, std::int32_t limit,
-                                     ClientId asker, Matches& matches) const {
-    if (search.keyword().empty())
-        return FileIndex::search_locked(search, plan, limit, asker, matches);
+void KeywordFileIndex::search_locked(SearchBatch& batch, MatchCollector& collector,
+                                     StepBudget& budget) const {
+    Search& search = *batch.search_;
+    if (search.keyword().empty()) return FileIndex::search_locked(batch, collector, budget);
 
-    // Entries up to and with the saved position have been visited.
-    const auto from = static_cast<std::uint32_t>(
-        std::max<std::int64_t>(std::int64_t{search.resume_position} + 1, 0));
-    search.resume_position = Search::kNothingToContinue;
     const RowList* const list = keywords_.find(keyword_hash(search.keyword()));
-    if (list == nullptr) return;
-    // The list is left only when the limit has been exceeded, which delivers one more than it says.
-    const auto capacity =
-        static_cast<std::size_t>(std::max<std::int64_t>(std::int64_t{limit} + 1, 1));
-    matches.reserve(std::min<std::size_t>(capacity, list->size()));
-    MatchCollector collector(table_, search, capacity, matches);
-    KeywordWalk walk(table_, plan, !asker.exceeds_low_range(), collector);
-    walk.run(*list, from);
-    if (!collector.full()) return;
-    const std::uint32_t position = list->rank(collector.last().row);
-    if (position <= std::numeric_limits<std::int32_t>::max())
-        search.resume_position = static_cast<std::int32_t>(position);
+    if (list != nullptr) {
+        // Entries up to and with the saved position have been visited.
+        const std::int64_t position = std::int64_t{search.resume_position} + 1;
+        const std::uint32_t from =
+            batch.place_
+                ? batch.place_->row()
+                : list->row_at(static_cast<std::uint32_t>(std::max<std::int64_t>(position, 0)));
+        collector.expect(list->size());
+        KeywordWalk walk(table_, *batch.plan_, !batch.asker_.exceeds_low_range(), collector,
+                         budget);
+        if (const auto next = walk.run(*list, from)) return batch.pause_at(places_, *next);
+    }
+    batch.through_ = true;
+    search.resume_position = Search::kNothingToContinue;
+    if (list == nullptr || !collector.full()) return;
+    const std::uint32_t last = list->rank(collector.last().row);
+    if (last <= std::numeric_limits<std::int32_t>::max())
+        search.resume_position = static_cast<std::int32_t>(last);
 }
 
 }  // namespace vorrim

@@ -22,8 +22,8 @@ public:
 private:
     std::uint32_t add_record(Prepared& prepared, ClientId owner, std::uint16_t port) override
         REQUIRES(lock_);
-    void search_locked(Search& search, const CandidatePlan& plan, std::int32_t limit,
-                       ClientId asker, Matches& matches) const override REQUIRES_SHARED(lock_);
+    void search_locked(SearchBatch& batch, MatchCollector& collector,
+                       StepBudget& budget) const override REQUIRES_SHARED(lock_);
     void extract(Search& search) const override;
     [[nodiscard]] KeywordHashes words_of(RecordView record) const override;
     void entry_leaves(std::uint32_t row, const KeywordHashes& words) override REQUIRES(lock_);

@@ -131,8 +131,13 @@ void Connection::resume() {
     post();
 }
 
+void Connection::take_turns() {
+    carries_on_ = true;
+    share()->join_long_work(*this);
+}
+
 bool Connection::may_handle() const {
-    return !paused_ && !slowed_ && budget_ > 0 &&
+    return !paused_ && !carries_on_ && !slowed_ && budget_ > 0 &&
            queue_.waiting() + share()->replies().tell() <= kReplyBound;
 }
 
@@ -167,6 +172,13 @@ Turn Connection::doTask(socketPool& /*pool*/) {
     gathers_ = true;
     Step step = Step::failed;
     try {
+        if (carries_on_ && share()->may_take_long_turn(*this)) {
+            begin_reply();
+            if (carry_on())
+                carries_on_ = false;
+            else
+                share()->join_long_work(*this);
+        }
         step = take_backlog();
         if (step == Step::go_on) step = take_socket();
     } catch (const kx_err&) {
@@ -185,7 +197,7 @@ Turn Connection::doTask(socketPool& /*pool*/) {
     const bool sent = flush();
     if (step == Step::failed || !sent || closing()) return Turn::finished;
     if (limited_) keep_time();
-    if (paused_ || blocked_ || slowed_) return Turn::wait;
+    if (carries_on_ || paused_ || blocked_ || slowed_) return Turn::wait;
     const bool more = has_backlog() || (flags_ & kReadable) != 0;
     return more ? Turn::again : Turn::wait;
 }
@@ -394,7 +406,7 @@ Turn Connection::onDeadline() {
         turn = Turn::again;
     }
     if (own.packet_due <= now) {
-        if (!slowed_ && !paused_) {
+        if (!slowed_ && !paused_ && !carries_on_) {
             count(spoken_ ? Limit::packet_time : Limit::first_packet);
             return Turn::finished;
         }

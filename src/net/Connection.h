@@ -75,6 +75,12 @@ protected:
     void pause() noexcept { paused_ = true; }
     void resume();
 
+    // The answer to the message being handled takes more than one turn: carry_on is called, for a
+    // step of bounded length each time, until it says that it is done. No further message is
+    // handled meanwhile.
+    void take_turns();
+    [[nodiscard]] virtual bool carry_on() { return true; }
+
     // A deadline of the derived class's own; kNoDeadline takes it back. Own worker only.
     void setAlarm(TimePoint moment);
     // It has passed.
@@ -169,6 +175,7 @@ private:
 
     unsigned budget_ = 0;  // messages left in this turn
     bool paused_ = false;
+    bool carries_on_ = false;
     bool in_turn_ = false;
     bool gathers_ = false;  // it may have replies in place
     bool blocked_ = false;  // waits for room to write

@@ -105,6 +105,22 @@ void PoolShare::enqueue(Task& task) {
     ready_.push_back(&task);
 }
 
+void PoolShare::join_long_work(Task& task) {
+    long_work_.push_back(&task);
+    enqueue(*long_work_.front());
+}
+
+bool PoolShare::may_take_long_turn(Task& task) {
+    if (long_work_.empty() || long_work_.front() != &task) return false;
+    if (std::exchange(long_turn_taken_, true)) {
+        enqueue(task);
+        return false;
+    }
+    long_work_.pop_front();
+    if (!long_work_.empty()) enqueue(*long_work_.front());
+    return true;
+}
+
 void PoolShare::adopt(std::unique_ptr<Task> owned) {
     Task& task = *owned;
     task.slot_ = static_cast<std::uint32_t>(tasks_.size());
@@ -159,6 +175,10 @@ void PoolShare::forget(Task& task) {
         std::erase(posted_, &task);
     }
     if (task.queued_) std::erase(ready_, &task);
+    if (!long_work_.empty()) {
+        std::erase(long_work_, &task);
+        if (!long_work_.empty()) enqueue(*long_work_.front());
+    }
     setDeadline(task, Task::kNoDeadline);
 }
 
@@ -252,6 +272,7 @@ void PoolShare::run_once(std::optional<std::chrono::nanoseconds> limit) {
         enqueue(*ready.task);
     }
     now_ = {};
+    long_turn_taken_ = false;
     take_mail();
     fire_deadlines();
 

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <set>
@@ -59,6 +60,11 @@ public:
     [[nodiscard]] kx_memory_file& replies() noexcept { return replies_; }
     // Own worker. Memory that only an uncommonly long reply needed is given back.
     void clear_replies() noexcept;
+    // Own worker, for tasks whose work takes many turns: they stand in line, and however many they
+    // are, the others wait for one such turn in a step. A task joins the line, and each time it may
+    // take a turn it leaves it; with more to do, it joins again.
+    void join_long_work(Task& task);
+    [[nodiscard]] bool may_take_long_turn(Task& task);
     [[nodiscard]] const Clock& clock() const noexcept { return clock_; }
     // Own worker: the time of the present step, looked at once when somebody asks first. For what
     // need not be exact; it stands still for as long as the step takes.
@@ -97,6 +103,8 @@ private:
     std::vector<std::unique_ptr<Task>> tasks_;
     std::vector<Task*> ready_;
     std::vector<Task*> running_;
+    std::deque<Task*> long_work_;
+    bool long_turn_taken_ = false;  // in the present step
     std::set<std::pair<Task::TimePoint, Task*>> deadlines_;
     std::vector<std::byte> scratch_;
     kx_memory_file replies_;

@@ -8,7 +8,7 @@ namespace vorrim {
 
 namespace {
 
-thread_local HeldReports* holder = nullptr;
+thread_local UnknownReports* holder = nullptr;
 
 void print(UnknownOperation what) {
     current_output().printError(what == UnknownOperation::combination
@@ -26,17 +26,20 @@ void report_unknown(UnknownOperation what) {
     }
 }
 
-HeldReports::HeldReports() noexcept : outer_(std::exchange(holder, this)) {}
+HeldReports::HeldReports(UnknownReports& into) noexcept : outer_(std::exchange(holder, &into)) {}
 
 HeldReports::~HeldReports() {
     holder = outer_;
+}
+
+UnknownReports::~UnknownReports() {
     for (const UnknownOperation what : held_)
         report_unknown(what);
     if (dropped_ > 0)
         current_output().printLine(" and %llu more", static_cast<unsigned long long>(dropped_));
 }
 
-void HeldReports::hold(UnknownOperation what) {
+void UnknownReports::hold(UnknownOperation what) {
     if (held_.size() < kMostLines) {
         held_.push_back(what);
     } else {

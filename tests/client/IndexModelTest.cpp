@@ -3,9 +3,12 @@
 //
 //     VORRIM_SEED         the seed of the whole run (random, and printed, when not set)
 //     VORRIM_OPERATIONS   operations in each of the runs (default 600)
+#include <algorithm>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <iostream>
+#include <iterator>
+#include <optional>
 #include <random>
 
 #include "client/FileIndex.h"
@@ -187,6 +190,7 @@ public:
 
     void operate() {
         if (chance_.one_in(setup_.stay)) return remove_client(chance_.client());
+        if (chance_.one_in(16)) return search_while_files_change();
         switch (chance_.below(16)) {
             case 0:
             case 1:
@@ -300,6 +304,62 @@ private:
         if (pair.model.root) batch(pair);
     }
 
+    // Between the steps of a batch files come, or clients leave: an entry that was there all along
+    // is found once and in its place, or left for the next batch.
+    void search_while_files_change() {
+        ModelNode root = chance_.node(static_cast<int>(chance_.below(4)));
+        const Bytes wire = root.encode();
+        kx_memory_file stream = kx_memory_file::reading(as_span(wire));
+        Search real;
+        ASSERT_TRUE(real.read(stream));
+        root.lower();
+        const ModelSearch whole{root, "", -1, 0};
+        const std::uint32_t asker = chance_.client();
+        const Lines lines = model_.lines;
+        const auto among = [](const std::vector<Bytes>& some, const std::vector<Bytes>& others) {
+            std::vector<Bytes> kept;
+            std::ranges::copy_if(some, std::back_inserter(kept), [&](const Bytes& hash) {
+                return std::ranges::find(others, hash) != others.end();
+            });
+            return kept;
+        };
+        const auto all_from = [&](ModelSearch from) {
+            std::vector<Bytes> hashes;
+            for (const Bytes& record : model_.search(from, 1'000'000, asker))
+                hashes.push_back(record.substr(0, 16));
+            return hashes;
+        };
+
+        std::vector<Bytes> lasting = all_from(whole);
+        const bool come = chance_.one_in(2);
+        std::uint32_t changes = 3;
+        kx_memory_file out(4096);
+        std::optional batch = index_->begin_batch(
+            real, static_cast<std::int32_t>(1 + chance_.below(60)), ClientId(asker));
+        while (!index_->continue_batch(*batch, out)) {
+            if (changes == 0 || !chance_.one_in(3)) continue;
+            --changes;
+            come ? publish() : remove_client(chance_.client());
+            lasting = among(lasting, all_from(whole));
+        }
+
+        std::vector<Bytes> found;
+        for (out.seek(0); out.remaining() > 0;)
+            found.push_back(bytes_of(FrozenRecord::from_network(out).view().bytes()).substr(0, 16));
+        ASSERT_EQ(found.size(), batch->found());
+        std::vector<Bytes> met = among(found, lasting);
+        if (real.resume_position >= 0) {
+            ModelSearch rest = whole;
+            rest.position = real.resume_position;
+            rest.offset = real.resume_offset;
+            std::ranges::copy(among(all_from(rest), lasting), std::back_inserter(met));
+        }
+        ASSERT_EQ(met, lasting) << root.print();
+        batch.reset();  // which prints
+        model_.lines = lines;
+        errors_.lines = lines;
+    }
+
     void batch(Pair& pair) {
         Bytes got;
         std::uint32_t count = 0;
@@ -314,8 +374,8 @@ private:
         }
         const std::size_t lines_before = model_.lines.size();
         const std::vector<Bytes> expected = model_.search(pair.model, pair.limit, pair.asker);
-        if (model_.lines.size() > lines_before + HeldReports::kMostLines)
-            model_.lines.resize(lines_before + HeldReports::kMostLines);
+        if (model_.lines.size() > lines_before + UnknownReports::kMostLines)
+            model_.lines.resize(lines_before + UnknownReports::kMostLines);
         Bytes expected_bytes;
         for (const Bytes& record : expected)
             expected_bytes += record;
@@ -350,14 +410,14 @@ TEST_P(IndexModel, AnswersAsTheModelDoes) {
     duel.empty();
 }
 
-// Rows run out after a thousand publications, slices are small, and candidates are sorted or
-// walked; the long runs have lists of thousands, words frequent enough for bitmaps, and segments
+// Rows run out after a thousand publications, slices and steps are small, and candidates are sorted
+// or walked; the long runs have lists of thousands, words frequent enough for bitmaps, and segments
 // that are packed: every way through the index is taken.
 constexpr IndexTuning kEdges{
-    .row_limit = 1100, .segment_rows = 4096, .slice = 5, .sorted_scan = 40};
-constexpr IndexTuning kOnlyWalks{.row_limit = 4000, .slice = 64, .sorted_scan = 0};
+    .row_limit = 1100, .segment_rows = 4096, .slice = 5, .sorted_scan = 40, .step = 40};
+constexpr IndexTuning kOnlyWalks{.row_limit = 4000, .slice = 64, .sorted_scan = 0, .step = 900};
 constexpr IndexTuning kLong{
-    .row_limit = 60000, .segment_rows = 4096, .slice = 256, .sorted_scan = 200};
+    .row_limit = 60000, .segment_rows = 4096, .slice = 256, .sorted_scan = 200, .step = 5000};
 
 INSTANTIATE_TEST_SUITE_P(
     Tables, IndexModel,

@@ -35,10 +35,10 @@ TEST(SearchNodeTest, ReportsThatAreHeldComeLaterInOrderAndNotWithoutEnd) {
     EXPECT_EQ(errors.lines, (std::vector<std::string>{kUnknownOperator, test::kUnknownCompare}));
     {
         const HeldReports held;
-        for (std::size_t i = 0; i < HeldReports::kMostLines + 5; ++i)
+        for (std::size_t i = 0; i < UnknownReports::kMostLines + 5; ++i)
             EXPECT_FALSE(unknown->evaluate(record));
     }
-    EXPECT_EQ(errors.lines.size(), 2 + HeldReports::kMostLines);
+    EXPECT_EQ(errors.lines.size(), 2 + UnknownReports::kMostLines);
 }
 
 // Every verb on trees that no recursion would survive.

@@ -58,6 +58,28 @@ TEST(ScanSearch, ItGoesOnAtAPositionNotAtAFile) {
     EXPECT_EQ(names(client.more().records), names(songs(10, 200)));
 }
 
+// A hundred steps, on the only worker: the asker's next answer waits for it, another's does not.
+TEST(ScanSearch, ALongSearchLetsOthersIn) {
+    const ServerProcess server("threads=1\ntableSize=1");
+    const WireClient asker = WireClient::high(server);
+    WireClient impatient = WireClient::high(server);
+    const WireClient other = WireClient::high(server);
+    asker.publish(songs(400));
+    Bytes expression = tag_is("\x02", Is::at_least, 390);
+    for (int doubled = 0; doubled < 14; ++doubled)
+        expression = joined(Op::either, expression, expression);
+    impatient.send(search_files(expression));
+    asker.send(search_files(expression));
+    asker.send(search_files(words("7")));
+    impatient.close();
+    int served = 0;
+    for (; asker.silent(); ++served)
+        EXPECT_EQ(other.search(words("song")).records.size(), 201U);
+    EXPECT_GT(served, 2);
+    EXPECT_EQ(names(read_results(asker.receive()).records), names(songs(10, 390)));
+    EXPECT_EQ(names(read_results(asker.receive()).records), (Names{"song 7"}));
+}
+
 TEST(ScanSearch, WithoutKeywordsAWordIsAnyPartOfAnyText) {
     const ServerProcess server("keywordSearch=false");
     const WireClient client = WireClient::high(server);

@@ -35,6 +35,7 @@ CandidatePlan::Group CandidatePlan::group_of(const SearchNode& root, int depth) 
     });
     needed.for_each_column(
         [&](std::size_t column) { group.columns.push_back(static_cast<std::uint16_t>(column)); });
+    columns_ += std::min(kColumns, group.columns.size());
     return group;
 }
 
@@ -147,6 +148,16 @@ void CandidatePlan::prefetch(const Segment& segment, std::uint32_t stretch) cons
     };
     fetch(root_);
     if (!root_.columns.empty()) return;
+    for (const Group& alternative : root_.alternatives.front())
+        fetch(alternative);
+}
+
+void CandidatePlan::prefetch_slot(const Segment& segment, std::uint32_t slot) const noexcept {
+    const auto fetch = [&](const Group& group) {
+        if (!group.columns.empty())
+            __builtin_prefetch(segment.column(group.columns.front()) + slot / Segment::Line::kRows);
+    };
+    if (!root_.columns.empty()) return fetch(root_);
     for (const Group& alternative : root_.alternatives.front())
         fetch(alternative);
 }

@@ -45,8 +45,18 @@ public:
     // Moves those of some slots that may match to the front and returns their number.
     [[nodiscard]] std::size_t narrow(const Segment& segment,
                                      std::span<std::uint32_t> slots) const noexcept;
+    // Whether one of them may match.
+    [[nodiscard]] bool admits(const Segment& segment, std::uint32_t slot) const noexcept {
+        return admits(root_, segment, slot);
+    }
+    // What a stretch costs that is narrowed, in the units of StepBudget, near enough.
+    [[nodiscard]] std::uint32_t stretch_cost() const noexcept {
+        return 20 + 3 * static_cast<std::uint32_t>(columns_);
+    }
     // Fetches in advance what narrow reads first. Not when all is admitted.
     void prefetch(const Segment& segment, std::uint32_t stretch) const noexcept;
+    // The same for a slot and admits.
+    void prefetch_slot(const Segment& segment, std::uint32_t slot) const noexcept;
 
 private:
     struct Group {
@@ -77,7 +87,9 @@ private:
                                      std::uint32_t slot) noexcept;
 
     Group root_;
-    std::size_t alternatives_ = 0;  // in the whole plan
+    // In the whole plan.
+    std::size_t alternatives_ = 0;
+    std::size_t columns_ = 0;
 };
 
 }  // namespace vorrim

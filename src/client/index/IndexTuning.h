@@ -15,6 +15,9 @@ struct IndexTuning {
     // A scan with at most this many candidates evaluates them in the order of their rows and sorts
     // what matches; one with more walks the buckets.
     std::uint32_t sorted_scan = 8192;
+    // Work of a search under one hold of the index lock, in the units of StepBudget: a millisecond,
+    // more or less.
+    std::uint32_t step = 100'000;
 };
 
 }  // namespace vorrim

@@ -16,12 +16,19 @@ std::uint32_t stretch_of(const Segment& segment, std::uint32_t row) {
 
 }  // namespace
 
-void KeywordWalk::run(const RowList& list, std::uint32_t from) {
-    if (list.visit(from, *this)) collector_.finish();
+std::optional<std::uint32_t> KeywordWalk::run(const RowList& list, std::uint32_t from) {
+    next_.reset();
+    if (list.visit(list.rank(from), *this) || next_) collector_.finish();
+    return collector_.full() ? std::nullopt : next_;
 }
 
 bool KeywordWalk::rows(std::span<const std::uint32_t> run) {
     while (!run.empty()) {
+        if (budget_.spent()) {
+            next_ = run.front();
+            return false;
+        }
+        budget_.charge(kCostAtOnce);
         const Segment& segment = table_.rows().segment_of(run.front());
         const std::uint32_t stretch = stretch_of(segment, run.front());
         if (!may_be_in(segment, stretch)) {
@@ -77,9 +84,8 @@ bool KeywordWalk::offer(const Segment& segment, std::uint32_t stretch,
             plan_.prefetch(segment, stretch + 1);
         slots = slots.first(plan_.narrow(segment, slots));
     }
-    return std::all_of(slots.begin(), slots.end(), [&](std::uint32_t slot) {
-        return collector_.offer(segment.handle_of(slot));
-    });
+    return std::all_of(slots.begin(), slots.end(),
+                       [&](std::uint32_t slot) { return offer(segment, slot); });
 }
 
 // Offers what the plan and the asker leave of the bits.
@@ -98,13 +104,19 @@ bool KeywordWalk::narrowed(const Segment& segment, std::uint32_t stretch, Segmen
         for (std::uint64_t rest = bits[word / 8].words[word % 8]; rest != 0; rest &= rest - 1) {
             const std::uint32_t slot = stretch * Segment::kStretchRows + word * 64 +
                                        static_cast<std::uint32_t>(std::countr_zero(rest));
-            if (!collector_.offer(segment.handle_of(slot))) return false;
+            if (!offer(segment, slot)) return false;
         }
+    budget_.charge(kWindowCost);
     return true;
 }
 
 bool KeywordWalk::window(std::uint32_t base, RowBlocks::Window words, std::uint32_t first) {
     const Segment& segment = table_.rows().segment_of(base);
+    if (budget_.spent()) {
+        next_ = first;
+        return false;
+    }
+    budget_.charge(kCostAtOnce);
     const std::uint32_t first_word = (first - base) / 64;
     if (!segment.dense()) {
         std::array<std::uint32_t, RowBlocks::kWindowRows> unpacked;

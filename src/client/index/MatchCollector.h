@@ -6,12 +6,14 @@
 //     offered ── entry is fetched ──► half way ── record is fetched ──► evaluated
 //
 // Threads     Belongs to one search, under the index lock.
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "client/index/FileTable.h"
+#include "client/index/StepBudget.h"
 #include "meta/RecordView.h"
 #include "search/Search.h"
 
@@ -19,17 +21,23 @@ namespace vorrim {
 
 class MatchCollector {
 public:
-    // Collects into `matches`, which is empty, until it has `capacity` (at least 1) records.
+    // Collects into `matches`, which is empty, until it has `capacity` (at least 1) records. Each
+    // candidate costs the step so much of its budget.
     MatchCollector(const FileTable& table, const Search& search, std::size_t capacity,
-                   std::vector<RecordView>& matches)
+                   std::vector<RecordView>& matches, StepBudget& budget, std::uint32_t cost)
         : table_(table),
           search_(search),
           everything_(node_as<SN_All>(search.root()) != nullptr),
           capacity_(capacity),
-          matches_(matches) {}
+          matches_(matches),
+          budget_(budget),
+          cost_(cost) {}
 
+    // There are at most so many candidates.
+    void expect(std::size_t candidates) { matches_.reserve(std::min(wanted(), candidates)); }
     // The next candidate. False when the capacity is reached: nothing more is wanted.
     bool offer(std::uint32_t handle) {
+        budget_.charge(cost_);
         if (offered_ - evaluated_ == kBehind && !evaluate()) return false;
         __builtin_prefetch(&table_.entry(handle));
         waiting_[offered_++ % kBehind] = handle;
@@ -39,8 +47,18 @@ public:
     }
     // Evaluates what was offered and still waits. False when the capacity is reached.
     bool finish();
+    // A match that has been evaluated already; it comes behind those before.
+    void take(std::uint32_t handle, RecordView record) {
+        matches_.push_back(record);
+        last_ = handle;
+    }
 
     [[nodiscard]] bool full() const noexcept { return matches_.size() >= capacity_; }
+    [[nodiscard]] std::size_t wanted() const noexcept { return capacity_ - matches_.size(); }
+    // How many matches there are at most among what was offered.
+    [[nodiscard]] std::size_t hoped_for() const noexcept {
+        return matches_.size() + offered_ - evaluated_;
+    }
     // The entry of the last match; there is one.
     [[nodiscard]] const FileEntry& last() const noexcept { return table_.entry(last_); }
 
@@ -56,6 +74,8 @@ private:
     const bool everything_;
     const std::size_t capacity_;
     std::vector<RecordView>& matches_;
+    StepBudget& budget_;
+    const std::uint32_t cost_;
     std::array<std::uint32_t, kBehind> waiting_;
     std::size_t offered_ = 0;
     std::size_t evaluated_ = 0;

@@ -95,6 +95,23 @@ std::uint32_t RowList::rank(std::uint32_t row) const noexcept {
     return static_cast<std::uint32_t>(find_row(short_rows(), row));
 }
 
+std::uint32_t RowList::row_at(std::uint32_t position) const noexcept {
+    struct First {
+        bool rows(std::span<const std::uint32_t> run) {
+            row = run.front();
+            return false;
+        }
+        bool window(std::uint32_t, RowBlocks::Window, std::uint32_t first) {
+            row = first;
+            return false;
+        }
+        std::uint32_t row = UINT32_MAX;
+    } first;
+    if (position == 0) return 0;
+    visit(position, first);
+    return first.row;
+}
+
 // Copies the rows into a new array. The old one is the caller's to free.
 void RowList::become_array(std::span<const std::uint32_t> rows, std::uint32_t capacity) {
     auto array = std::make_unique_for_overwrite<std::uint32_t[]>(capacity);

@@ -55,6 +55,10 @@ public:
         return visitor.rows(short_rows().subspan(from));
     }
 
+    // A row that as many rows of the list are lower than, for visit from there on in a list that
+    // has changed meanwhile.
+    [[nodiscard]] std::uint32_t row_at(std::uint32_t position) const noexcept;
+
     // Calls visit(row) for every row in ascending order.
     template <class Visit>
     void for_each(Visit&& visit_row) const;

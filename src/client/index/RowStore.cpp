@@ -1,6 +1,7 @@
 #include "client/index/RowStore.h"
 
 #include <algorithm>
+#include <iterator>
 #include <new>
 
 namespace vorrim {
@@ -15,6 +16,7 @@ std::uint32_t RowStore::append(std::uint32_t handle, const TextSignature& signat
         Segment* const before = segments_.empty() ? nullptr : segments_.back().get();
         segments_.push_back(std::make_unique<Segment>(next_row_, segment_rows()));
         segments_.back()->ordinal = static_cast<std::uint32_t>(segments_.size() - 1);
+        segments_.back()->serial = next_serial_++;
         windows_.back() = segments_.back().get();
         if (before != nullptr) tidy(*before);  // it was spared while it was the last
     }
@@ -71,6 +73,7 @@ void RowStore::pack(std::size_t ordinal, bool with_successor) {
     const Segment* const successor = with_successor ? segments_[ordinal + 1].get() : nullptr;
     auto packed = segments_[ordinal]->packed(successor);
     packed->ordinal = static_cast<std::uint32_t>(ordinal);
+    packed->serial = next_serial_++;
     point_windows(*packed, packed.get());
     segments_[ordinal] = std::move(packed);
     if (with_successor) {
@@ -119,9 +122,20 @@ RowStore::NewNumbers::NewNumbers(const RowStore& store) : store_(store) {
     }
 }
 
-std::uint32_t RowStore::NewNumbers::operator()(std::uint32_t row) const noexcept {
-    const Segment& segment = store_.segment_of(row);
-    const std::uint32_t slot = segment.slot_of(row);
+std::uint32_t RowStore::NewNumbers::of_any(std::uint32_t row) const noexcept {
+    const auto& segments = store_.segments();
+    const auto after =
+        std::partition_point(segments.begin(), segments.end(),
+                             [row](const auto& segment) { return segment->first_row() <= row; });
+    if (after == segments.begin()) return 0;
+    const Segment& segment = **std::prev(after);
+    const std::uint32_t slot = segment.slot_from(row);
+    if (slot < segment.used()) return below(segment, slot);
+    return after == segments.end() ? store_.size() : below(**after, 0);
+}
+
+std::uint32_t RowStore::NewNumbers::below(const Segment& segment,
+                                          std::uint32_t slot) const noexcept {
     const std::uint64_t lower = (std::uint64_t{1} << (slot % 64)) - 1;
     return below_[first_word_[segment.ordinal] + slot / 64] +
            static_cast<std::uint32_t>(std::popcount(segment.live_word(slot / 64) & lower));

@@ -56,9 +56,17 @@ public:
     class NewNumbers {
     public:
         explicit NewNumbers(const RowStore& store);
-        [[nodiscard]] std::uint32_t operator()(std::uint32_t row) const noexcept;
+        [[nodiscard]] std::uint32_t operator()(std::uint32_t row) const noexcept {
+            const Segment& segment = store_.segment_of(row);
+            return below(segment, segment.slot_of(row));
+        }
+        // The same for a row that may be gone, or never was.
+        [[nodiscard]] std::uint32_t of_any(std::uint32_t row) const noexcept;
 
     private:
+        [[nodiscard]] std::uint32_t below(const Segment& segment,
+                                          std::uint32_t slot) const noexcept;
+
         const RowStore& store_;
         std::vector<std::size_t> first_word_;  // of a segment, by its ordinal
         std::vector<std::uint32_t> below_;     // live rows below each 64 slots
@@ -76,6 +84,9 @@ public:
             });
             segment.reset();
         }
+        for (const std::unique_ptr<Segment>& segment : renumbered.segments_)
+            segment->serial += next_serial_;
+        renumbered.next_serial_ += next_serial_;
         *this = std::move(renumbered);
     }
 
@@ -104,6 +115,7 @@ private:
     int window_shift_;
     std::uint32_t next_row_ = 0;
     std::uint32_t live_count_ = 0;
+    std::uint64_t next_serial_ = 0;
     std::uint32_t first_window_ = 0;  // window of windows_[0]
     std::vector<Segment*> windows_;   // null where the window's segment is gone
     std::vector<std::unique_ptr<Segment>> segments_;

@@ -1,12 +1,14 @@
 #pragma once
-// The walk of a search that no keyword narrows: every entry, bucket by bucket, from a position on.
+// The walk of a search that no keyword narrows: every entry, bucket by bucket, from a place on.
 //
-// The signatures of all segments are asked first. When they leave few candidates, those are
-// evaluated in the order of their rows and the matches sorted into the order of the walk; when they
-// leave many, the buckets are walked, dismissing by the bits at hand, until there are enough.
+//     trying     the buckets are walked, each row's signature asked by itself: for what is so
+//       │        frequent that there will soon be enough
+//     marking    the signatures of all segments are asked
+//       │ ├────► few candidates: they are evaluated in the order of their rows and the matches
+//       sorted ▼        into the order of the walk
+//     walking    the buckets are walked on, dismissing by the marks at hand
 //
-// Threads     Belongs to one search, under the index lock.
-#include <cstddef>
+// Threads     Belongs to one step of a search, under the index lock; its ScanState to the search.
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -16,66 +18,81 @@
 #include "client/index/FileTable.h"
 #include "client/index/MatchCollector.h"
 #include "client/index/RowList.h"
-#include "meta/RecordView.h"
+#include "client/index/ScanMarks.h"
+#include "client/index/StepBudget.h"
 #include "search/Search.h"
 
 namespace vorrim {
 
+// What a scan keeps from step to step.
+struct ScanState {
+    enum class Way { trying, marking, walking, unmarked };
+
+    Way way = Way::trying;
+    ScanMarks marks;
+
+    // Does without marks from now on.
+    void forget_marks() noexcept {
+        marks.clear();
+        way = Way::unmarked;
+    }
+};
+
 class ScanWalk {
 public:
-    // A place between entries: a bucket and an index in it.
-    struct Position {
+    // Before the first row of the bucket that is not lower.
+    struct Place {
         std::uint32_t bucket;
-        std::uint32_t index;
+        std::uint32_t row;
     };
 
-    // With at most `sort_up_to` candidates the first way is taken.
+    // At most `sort_up_to` candidates are sorted.
     ScanWalk(const FileTable& table, const CandidatePlan& plan, const Search& search,
-             bool reachable_only, std::uint32_t sort_up_to)
+             bool reachable_only, std::uint32_t sort_up_to, ScanState& state,
+             MatchCollector& collector, StepBudget& budget)
         : table_(table),
           plan_(plan),
           search_(search),
           reachable_only_(reachable_only),
-          sort_up_to_(sort_up_to) {}
+          sort_up_to_(sort_up_to),
+          state_(state),
+          collector_(collector),
+          budget_(budget) {}
 
-    // Collects up to `capacity` matches from a position on. Returns the position behind the last
-    // one when there are as many, nothing when the end was reached first.
-    std::optional<Position> run(Position from, std::size_t capacity,
-                                std::vector<RecordView>& matches);
+    // Offers what may match from a place on, to the end or until the collector is full. When the
+    // budget is spent before, the place at which the next step goes on.
+    std::optional<Place> run(Place from);
 
     // For RowList::visit.
     bool rows(std::span<const std::uint32_t> run);
     bool window(std::uint32_t base, RowBlocks::Window words, std::uint32_t first);
 
 private:
-    static constexpr std::uint32_t kNone = UINT32_MAX;
-
     struct Found {
         std::uint32_t bucket;
         std::uint32_t row;
+        std::uint32_t handle;
         RecordView record;
     };
 
-    // Marks what the plan and the asker leave of all segments. Returns how many entries that are.
-    std::size_t mark_candidates();
-    std::optional<Position> sort_candidates(Position from, std::size_t capacity,
-                                            std::vector<RecordView>& matches) const;
-    std::optional<Position> walk_buckets(Position from, std::size_t capacity,
-                                         std::vector<RecordView>& matches);
+    void sort_marked(Place from);
+    std::optional<Place> walk_buckets(Place from);
     bool row(std::uint32_t row);
-    [[nodiscard]] Position behind(const FileEntry& entry) const;
+    void prefetch(std::uint32_t row) const;
+    [[nodiscard]] bool may_match(const Segment& segment, std::uint32_t slot);
+    [[nodiscard]] bool hopeless() const;
 
     const FileTable& table_;
     const CandidatePlan& plan_;
     const Search& search_;
     const bool reachable_only_;
     const std::uint32_t sort_up_to_;
-    // Not marked: all entries, or all reachable ones. A segment's stretches follow one another.
-    bool marked_ = false;
-    std::vector<Segment::Stretch> candidates_;  // of the stretches that have any
-    std::vector<std::uint32_t> places_;         // of every stretch in candidates_, or kNone
-    std::vector<std::uint32_t> first_stretch_;  // of a segment, by its ordinal
-    MatchCollector* collector_ = nullptr;
+    ScanState& state_;
+    MatchCollector& collector_;
+    StepBudget& budget_;
+    std::uint32_t bucket_ = 0;   // which is being walked
+    std::uint32_t tried_ = 0;    // rows
+    std::optional<Place> next_;  // when the walk was left
 };
 
 }  // namespace vorrim

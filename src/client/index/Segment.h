@@ -18,6 +18,7 @@
 // all lists.
 //
 // Threads     None inside; const operations may run side by side.
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -114,6 +115,7 @@ public:
     [[nodiscard]] std::uint32_t handle_of(std::uint32_t slot) const noexcept {
         return handles_[slot];
     }
+    void prefetch_handle(std::uint32_t slot) const noexcept { __builtin_prefetch(&handles_[slot]); }
     [[nodiscard]] bool reachable(std::uint32_t slot) const noexcept {
         return bit_row(kReachableRow)[slot / Line::kRows].test(slot % Line::kRows);
     }
@@ -147,8 +149,17 @@ public:
     [[nodiscard]] std::uint64_t live_word(std::uint32_t word) const noexcept {
         return bit_row(kLiveRow)[word / 8].words[word % 8];
     }
+    [[nodiscard]] bool is_live(std::uint32_t slot) const noexcept {
+        return (live_word(slot / 64) >> (slot % 64) & 1) != 0;
+    }
     // The row-wise signature of a slot.
     [[nodiscard]] TextSignature signature_of(std::uint32_t slot) const noexcept;
+
+    // The first slot whose row is not lower, or used().
+    [[nodiscard]] std::uint32_t slot_from(std::uint32_t row) const noexcept {
+        if (row <= first_row_) return 0;
+        return dense() ? std::min(row - first_row_, used_) : packed_slot_of(row);
+    }
 
     // Calls visit(slot) for every live slot in ascending order.
     template <class Visit>
@@ -158,8 +169,10 @@ public:
                 visit(word * 64 + static_cast<std::uint32_t>(std::countr_zero(rest)));
     }
 
-    // Place in the order of all segments; kept by the RowStore.
+    // Kept by the RowStore: its place in the order of all segments, and what tells it from every
+    // other that there is or was.
     std::uint32_t ordinal = 0;
+    std::uint64_t serial = 0;
 
     [[nodiscard]] std::size_t heap_bytes() const noexcept;
 
