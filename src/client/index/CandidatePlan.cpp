@@ -1,6 +1,7 @@
 #include "client/index/CandidatePlan.h"
 
 #include <algorithm>
+#include <bit>
 #include <string_view>
 
 #include "search/prefix_walk.h"
@@ -117,24 +118,34 @@ void CandidatePlan::narrow(const Group& group, const Segment& segment, std::uint
     }
 }
 
-std::size_t CandidatePlan::narrow(const Segment& segment,
-                                  std::span<std::uint32_t> slots) const noexcept {
-    std::size_t left = slots.size();
-    for (const std::uint16_t column : root_.columns) {
+std::uint64_t CandidatePlan::admitted(const Segment& segment,
+                                      std::span<const std::uint32_t> slots) const noexcept {
+    return admitted(root_, segment, slots.data(), ~std::uint64_t{0} >> (64 - slots.size()));
+}
+
+// Column by column, without a branch that nobody could foretell: what is loaded for one slot does
+// not wait for what is loaded for another.
+std::uint64_t CandidatePlan::admitted(const Group& group, const Segment& segment,
+                                      const std::uint32_t* slots, std::uint64_t left) noexcept {
+    for (const std::uint16_t column : group.columns) {
         const Segment::Line* const bits = segment.column(column);
-        std::size_t kept = 0;
-        for (std::size_t i = 0; i < left; ++i) {  // without a branch that nobody could foretell
-            const std::uint32_t slot = slots[i];
-            slots[kept] = slot;
-            kept += bits[slot / Segment::Line::kRows].test(slot % Segment::Line::kRows) ? 1 : 0;
+        std::uint64_t kept = 0;
+        for (std::uint64_t rest = left; rest != 0; rest &= rest - 1) {
+            const int at = std::countr_zero(rest);
+            const std::uint32_t slot = slots[at];
+            kept |=
+                std::uint64_t{bits[slot / Segment::Line::kRows].test(slot % Segment::Line::kRows)}
+                << at;
         }
         if ((left = kept) == 0) return 0;
     }
-    if (root_.alternatives.empty()) return left;
-    const auto refused =
-        std::remove_if(slots.begin(), slots.begin() + static_cast<std::ptrdiff_t>(left),
-                       [&](std::uint32_t slot) { return !admits(root_, segment, slot); });
-    return static_cast<std::size_t>(refused - slots.begin());
+    for (const auto& alternatives : group.alternatives) {
+        std::uint64_t united = 0;
+        for (const Group& alternative : alternatives)
+            united |= admitted(alternative, segment, slots, left & ~united);
+        left = united;
+    }
+    return left;
 }
 
 void CandidatePlan::prefetch(const Segment& segment, std::uint32_t stretch) const noexcept {
@@ -150,28 +161,6 @@ void CandidatePlan::prefetch(const Segment& segment, std::uint32_t stretch) cons
     if (!root_.columns.empty()) return;
     for (const Group& alternative : root_.alternatives.front())
         fetch(alternative);
-}
-
-void CandidatePlan::prefetch_slot(const Segment& segment, std::uint32_t slot) const noexcept {
-    const auto fetch = [&](const Group& group) {
-        if (!group.columns.empty())
-            __builtin_prefetch(segment.column(group.columns.front()) + slot / Segment::Line::kRows);
-    };
-    if (!root_.columns.empty()) return fetch(root_);
-    for (const Group& alternative : root_.alternatives.front())
-        fetch(alternative);
-}
-
-bool CandidatePlan::admits(const Group& group, const Segment& segment,
-                           std::uint32_t slot) noexcept {
-    for (const std::uint16_t column : group.columns)
-        if (!segment.in_column(column, slot)) return false;
-    for (const auto& alternatives : group.alternatives)
-        if (std::none_of(alternatives.begin(), alternatives.end(), [&](const Group& alternative) {
-                return admits(alternative, segment, slot);
-            }))
-            return false;
-    return true;
 }
 
 }  // namespace vorrim

@@ -42,21 +42,16 @@ public:
 
     // Clears the bits of the slots that cannot match, in one stretch of a segment.
     void narrow(const Segment& segment, std::uint32_t stretch, Segment::Stretch& bits) const;
-    // Moves those of some slots that may match to the front and returns their number.
-    [[nodiscard]] std::size_t narrow(const Segment& segment,
-                                     std::span<std::uint32_t> slots) const noexcept;
-    // Whether one of them may match.
-    [[nodiscard]] bool admits(const Segment& segment, std::uint32_t slot) const noexcept {
-        return admits(root_, segment, slot);
-    }
+    // Which of at most 64 slots may match, one bit each. There is one at least.
+    static constexpr std::size_t kSlots = 64;
+    [[nodiscard]] std::uint64_t admitted(const Segment& segment,
+                                         std::span<const std::uint32_t> slots) const noexcept;
     // What a stretch costs that is narrowed, in the units of StepBudget, near enough.
     [[nodiscard]] std::uint32_t stretch_cost() const noexcept {
         return 20 + 3 * static_cast<std::uint32_t>(columns_);
     }
     // Fetches in advance what narrow reads first. Not when all is admitted.
     void prefetch(const Segment& segment, std::uint32_t stretch) const noexcept;
-    // The same for a slot and admits.
-    void prefetch_slot(const Segment& segment, std::uint32_t slot) const noexcept;
 
 private:
     struct Group {
@@ -83,8 +78,9 @@ private:
     static void order(Group& group, const RowStore::ColumnWeights& weights);
     static void narrow(const Group& group, const Segment& segment, std::uint32_t line,
                        Segment::Line& bits);
-    [[nodiscard]] static bool admits(const Group& group, const Segment& segment,
-                                     std::uint32_t slot) noexcept;
+    [[nodiscard]] static std::uint64_t admitted(const Group& group, const Segment& segment,
+                                                const std::uint32_t* slots,
+                                                std::uint64_t left) noexcept;
 
     Group root_;
     // In the whole plan.

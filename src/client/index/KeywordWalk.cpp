@@ -37,7 +37,7 @@ bool KeywordWalk::rows(std::span<const std::uint32_t> run) {
         }
         const std::uint32_t end =
             plan_.admits_all() ? segment.rows_end() : segment.stretch_end(stretch);
-        std::array<std::uint32_t, kRowsAtOnce> slots;
+        std::array<std::uint32_t, CandidatePlan::kSlots> slots;
         std::size_t taken = 0;
         for (; taken < std::min(run.size(), slots.size()) && run[taken] < end; ++taken)
             slots[taken] = segment.slot_of(run[taken]);
@@ -73,19 +73,17 @@ std::uint32_t KeywordWalk::next_possible(const Segment& from, std::uint32_t stre
 
 // Offers what the plan and the asker leave of some slots of a stretch.
 bool KeywordWalk::offer(const Segment& segment, std::uint32_t stretch,
-                        std::span<std::uint32_t> slots) {
-    if (reachable_only_) {
-        const auto unreachable = std::remove_if(
-            slots.begin(), slots.end(), [&](auto slot) { return !segment.reachable(slot); });
-        slots = slots.first(static_cast<std::size_t>(unreachable - slots.begin()));
-    }
+                        std::span<const std::uint32_t> slots) {
+    std::uint64_t left = ~std::uint64_t{0} >> (64 - slots.size());
     if (!plan_.admits_all()) {
         if (stretch + 1 < segment.stretches() && may_be_in(segment, stretch + 1))
             plan_.prefetch(segment, stretch + 1);
-        slots = slots.first(plan_.narrow(segment, slots));
+        left = plan_.admitted(segment, slots);
     }
-    return std::all_of(slots.begin(), slots.end(),
-                       [&](std::uint32_t slot) { return offer(segment, slot); });
+    if (reachable_only_) left = segment.reachable_of(slots, left);
+    for (; left != 0; left &= left - 1)
+        if (!offer(segment, slots[static_cast<std::size_t>(std::countr_zero(left))])) return false;
+    return true;
 }
 
 // Offers what the plan and the asker leave of the bits.

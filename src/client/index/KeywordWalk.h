@@ -37,13 +37,12 @@ public:
     bool window(std::uint32_t base, RowBlocks::Window words, std::uint32_t first);
 
 private:
-    static constexpr std::size_t kRowsAtOnce = 128;
     static constexpr std::uint32_t kCostAtOnce = 10;
     static constexpr std::uint32_t kWindowCost = 50;
 
     bool may_be_in(const Segment& segment, std::uint32_t stretch);
     std::uint32_t next_possible(const Segment& from, std::uint32_t stretch);
-    bool offer(const Segment& segment, std::uint32_t stretch, std::span<std::uint32_t> slots);
+    bool offer(const Segment& segment, std::uint32_t stretch, std::span<const std::uint32_t> slots);
     bool narrowed(const Segment& segment, std::uint32_t stretch, Segment::Stretch& bits);
     bool offer(const Segment& segment, std::uint32_t slot) {
         if (budget_.spent()) {

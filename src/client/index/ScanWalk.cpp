@@ -1,6 +1,7 @@
 #include "client/index/ScanWalk.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 
 namespace vorrim {
@@ -70,73 +71,69 @@ std::optional<ScanWalk::Place> ScanWalk::walk_buckets(Place from) {
     return collector_.full() ? std::nullopt : next_;
 }
 
-bool ScanWalk::rows(std::span<const std::uint32_t> run) {
-    constexpr std::size_t kAhead = 16;
-    for (std::size_t at = 0; at < run.size(); ++at) {
-        if (at + kAhead < run.size()) prefetch(run[at + kAhead]);
-        if (!row(run[at])) return false;
-    }
-    return true;
-}
-
-// Fetches what is asked first of a row. Marks are at hand.
-void ScanWalk::prefetch(std::uint32_t row) const {
-    if (state_.way == ScanState::Way::walking) return;
-    const Segment& segment = table_.rows().segment_of(row);
-    if (!segment.dense()) return;
-    const std::uint32_t slot = segment.slot_of(row);
-    if (plan_.admits_all())
-        segment.prefetch_handle(slot);
-    else
-        plan_.prefetch_slot(segment, slot);
-}
-
 bool ScanWalk::window(std::uint32_t base, RowBlocks::Window words, std::uint32_t first) {
-    for (std::uint32_t word = (first - base) / 64; word < words.size(); ++word)
+    for (std::uint32_t word = (first - base) / 64; word < words.size(); ++word) {
+        std::array<std::uint32_t, 64> run;
+        std::size_t count = 0;
         for (std::uint64_t rest = words[word]; rest != 0; rest &= rest - 1) {
-            const std::uint32_t each =
+            const std::uint32_t row =
                 base + word * 64 + static_cast<std::uint32_t>(std::countr_zero(rest));
-            if (each >= first && !row(each)) return false;
+            if (row >= first) run[count++] = row;
         }
+        if (!rows({run.data(), count})) return false;
+    }
     return true;
 }
 
-bool ScanWalk::row(std::uint32_t row) {
-    if (budget_.spent() || (state_.way == ScanState::Way::trying && hopeless())) {
-        next_ = {bucket_, row};
-        return false;
+bool ScanWalk::rows(std::span<const std::uint32_t> run) {
+    while (!run.empty()) {
+        if (budget_.spent() || (state_.way == ScanState::Way::trying && hopeless())) {
+            next_ = {bucket_, run.front()};
+            return false;
+        }
+        const Segment& segment = table_.rows().segment_of(run.front());
+        std::array<std::uint32_t, CandidatePlan::kSlots> slots;
+        std::size_t count = 0;
+        for (; count < std::min(run.size(), slots.size()) && run[count] < segment.rows_end();
+             ++count)
+            slots[count] = segment.slot_of(run[count]);
+        for (std::uint64_t left = may_match(segment, {slots.data(), count}); left != 0;
+             left &= left - 1) {
+            const auto at = static_cast<std::size_t>(std::countr_zero(left));
+            if (budget_.spent()) {
+                next_ = {bucket_, run[at]};
+                return false;
+            }
+            if (!collector_.offer(segment.handle_of(slots[at]))) return false;
+        }
+        budget_.charge(kRowCost * static_cast<std::uint32_t>(count));
+        run = run.subspan(count);
     }
-    budget_.charge(kRowCost);
-    const Segment& segment = table_.rows().segment_of(row);
-    const std::uint32_t slot = segment.slot_of(row);
-    if (!may_match(segment, slot)) return true;
-    return collector_.offer(segment.handle_of(slot));
+    return true;
 }
 
-bool ScanWalk::may_match(const Segment& segment, std::uint32_t slot) {
-    switch (state_.way) {
-        case ScanState::Way::marking:
-        case ScanState::Way::walking:
-            if (!state_.marks.has(segment, slot)) return false;
-            break;
-        case ScanState::Way::trying:
-            ++tried_;
-            [[fallthrough]];
-        case ScanState::Way::unmarked:
-            if (!plan_.admits(segment, slot)) return false;
-            break;
+std::uint64_t ScanWalk::may_match(const Segment& segment, std::span<const std::uint32_t> slots) {
+    std::uint64_t left = ~std::uint64_t{0} >> (64 - slots.size());
+    if (state_.way == ScanState::Way::walking) {
+        for (std::size_t at = 0; at < slots.size(); ++at)
+            if (!state_.marks.has(segment, slots[at])) left &= ~(std::uint64_t{1} << at);
+    } else if (!plan_.admits_all()) {
+        left = plan_.admitted(segment, slots);
+        tried_ += slots.size();
     }
-    return !reachable_only_ || segment.reachable(slot);
+    return reachable_only_ ? segment.reachable_of(slots, left) : left;
 }
 
 // At this rate, marking everything would be cheaper than walking on until there is enough.
-bool ScanWalk::hopeless() const {
-    constexpr std::uint32_t kTrial = 512;       // rows between two looks at the rate
-    constexpr std::uint32_t kRowsMarked = 128;  // in the time in which a row is tried
-    if (tried_ == 0 || tried_ % kTrial != 0) return false;
+bool ScanWalk::hopeless() {
+    constexpr std::size_t kTrial = 512;       // rows between two looks at the rate
+    constexpr std::size_t kRowsMarked = 128;  // in the time in which a row is tried
+    if (tried_ < next_look_) return false;
+    next_look_ = tried_ + kTrial;
+    if (tried_ == 0) return false;
     const std::size_t affordable = table_.rows().size() / kRowsMarked;
-    return tried_ * (collector_.wanted() + collector_.hoped_for()) >
-           collector_.hoped_for() * affordable;
+    const std::size_t hoped_for = collector_.hoped_for();
+    return tried_ * collector_.capacity() > hoped_for * affordable;
 }
 
 }  // namespace vorrim

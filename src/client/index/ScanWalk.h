@@ -77,10 +77,9 @@ private:
 
     void sort_marked(Place from);
     std::optional<Place> walk_buckets(Place from);
-    bool row(std::uint32_t row);
-    void prefetch(std::uint32_t row) const;
-    [[nodiscard]] bool may_match(const Segment& segment, std::uint32_t slot);
-    [[nodiscard]] bool hopeless() const;
+    [[nodiscard]] std::uint64_t may_match(const Segment& segment,
+                                          std::span<const std::uint32_t> slots);
+    [[nodiscard]] bool hopeless();
 
     const FileTable& table_;
     const CandidatePlan& plan_;
@@ -91,7 +90,8 @@ private:
     MatchCollector& collector_;
     StepBudget& budget_;
     std::uint32_t bucket_ = 0;   // which is being walked
-    std::uint32_t tried_ = 0;    // rows
+    std::size_t tried_ = 0;      // rows
+    std::size_t next_look_ = 0;  // at the rate, when as many have been tried
     std::optional<Place> next_;  // when the walk was left
 };
 

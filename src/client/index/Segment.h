@@ -115,9 +115,15 @@ public:
     [[nodiscard]] std::uint32_t handle_of(std::uint32_t slot) const noexcept {
         return handles_[slot];
     }
-    void prefetch_handle(std::uint32_t slot) const noexcept { __builtin_prefetch(&handles_[slot]); }
     [[nodiscard]] bool reachable(std::uint32_t slot) const noexcept {
         return bit_row(kReachableRow)[slot / Line::kRows].test(slot % Line::kRows);
+    }
+    // Those of some slots that are reachable, out of `among`, one bit each.
+    [[nodiscard]] std::uint64_t reachable_of(std::span<const std::uint32_t> slots,
+                                             std::uint64_t among) const noexcept {
+        for (std::size_t at = 0; at < slots.size(); ++at)
+            if (!reachable(slots[at])) among &= ~(std::uint64_t{1} << at);
+        return among;
     }
     [[nodiscard]] bool in_column(std::size_t column, std::uint32_t slot) const noexcept {
         return this->column(column)[slot / Line::kRows].test(slot % Line::kRows);
