@@ -7,11 +7,11 @@ namespace {
 
 constexpr std::size_t kTrigram = 3;
 constexpr std::uint32_t kTrigramMask = 0xFFFFFF;
-// 2^64 divided by the golden ratio, and by another number that neighbours do not share.
-constexpr std::uint64_t kSpreads[] = {0x9E3779B97F4A7C15, 0xC2B2AE3D27D4EB4F};
+constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;  // 2^64 divided by the golden ratio
 
-constexpr std::size_t column_of(std::uint64_t window, std::uint64_t spread) {
-    return (window * spread >> 32) * TextSignature::kColumns >> 32;
+// A column for a number that is spread over 32 bits.
+constexpr std::size_t column_of(std::uint64_t spread) {
+    return spread * TextSignature::kColumns >> 32;
 }
 
 }  // namespace
@@ -23,8 +23,9 @@ void TextSignature::add(std::string_view text) noexcept {
     for (const char byte : text) {
         window = (window << 8 | folded_byte(byte)) & kTrigramMask;
         if (++at < kTrigram) continue;
-        for (const std::uint64_t spread : kSpreads)
-            set(column_of(window, spread));
+        const std::uint64_t spread = window * kSpread;
+        set(column_of(spread >> 32));
+        set(column_of(spread & 0xFFFFFFFF));
     }
 }
 

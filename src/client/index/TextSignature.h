@@ -1,8 +1,8 @@
 #pragma once
 // What a text leaves behind when only 448 bits of it are kept: two bits for each of its trigrams
-// (three neighbouring bytes, case folded), chosen by a hash of the three. With two, a name of 40
-// letters fills less than a fifth of the bits, and seems to contain one needle of three bytes in
-// thirty.
+// (three neighbouring bytes, case folded), chosen by a hash of the three. The texts of a file fill
+// a quarter of them; nine in ten frequent words seem to be in at most 4 of 100 texts that they are
+// not in. With one bit of 256 for a trigram it was 18 of 100.
 //
 // A text that contains a needle contains its trigrams. So a record whose signature lacks one of the
 // needle's bits cannot match, and is dismissed without being looked at. The other way round nothing
