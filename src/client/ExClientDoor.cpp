@@ -72,12 +72,24 @@ void ExClientDoor::status(kx_memory_file& in) {
 void ExClientDoor::search_files(kx_memory_file& in) {
     if (!may_send(sender(), kSearchCost)) return;
     count_work(kSearchWork);
-    Search search;
-    if (!search.read(in)) return;
+    auto search = std::make_unique<Search>();
+    if (!search->read(in)) return;
     // The asker has no identifier, so it sees what a low one sees.
-    service_.files.search(
-        search, [this](RecordView record) { answer_with(record); },
-        service_.settings.max_search_results, ClientId());
+    SearchBatch batch =
+        service_.files.begin_batch(*search, service_.settings.max_search_results, ClientId());
+    if (take_step(batch)) return;
+    long_searches_.push_back({std::move(search), std::move(batch), peer()});
+}
+
+bool ExClientDoor::take_step(SearchBatch& batch) {
+    return service_.files.continue_batch(batch, [this](RecordView record) { answer_with(record); });
+}
+
+void ExClientDoor::carry_on() {
+    LongSearch search = std::move(long_searches_.front());
+    long_searches_.pop_front();
+    set_peer(search.asker);
+    if (!take_step(search.batch)) long_searches_.push_back(std::move(search));
 }
 
 void ExClientDoor::search_users(kx_memory_file& in) {

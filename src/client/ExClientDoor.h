@@ -1,9 +1,16 @@
 #pragma once
 // The datagram port: answers without a login, and the greetings of other servers.
 
+#include <cstddef>
+#include <deque>
+#include <memory>
+
 #include "client/ClientService.h"
+#include "client/SearchBatch.h"
 #include "meta/Opcodes.h"
 #include "net/UDPDoor.h"
+#include "net/kx_ip_address.h"
+#include "search/Search.h"
 
 namespace vorrim {
 
@@ -14,6 +21,8 @@ public:
 
 private:
     void handle_datagram(kx_memory_file& in) override;
+    [[nodiscard]] std::size_t unfinished() const override { return long_searches_.size(); }
+    void carry_on() override;
 
     void status(kx_memory_file& in);
     void search_files(kx_memory_file& in);
@@ -28,7 +37,17 @@ private:
     void begin_answer(Opcode opcode);
     void answer_with(RecordView record);
 
+    // A file search that takes more than one step.
+    struct LongSearch {
+        std::unique_ptr<Search> search;
+        SearchBatch batch;
+        kx_ip_address asker;
+    };
+    // Whether it is through.
+    [[nodiscard]] bool take_step(SearchBatch& batch);
+
     ClientService& service_;
+    std::deque<LongSearch> long_searches_;  // a step each, in turn
 };
 
 }  // namespace vorrim

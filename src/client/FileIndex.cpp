@@ -308,18 +308,15 @@ bool FileIndex::continue_batch(SearchBatch& batch, kx_memory_file& out) const {
     return step(batch, [&out](RecordView record) { write_bytes(out, record.bytes()); });
 }
 
+bool FileIndex::continue_batch(SearchBatch& batch,
+                               const std::function<void(RecordView)>& deliver) const {
+    return step(batch, deliver);
+}
+
 std::uint32_t FileIndex::search(Search& search, kx_memory_file& out, std::int32_t limit,
                                 ClientId asker) const {
     SearchBatch batch = begin_batch(search, limit, asker);
     while (!continue_batch(batch, out)) {
-    }
-    return batch.found();
-}
-
-std::uint32_t FileIndex::search(Search& search, const std::function<void(RecordView)>& deliver,
-                                std::int32_t limit, ClientId asker) const {
-    SearchBatch batch = begin_batch(search, limit, asker);
-    while (!step(batch, deliver)) {
     }
     return batch.found();
 }

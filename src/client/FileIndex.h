@@ -93,21 +93,20 @@ public:
     static void write_found(const FileHash& hash, const Found& found, kx_memory_file& out);
 
     // A batch of a file search in steps of bounded length, for whoever has others to serve
-    // meanwhile: continue until it says true. A step appends the records that it has found. Each
-    // batch leaves in the Search where the next one starts (resume position -1: nowhere).
+    // meanwhile: continue until it says true. A step appends the records that it has found, or
+    // hands each to `deliver` while the index lock is held for reading: `deliver` must not call the
+    // index. Each batch leaves in the Search where the next one starts (resume position -1:
+    // nowhere).
     [[nodiscard]] SearchBatch begin_batch(Search& search, std::int32_t limit, ClientId asker) const;
     [[nodiscard]] bool continue_batch(SearchBatch& batch, kx_memory_file& out) const;
+    [[nodiscard]] bool continue_batch(SearchBatch& batch,
+                                      const std::function<void(RecordView)>& deliver) const;
 
     // One batch of a file search: appends the records that match, in network form and in the order
     // of the index, and returns their number. The first batch extracts the keyword. The lock is
     // held for a step at a time. Any thread, but a Search belongs to one.
     std::uint32_t search(Search& search, kx_memory_file& out, std::int32_t limit,
                          ClientId asker) const;
-
-    // The same, each record handed to `deliver` while the index lock is held for reading: `deliver`
-    // must not call the index.
-    std::uint32_t search(Search& search, const std::function<void(RecordView)>& deliver,
-                         std::int32_t limit, ClientId asker) const;
 
     // Number of (file, source) pairs, reported as files. Any thread.
     [[nodiscard]] std::int32_t source_total() const noexcept;

@@ -121,6 +121,10 @@ bool PoolShare::may_take_long_turn(Task& task) {
     return true;
 }
 
+void PoolShare::leave_long_work(const Task& task) {
+    if (std::erase(long_work_, &task) > 0 && !long_work_.empty()) enqueue(*long_work_.front());
+}
+
 void PoolShare::adopt(std::unique_ptr<Task> owned) {
     Task& task = *owned;
     task.slot_ = static_cast<std::uint32_t>(tasks_.size());
@@ -136,6 +140,7 @@ void PoolShare::dismiss(Task& task) {
         task.leaving_ = true;
         setDeadline(task, Task::kNoDeadline);
         stop_watching(task);
+        leave_long_work(task);
     }
     bool done = false;
     try {
@@ -175,10 +180,7 @@ void PoolShare::forget(Task& task) {
         std::erase(posted_, &task);
     }
     if (task.queued_) std::erase(ready_, &task);
-    if (!long_work_.empty()) {
-        std::erase(long_work_, &task);
-        if (!long_work_.empty()) enqueue(*long_work_.front());
-    }
+    leave_long_work(task);
     setDeadline(task, Task::kNoDeadline);
 }
 

@@ -82,6 +82,7 @@ private:
     void forget(Task& task);
 
     void enqueue(Task& task);
+    void leave_long_work(const Task& task);
     void adopt(std::unique_ptr<Task> task);
     void dismiss(Task& task);
     void stop_watching(Task& task);

@@ -105,13 +105,11 @@ void UDPDoor::receive() {
     if (received_ < kBatch) flags_ = 0;  // nothing was left behind
 }
 
-void UDPDoor::handle(const DatagramSlot& datagram) {
-    if (datagram.bytes.empty()) return;  // nothing was received, so nothing is said
-    sender_ = datagram.peer;
+template <class Work>
+void UDPDoor::attempt(Work work) {
     out_.clear();
-    kx_memory_file in = kx_memory_file::reading(datagram.bytes);
     try {
-        handle_datagram(in);
+        work();
     } catch (const kx_err&) {
         current_output().printVerbose("*** Exception in UDPDoor\n");
     } catch (const std::bad_alloc&) {
@@ -120,22 +118,44 @@ void UDPDoor::handle(const DatagramSlot& datagram) {
     }
 }
 
+void UDPDoor::handle(const DatagramSlot& datagram) {
+    if (datagram.bytes.empty()) return;  // nothing was received, so nothing is said
+    sender_ = datagram.peer;
+    kx_memory_file in = kx_memory_file::reading(datagram.bytes);
+    attempt([&] { handle_datagram(in); });
+}
+
+void UDPDoor::handle_some() {
+    while (handled_ < received_ && budget_ > 0 && unfinished() < kMostUnfinished) {
+        --budget_;
+        handle(slots_[handled_++]);
+    }
+    send_answers();
+}
+
 Turn UDPDoor::doTask(socketPool& /*pool*/) {
     if (closing()) return Turn::finished;
-    budget_ = kWorkPerTurn;
-    while (budget_ > 0) {
-        if (handled_ == received_) {
-            // An error on a datagram socket tells of one lost answer; the port itself is well.
-            if ((flags_ & (kReadable | kException)) == 0) return Turn::wait;
-            receive();
-        }
-        while (handled_ < received_ && budget_ > 0) {
-            --budget_;
-            handle(slots_[handled_++]);
-        }
+    if (stands_in_line_ && share()->may_take_long_turn(*this)) {
+        stands_in_line_ = false;
+        attempt([&] { carry_on(); });
         send_answers();
     }
-    return Turn::again;
+    budget_ = kWorkPerTurn;
+    bool more = true;
+    while (more && budget_ > 0 && unfinished() < kMostUnfinished) {
+        if (handled_ == received_) {
+            // An error on a datagram socket tells of one lost answer; the port itself is well.
+            more = (flags_ & (kReadable | kException)) != 0;
+            if (more) receive();
+        }
+        handle_some();
+    }
+    if (unfinished() > 0 && !stands_in_line_) {
+        stands_in_line_ = true;
+        share()->join_long_work(*this);
+    }
+    // With as much unfinished as may be, the line brings the next turn.
+    return more && unfinished() < kMostUnfinished ? Turn::again : Turn::wait;
 }
 
 }  // namespace vorrim

@@ -18,6 +18,7 @@
 #include "base/file/kx_memory_file.h"
 #include "net/LimitLog.h"
 #include "net/Task.h"
+#include "net/kx_ip_address.h"
 
 namespace vorrim {
 
@@ -37,6 +38,15 @@ protected:
     // One datagram; the stream ends where the datagram ended. Reading past it raises kx_err, which
     // drops the datagram.
     virtual void handle_datagram(kx_memory_file& in) = 0;
+
+    // Work that datagrams have left behind because it takes more than one turn: how many have, and
+    // a step of bounded length of one of them. With kMostUnfinished no further datagram is handled.
+    static constexpr std::size_t kMostUnfinished = 64;
+    [[nodiscard]] virtual std::size_t unfinished() const { return 0; }
+    virtual void carry_on() {}
+    // The sender of the datagram being handled; carry_on says whose it goes on with.
+    [[nodiscard]] const kx_ip_address& peer() const noexcept { return sender_; }
+    void set_peer(const kx_ip_address& peer) { sender_ = peer; }
 
     // Where a handler writes an answer, empty at the start; `reply` queues what was written for
     // the sender of the datagram being handled, and empties it for the next answer.
@@ -61,6 +71,10 @@ protected:
 private:
     void receive();
     void handle(const DatagramSlot& datagram);
+    void handle_some();
+    // What a datagram's work raises ends that work only.
+    template <class Work>
+    void attempt(Work work);
     void queue_answer();
     [[nodiscard]] bool withhold(Limit limit) const;
     void send_answers();
@@ -70,6 +84,7 @@ private:
     std::vector<DatagramSlot> slots_;  // the datagrams of the batch
     std::size_t received_ = 0;         // how many came
     std::size_t handled_ = 0;          // how many of them are done with
+    bool stands_in_line_ = false;      // for unfinished work
     int budget_ = 0;                   // work left for this turn, in datagrams
     kx_memory_file out_;
     kx_ip_address sender_;            // of the datagram being handled

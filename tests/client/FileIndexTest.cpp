@@ -41,9 +41,10 @@ FrozenRecord file(std::uint32_t number, std::string_view name) {
 std::vector<std::uint32_t> batch(const FileIndex& index, Search& search, ClientId asker,
                                  std::int32_t limit) {
     std::vector<std::uint32_t> numbers;
-    index.search(
-        search, [&](RecordView record) { numbers.push_back(record.hash().first_u32()); }, limit,
-        asker);
+    SearchBatch batch = index.begin_batch(search, limit, asker);
+    while (!index.continue_batch(
+        batch, [&](RecordView record) { numbers.push_back(record.hash().first_u32()); })) {
+    }
     return numbers;
 }
 

@@ -364,9 +364,11 @@ private:
         Bytes got;
         std::uint32_t count = 0;
         if (chance_.one_in(4)) {
-            count = index_->search(
-                pair.real, [&](RecordView record) { got += bytes_of(record.bytes()); }, pair.limit,
-                ClientId(pair.asker));
+            SearchBatch batch = index_->begin_batch(pair.real, pair.limit, ClientId(pair.asker));
+            while (!index_->continue_batch(
+                batch, [&](RecordView record) { got += bytes_of(record.bytes()); })) {
+            }
+            count = batch.found();
         } else {
             kx_memory_file out(4096);
             count = index_->search(pair.real, out, pair.limit, ClientId(pair.asker));

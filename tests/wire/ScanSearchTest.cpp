@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/wire/harness/Datagram.h"
 #include "tests/wire/harness/WireClient.h"
 
 namespace vorrim::wire {
@@ -78,6 +79,26 @@ TEST(ScanSearch, ALongSearchLetsOthersIn) {
     EXPECT_GT(served, 2);
     EXPECT_EQ(names(read_results(asker.receive()).records), names(songs(10, 390)));
     EXPECT_EQ(names(read_results(asker.receive()).records), (Names{"song 7"}));
+}
+
+TEST(ScanSearch, LongSearchesByDatagramLetOthersInAndAllAreAnswered) {
+    const ServerProcess server("threads=1\ntableSize=1");
+    const WireClient client = WireClient::high(server);
+    client.publish(songs(4000));
+    Bytes expression = tag_is("\x02", Is::at_least, 3990);
+    for (int doubled = 0; doubled < 7; ++doubled)
+        expression = joined(Op::either, expression, expression);
+    std::vector<Datagram> askers;  // more than are served at a time
+    for (int i = 0; i < 100; ++i)
+        askers.emplace_back(server).send(udp_search_files(expression));
+    EXPECT_EQ(client.search(words("song")).records.size(), 201U);
+    for (const Datagram& asker : askers) {
+        std::vector<Record> found;
+        while (found.size() < 10)
+            found.push_back(asker.result());
+        EXPECT_EQ(names(found), names(songs(10, 3990)));
+        asker.expect_nothing();
+    }
 }
 
 TEST(ScanSearch, WithoutKeywordsAWordIsAnyPartOfAnyText) {

@@ -28,6 +28,15 @@ Status read_status(const Bytes& datagram) {
     return Status{users, reader.u32()};
 }
 
+Record read_result(const Bytes& datagram) {
+    Reader reader(datagram);
+    reader.expect_u8(0xE3, "the marker");
+    reader.expect_u8(0x99, "the opcode");
+    Record record = reader.record();
+    reader.expect_end();
+    return record;
+}
+
 }  // namespace
 
 Datagram::Datagram(const ServerProcess& server, Address from)
@@ -81,14 +90,13 @@ std::vector<Bytes> Datagram::all_answers(const Bytes& request) const {
 
 std::vector<Record> Datagram::results(const Bytes& request) const {
     std::vector<Record> records;
-    for (const Bytes& answer : all_answers(request)) {
-        Reader reader(answer);
-        reader.expect_u8(0xE3, "the marker");
-        reader.expect_u8(0x99, "the opcode");
-        records.push_back(reader.record());
-        reader.expect_end();
-    }
+    for (const Bytes& answer : all_answers(request))
+        records.push_back(read_result(answer));
     return records;
+}
+
+Record Datagram::result() const {
+    return read_result(receive());
 }
 
 void Datagram::expect_nothing() const {

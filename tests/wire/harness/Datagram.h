@@ -29,6 +29,8 @@ public:
     [[nodiscard]] std::vector<Bytes> all_answers(const Bytes& request) const;
     // The same, each read as one result record.
     [[nodiscard]] std::vector<Record> results(const Bytes& request) const;
+    // The next one that comes, as a result record.
+    [[nodiscard]] Record result() const;
     // Throws WireFailure when an answer to an earlier datagram comes.
     void expect_nothing() const;
 
