@@ -113,6 +113,7 @@ TEST_F(ServerOutputTest, AConsoleThatNobodyReadsCostsMessagesButNeverAWait) {
         while (std::filesystem::file_size("log") < (n - n % 500) * (kLine.size() + 1))
             std::this_thread::yield();
     }
+    output.printLine("late");  // is missing too, though there is room for something so short
     std::string text;
     while (!console_->flush(std::chrono::milliseconds(1)))
         text += take_shown();
@@ -121,7 +122,7 @@ TEST_F(ServerOutputTest, AConsoleThatNobodyReadsCostsMessagesButNeverAWait) {
     EXPECT_TRUE(text.starts_with(kLine + '\n' + kLine));
     EXPECT_TRUE(text.ends_with(" messages are missing)\nback again\n"));
     EXPECT_GE(text.size(), OutputWriter::kBound);
-    EXPECT_EQ(accounted_for(text, kLine, "console"), kManyLines);
+    EXPECT_EQ(accounted_for(text, kLine, "console"), kManyLines + 1);
 }
 
 TEST_F(ServerOutputTest, WhatWasPrintedBeforeAnErrorThatEndsTheProcessIsInTheLog) {

@@ -31,7 +31,6 @@ public:
     };
 
     ScriptedProxy(std::initializer_list<Piece> pieces) : pieces_(pieces) {}
-    void add(Piece piece) { pieces_.push_back(std::move(piece)); }
 
     [[nodiscard]] bool wait_writable(int timeout_ms) override {
         if (!writable) pass(timeout_ms);

@@ -39,7 +39,6 @@ public:
     }
     [[nodiscard]] std::unique_ptr<kx_net_socket> connect(const kx_net_address& to, SocketType,
                                                          ConnectMode) override {
-        if (unreachable) return nullptr;
         return std::make_unique<Sender>(*this, dynamic_cast<const kx_ip_address&>(to));
     }
     [[nodiscard]] kx_host_info local_host_info() override { return {}; }
@@ -53,8 +52,6 @@ public:
         const kx_guard hold(lock_);
         return std::exchange(sent_, {});
     }
-
-    bool unreachable = false;
 
 private:
     class Sender final : public kx_net_socket {

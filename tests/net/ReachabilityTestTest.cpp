@@ -25,14 +25,6 @@ protected:
         std::function<void()> work_;
     };
 
-    void start(std::uint16_t port) {
-        pool_.add(std::make_unique<Starter>(pool_, [this, port] {
-            ReachabilityTest::start(pool_, kLoopback, port, kLimit, slot_,
-                                    [this](bool reachable) { outcome_ = reachable; });
-        }));
-        settle();
-    }
-
     // A listener whose backlog is full answers no further connect.
     std::uint16_t silent_port() {
         const kx_ip_address any(0, 0);
@@ -47,8 +39,6 @@ protected:
         return port;
     }
 
-    ReachabilityTest* slot_ = nullptr;
-    std::optional<bool> outcome_;
     kx_tcpip_socket silent_{SocketType::stream};
     std::array<std::unique_ptr<kx_net_socket>, 3> filling_;
 };

@@ -124,18 +124,5 @@ TEST(Hostile, RecordsAndListsAsLargeAsAPacketAllows) {
     expect_honest_service(server);
 }
 
-TEST(Hostile, OneWhoNeverReadsHoldsUpNobody) {
-    const ServerProcess server("threads=1");
-    const WireClient publisher = WireClient::high(server);
-    publisher.publish(songs(201));
-    const WireClient greedy = WireClient::high(server);
-    const Bytes request = packet(search_files(words("song")));
-    for (int i = 0; i < 5000; ++i)  // some 60 megabytes of answers
-        if (greedy.send_some(request) != request.size()) break;
-    for (int i = 0; i < 20; ++i)
-        EXPECT_EQ(publisher.search(words("song")).records.size(), 201U);
-    EXPECT_EQ(WireClient::low(server).id(), 1U);
-}
-
 }  // namespace
 }  // namespace vorrim::wire

@@ -132,17 +132,5 @@ TEST(Publish, AnUnreadableListIsReportedAndClosesAndNothingOfItIsPublished) {
     EXPECT_EQ(server.status(), (Status{1, 0}));
 }
 
-TEST(Publish, AThousandFilesInOnePacket) {
-    const ServerProcess server;
-    WireClient client = WireClient::low(server);
-    client.publish(songs(1000));
-    client.publish({});
-    client.publish(songs(1000));
-    EXPECT_EQ(server.status(), (Status{1, 2000}));
-    EXPECT_EQ(client.sources(songs(1, 999)[0].hash), (Sources{client.source(), client.source()}));
-    client.close();
-    server.wait_for_status({0, 0});
-}
-
 }  // namespace
 }  // namespace vorrim::wire

@@ -42,7 +42,6 @@ public:
 
     // Listens at this client's address, on any free port.
     void open_door();
-    void close_door() { door_.close(); }
     // The port that the record at login announces.
     [[nodiscard]] std::uint16_t announced_port() const;
 
