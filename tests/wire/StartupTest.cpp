@@ -80,6 +80,20 @@ TEST(Startup, TheLogHoldsWhatTheConsoleShowsFromTheSettingsOn) {
     EXPECT_TRUE(server.folder()->has("vorrim.log"));
 }
 
+TEST(Startup, TheLogKeepsEarlierRunsAndAConsoleThatIsOffShowsTheFolderAlone) {
+    const auto folder = std::make_shared<ScratchFolder>();
+    folder->write("log", "an older line\n");
+    for (int run = 1; run <= 2; ++run) {
+        ServerProcess server(
+            ServerProcess::Setup{.settings = "logFile=true\nconsole=false", .folder = folder});
+        EXPECT_EQ(server.stop(SIGTERM), 1);
+        EXPECT_EQ(server.output(), current_folder(server));
+    }
+    const std::string one_run =
+        std::string("Using log file.\n\n") + kWelcome + "Using IP: 127.0.0.1\n\n";
+    EXPECT_EQ(folder->read("log"), "an older line\n" + one_run + one_run);
+}
+
 TEST(Shutdown, ClosesEveryConnectionLeavesWith1AndThePortsServeAgainAtOnce) {
     auto first = std::make_unique<ServerProcess>();
     const WireClient low = WireClient::low(*first);
