@@ -3,8 +3,8 @@
 //
 //     packet ──► handle_message ──► login | publish | search | people | rooms ──► send(reply)
 //
-// The handlers are grouped by topic: ClientLogin.cpp, ClientFiles.cpp, ClientPeople.cpp and
-// ClientRooms.cpp.
+// The handlers are grouped by topic: ClientLogin.cpp, ClientFiles.cpp, ClientSearches.cpp,
+// ClientPeople.cpp and ClientRooms.cpp.
 //
 // Threads: handlers run on the connection's worker. Other threads reach the connection through the
 // client table or a room, whose lock they hold while they use it.
@@ -12,8 +12,10 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <variant>
 #include <vector>
 
+#include "client/ClientMatches.h"
 #include "client/ClientService.h"
 #include "client/ClientTable.h"
 #include "client/SearchBatch.h"
@@ -58,15 +60,24 @@ private:
     [[nodiscard]] Verdict offer_files(kx_memory_file& payload);
     void refuse_excess(std::vector<FrozenRecord>& records);
     void get_sources(kx_memory_file& payload);
+
+    // Searches (ClientSearches.cpp)
     [[nodiscard]] Verdict search_files(kx_memory_file& payload);
     void more_results();
-    void send_file_batch();
+    void search_more_files();
+    void search_users(kx_memory_file& payload);
+    template <class Rest>
+    void begin_search(Rest rest);
     [[nodiscard]] bool carry_on() override;
-    void finish_batch(Reply& reply);
+    [[nodiscard]] bool take_step(SearchBatch& batch, kx_memory_file& out);
+    [[nodiscard]] bool take_step(ClientMatches& matches, kx_memory_file& out);
+    [[nodiscard]] static Opcode answer_to(const SearchBatch&) { return Opcode::OP_SEARCH_RESULTS; }
+    [[nodiscard]] static Opcode answer_to(const ClientMatches&) { return Opcode::OP_USER_RESULTS; }
+    void finish(Reply& reply, const SearchBatch& batch);
+    void finish(Reply& reply, const ClientMatches& matches);
 
     // People (ClientPeople.cpp)
     void send_servers();
-    void search_users(kx_memory_file& payload);
     void find_user(kx_memory_file& payload);
     void request_callback(kx_memory_file& payload);
 
@@ -80,7 +91,7 @@ private:
 
     // A search that takes more than one step, and the records that it has found so far.
     struct LongSearch {
-        SearchBatch batch;
+        std::variant<SearchBatch, ClientMatches> rest;
         kx_memory_file found{4096};
     };
 

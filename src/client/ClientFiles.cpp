@@ -1,4 +1,4 @@
-// Publishing, sources and file searches over TCP.
+// Publishing and sources over TCP.
 
 #include <algorithm>
 #include <array>
@@ -72,50 +72,6 @@ void ClientConnection::get_sources(kx_memory_file& payload) {
     const FileHash hash = FileHash::read(payload);
     Reply reply(*this, Opcode::OP_FOUND_SOURCES);
     if (service_.files.write_sources(hash, reply.body())) reply.finish();
-}
-
-Connection::Verdict ClientConnection::search_files(kx_memory_file& payload) {
-    if (!last_search().read(payload)) return Verdict::close;
-    send_file_batch();
-    return Verdict::keep;
-}
-
-void ClientConnection::more_results() {
-    if (search_ && search_->resume_position >= 0) send_file_batch();
-}
-
-// The usual search takes one step, which writes into the reply.
-void ClientConnection::send_file_batch() {
-    SearchBatch batch =
-        service_.files.begin_batch(last_search(), service_.settings.max_search_results, id());
-    Reply reply(*this, Opcode::OP_SEARCH_RESULTS);
-    kx_memory_file& body = reply.body();
-    const std::uint32_t count_at = body.tell();
-    write_32(body, 0);
-    const std::uint32_t records_at = body.tell();
-    if (service_.files.continue_batch(batch, body)) {
-        store_32(body.data() + count_at, batch.found());
-        finish_batch(reply);
-        return;
-    }
-    long_search_ = std::make_unique<LongSearch>(LongSearch{std::move(batch)});
-    write_bytes(long_search_->found, body.written().subspan(records_at));
-    take_turns();
-}
-
-bool ClientConnection::carry_on() {
-    if (!service_.files.continue_batch(long_search_->batch, long_search_->found)) return false;
-    const std::unique_ptr<LongSearch> search = std::move(long_search_);
-    Reply reply(*this, Opcode::OP_SEARCH_RESULTS);
-    write_32(reply.body(), search->batch.found());
-    write_bytes(reply.body(), search->found.written());
-    finish_batch(reply);
-    return true;
-}
-
-void ClientConnection::finish_batch(Reply& reply) {
-    write_8(reply.body(), last_search().resume_position >= 0 ? 1 : 0);
-    reply.finish();
 }
 
 }  // namespace vorrim

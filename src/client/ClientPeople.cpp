@@ -21,22 +21,6 @@ void ClientConnection::send_servers() {
     send(make_record_packet(Opcode::OP_SERVER_IDENT, service_.own_record.view()));
 }
 
-void ClientConnection::search_users(kx_memory_file& payload) {
-    Search& search = last_search();
-    if (!search.read(payload)) return;
-    Packet packet = begin_packet(Opcode::OP_USER_RESULTS, kReplyEstimate);
-    kx_memory_file& body = packet.body();
-    const std::uint32_t count_at = body.tell();
-    write_32(body, 0);
-    const std::int32_t found = service_.clients.match_clients(
-        search, service_.settings.max_search_results,
-        [&](RecordView record) { write_bytes(body, record.bytes()); });
-    store_32(body.data() + count_at, static_cast<std::uint32_t>(found));
-    packet.finish();
-    send(packet);
-    search.resume_position = -1;
-}
-
 void ClientConnection::find_user(kx_memory_file& payload) {
     const FileHash hash = FileHash::read(payload);
     Reply reply(*this, Opcode::OP_USER_FOUND);

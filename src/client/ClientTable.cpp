@@ -8,9 +8,11 @@
 #include "base/Output.h"
 #include "base/file/primitives.h"
 #include "client/ClientConnection.h"
+#include "client/index/StepBudget.h"
 #include "client/messages.h"
 #include "meta/Opcodes.h"
 #include "search/UnknownOperations.h"
+#include "search/prefix_walk.h"
 
 namespace vorrim {
 
@@ -79,6 +81,7 @@ void ClientTable::remove(ClientConnection& client) {
             entry.after_ != nullptr ? static_cast<TableEntry&>(*entry.after_).before_ : last_;
         from_before = entry.after_;
         from_after = entry.before_;
+        bookmarks_.pass(client, entry.after_);
     }
     release_id(entry.id_);
     count_.fetch_sub(1);
@@ -181,19 +184,36 @@ void ClientTable::for_each(const std::function<void(ClientConnection&)>& use) co
     }
 }
 
-std::int32_t ClientTable::match_clients(const Search& search, std::int32_t limit,
-                                        const std::function<void(RecordView)>& use) const {
-    const HeldReports reports;
+bool ClientTable::match_clients(ClientMatches& matches,
+                                const std::function<void(RecordView)>& use) const {
+    constexpr std::uint32_t kStep = 100'000;  // about a millisecond
+    StepBudget budget(kStep);
+    std::uint32_t cost = kRecordCost;
+    if (matches.search_->root() != nullptr)
+        prefix_walk(*matches.search_->root(), [&cost](const SearchNode&) {
+            ++cost;
+            return Sides::both;
+        });
+    const HeldReports reports(matches.reports_);
     const kx_read_guard hold(lock_);
-    std::int32_t found = 0;
-    for (const ClientConnection* client = first_; client != nullptr && found < limit;
+    ClientConnection* client = matches.place_ ? matches.place_->next() : first_;
+    for (; client != nullptr && matches.found_ < matches.limit_;
          client = static_cast<const TableEntry&>(*client).after_) {
+        if (budget.spent()) {
+            if (matches.place_) {
+                matches.place_->move(client);
+            } else {
+                matches.place_ = std::make_unique<Bookmarks::Mark>(bookmarks_, client);
+            }
+            return false;
+        }
+        budget.charge(cost);
         const RecordView record = record_of(*client);
-        if (!search.matches(record)) continue;
+        if (!matches.search_->matches(record)) continue;
         use(record);
-        ++found;
+        ++matches.found_;
     }
-    return found;
+    return true;
 }
 
 void ClientTable::send_to_all(Packet packet) const {

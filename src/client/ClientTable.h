@@ -20,6 +20,7 @@
 #include "base/kx_critical_section.h"
 #include "base/kx_shared_section.h"
 #include "client/ArrivalMap.h"
+#include "client/ClientMatches.h"
 #include "meta/ClientId.h"
 #include "meta/FileHash.h"
 #include "meta/FrozenRecord.h"
@@ -82,9 +83,10 @@ public:
     bool with_hash(const FileHash& hash, const std::function<void(RecordView)>& use) const;
     // Calls `use` with each client in order of arrival.
     void for_each(const std::function<void(ClientConnection&)>& use) const;
-    // Hands on the records that match, in order of arrival, at most `limit`.
-    std::int32_t match_clients(const Search& search, std::int32_t limit,
-                               const std::function<void(RecordView)>& use) const;
+    // Hands on the records that match, in order of arrival, at most as many as the limit: a step of
+    // bounded length each time, until it says true. The lock is held for a step.
+    [[nodiscard]] bool match_clients(ClientMatches& matches,
+                                     const std::function<void(RecordView)>& use) const;
 
     // One packet for every connection, logged in or not.
     void send_to_all(Packet packet) const;
@@ -112,6 +114,7 @@ private:
     ClientConnection* first_ GUARDED_BY(lock_) = nullptr;
     ClientConnection* last_ GUARDED_BY(lock_) = nullptr;
     std::uint64_t arrivals_ GUARDED_BY(lock_) = 0;
+    mutable Bookmarks bookmarks_;
     ArrivalMap<ClientId, ClientConnection, IdHash> by_id_ GUARDED_BY(lock_);
     ArrivalMap<FileHash, ClientConnection, KeyedHash> by_hash_ GUARDED_BY(lock_);
 

@@ -77,28 +77,34 @@ void ExClientDoor::search_files(kx_memory_file& in) {
     // The asker has no identifier, so it sees what a low one sees.
     SearchBatch batch =
         service_.files.begin_batch(*search, service_.settings.max_search_results, ClientId());
-    if (take_step(batch)) return;
-    long_searches_.push_back({std::move(search), std::move(batch), peer()});
+    serve({std::move(search), std::move(batch), peer()});
 }
 
-bool ExClientDoor::take_step(SearchBatch& batch) {
-    return service_.files.continue_batch(batch, [this](RecordView record) { answer_with(record); });
+void ExClientDoor::search_users(kx_memory_file& in) {
+    if (!may_send(sender(), kSearchCost)) return;
+    count_work(kSearchWork);
+    auto search = std::make_unique<Search>();
+    if (!search->read(in)) return;
+    ClientMatches matches(*search, service_.settings.max_search_results);
+    serve({std::move(search), std::move(matches), peer()});
+}
+
+void ExClientDoor::serve(LongSearch search) {
+    if (!take_step(search)) long_searches_.push_back(std::move(search));
 }
 
 void ExClientDoor::carry_on() {
     LongSearch search = std::move(long_searches_.front());
     long_searches_.pop_front();
     set_peer(search.asker);
-    if (!take_step(search.batch)) long_searches_.push_back(std::move(search));
+    serve(std::move(search));
 }
 
-void ExClientDoor::search_users(kx_memory_file& in) {
-    if (!may_send(sender(), kSearchCost)) return;
-    count_work(kSearchWork);
-    Search search;
-    if (!search.read(in)) return;
-    service_.clients.match_clients(search, service_.settings.max_search_results,
-                                   [this](RecordView record) { answer_with(record); });
+bool ExClientDoor::take_step(LongSearch& search) {
+    const auto answer = [this](RecordView record) { answer_with(record); };
+    if (auto* const matches = std::get_if<ClientMatches>(&search.rest))
+        return service_.clients.match_clients(*matches, answer);
+    return service_.files.continue_batch(std::get<SearchBatch>(search.rest), answer);
 }
 
 void ExClientDoor::get_sources(kx_memory_file& in) {

@@ -4,7 +4,9 @@
 #include <cstddef>
 #include <deque>
 #include <memory>
+#include <variant>
 
+#include "client/ClientMatches.h"
 #include "client/ClientService.h"
 #include "client/SearchBatch.h"
 #include "meta/Opcodes.h"
@@ -37,14 +39,16 @@ private:
     void begin_answer(Opcode opcode);
     void answer_with(RecordView record);
 
-    // A file search that takes more than one step.
+    // A search that takes more than one step.
     struct LongSearch {
         std::unique_ptr<Search> search;
-        SearchBatch batch;
+        std::variant<SearchBatch, ClientMatches> rest;
         kx_ip_address asker;
     };
+    // Takes a step of it, and keeps it when there is more to do.
+    void serve(LongSearch search);
     // Whether it is through.
-    [[nodiscard]] bool take_step(SearchBatch& batch);
+    [[nodiscard]] bool take_step(LongSearch& search);
 
     ClientService& service_;
     std::deque<LongSearch> long_searches_;  // a step each, in turn

@@ -57,5 +57,34 @@ TEST(UserSearch, ItEndsAt200) {
     EXPECT_TRUE(asker.answers(more_results()).empty());  // it cannot be continued
 }
 
+// Dozens of steps, on the only worker, and every other client leaves meanwhile.
+TEST(UserSearch, ALongOneLetsOthersInAndMissesNobodyWhoStays) {
+    const ServerProcess server("threads=1");
+    const WireClient asker = WireClient::low(server, "asker");
+    std::vector<WireClient> staying;
+    std::vector<WireClient> leaving;
+    Names who;
+    for (int i = 0; i < 100; ++i) {
+        who.push_back("guest " + std::to_string(i));
+        staying.push_back(WireClient::low(server, who.back()));
+        leaving.push_back(WireClient::low(server, "visitor"));
+    }
+    Bytes expression = words("guest");
+    for (int doubled = 0; doubled < 14; ++doubled)
+        expression = joined(Op::either, words("nobody"), expression);
+    for (int doubled = 0; doubled < 10; ++doubled)
+        expression = joined(Op::either, expression, expression);
+    asker.send(search_users(expression));
+    asker.send(search_users(words("asker")));
+    int served = 0;
+    for (; asker.silent(); ++served) {
+        if (!leaving.empty()) leaving.pop_back();
+        EXPECT_EQ(names(staying.front().users(words("guest 99"))), Names{"guest 99"});
+    }
+    EXPECT_GT(served, 2);
+    EXPECT_EQ(names(read_users(asker.receive())), who);
+    EXPECT_EQ(names(read_users(asker.receive())), Names{"asker"});
+}
+
 }  // namespace
 }  // namespace vorrim::wire
