@@ -1,8 +1,12 @@
+#include <array>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <string>
 #include <unistd.h>
 
+#include "app/StandardInput.h"
 #include "app/StopSignal.h"
 
 namespace vorrim {
@@ -43,6 +47,26 @@ TEST(StopSignal, AHangUpThatIsIgnoredStaysIgnored) {
     EXPECT_FALSE(is_blocked(SIGHUP));
     EXPECT_TRUE(is_blocked(SIGTERM));
     std::signal(SIGHUP, SIG_DFL);
+}
+
+TEST(StopSignal, OutrunsLinesThatWait) {
+    StopSignal stop;
+    std::array<int, 2> lines{};
+    ASSERT_EQ(::pipe2(lines.data(), O_CLOEXEC), 0);
+    const std::string two = "one\ntwo\n";
+    ASSERT_EQ(::write(lines[1], two.data(), two.size()), static_cast<ssize_t>(two.size()));
+    const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    {
+        OutputWriter output("console", console_sink(nowhere));
+        StandardInput input(stop, lines[0], output);
+        std::string line;
+        EXPECT_EQ(input.readLine("> ", 99, line), ConsoleInput::Event::line);
+        EXPECT_EQ(line, "one");
+        ::kill(::getpid(), SIGTERM);
+        EXPECT_EQ(input.readLine("> ", 99, line), ConsoleInput::Event::stopped);
+    }
+    for (const int descriptor : {lines[0], lines[1], nowhere})
+        ::close(descriptor);
 }
 
 }  // namespace
