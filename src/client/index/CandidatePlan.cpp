@@ -1,7 +1,7 @@
 #include "client/index/CandidatePlan.h"
 
 #include <algorithm>
-#include <bit>
+#include <array>
 #include <string_view>
 
 #include "search/prefix_walk.h"
@@ -118,34 +118,36 @@ void CandidatePlan::narrow(const Group& group, const Segment& segment, std::uint
     }
 }
 
-std::uint64_t CandidatePlan::admitted(const Segment& segment,
-                                      std::span<const std::uint32_t> slots) const noexcept {
-    return admitted(root_, segment, slots.data(), ~std::uint64_t{0} >> (64 - slots.size()));
-}
-
-// Column by column, without a branch that nobody could foretell: what is loaded for one slot does
-// not wait for what is loaded for another.
-std::uint64_t CandidatePlan::admitted(const Group& group, const Segment& segment,
-                                      const std::uint32_t* slots, std::uint64_t left) noexcept {
+std::size_t CandidatePlan::narrow(const Group& group, const Segment& segment,
+                                  std::span<std::uint32_t> slots) noexcept {
     for (const std::uint16_t column : group.columns) {
         const Segment::Line* const bits = segment.column(column);
-        std::uint64_t kept = 0;
-        for (std::uint64_t rest = left; rest != 0; rest &= rest - 1) {
-            const int at = std::countr_zero(rest);
-            const std::uint32_t slot = slots[at];
-            kept |=
-                std::uint64_t{bits[slot / Segment::Line::kRows].test(slot % Segment::Line::kRows)}
-                << at;
+        std::size_t kept = 0;
+        for (const std::uint32_t slot : slots) {  // without a branch that nobody could foretell
+            slots[kept] = slot;
+            kept += bits[slot / Segment::Line::kRows].test(slot % Segment::Line::kRows) ? 1 : 0;
         }
-        if ((left = kept) == 0) return 0;
+        slots = slots.first(kept);
+        if (kept == 0) return 0;
     }
     for (const auto& alternatives : group.alternatives) {
-        std::uint64_t united = 0;
-        for (const Group& alternative : alternatives)
-            united |= admitted(alternative, segment, slots, left & ~united);
-        left = united;
+        std::array<std::uint32_t, kSlots> united;
+        std::array<std::uint32_t, kSlots> some;
+        std::array<std::uint32_t, kSlots> both;
+        std::size_t count = 0;
+        for (const Group& alternative : alternatives) {
+            std::copy(slots.begin(), slots.end(), some.begin());
+            const std::size_t more = narrow(alternative, segment, {some.data(), slots.size()});
+            if (more == 0) continue;
+            const auto end = std::set_union(united.begin(), united.begin() + count, some.begin(),
+                                            some.begin() + more, both.begin());
+            count = static_cast<std::size_t>(end - both.begin());
+            std::copy(both.begin(), end, united.begin());
+        }
+        std::copy_n(united.begin(), count, slots.begin());
+        slots = slots.first(count);
     }
-    return left;
+    return slots.size();
 }
 
 void CandidatePlan::prefetch(const Segment& segment, std::uint32_t stretch) const noexcept {

@@ -42,10 +42,13 @@ public:
 
     // Clears the bits of the slots that cannot match, in one stretch of a segment.
     void narrow(const Segment& segment, std::uint32_t stretch, Segment::Stretch& bits) const;
-    // Which of at most 64 slots may match, one bit each. There is one at least.
-    static constexpr std::size_t kSlots = 64;
-    [[nodiscard]] std::uint64_t admitted(const Segment& segment,
-                                         std::span<const std::uint32_t> slots) const noexcept;
+    // Moves those of at most kSlots ascending slots that may match to the front and returns their
+    // number.
+    static constexpr std::size_t kSlots = 128;
+    [[nodiscard]] std::size_t narrow(const Segment& segment,
+                                     std::span<std::uint32_t> slots) const noexcept {
+        return narrow(root_, segment, slots);
+    }
     // What a stretch costs that is narrowed, in the units of StepBudget, near enough.
     [[nodiscard]] std::uint32_t stretch_cost() const noexcept {
         return 20 + 3 * static_cast<std::uint32_t>(columns_);
@@ -68,7 +71,7 @@ private:
     static constexpr int kDepth = 8;
     static constexpr std::size_t kAlternatives = 64;
     // With so many of the rarest columns nearly everything is dismissed that ever will be.
-    static constexpr std::size_t kColumns = 12;
+    static constexpr std::size_t kColumns = 6;
     static constexpr std::size_t kGrams = 16;
 
     [[nodiscard]] Group group_of(const SearchNode& root, int depth);
@@ -78,9 +81,8 @@ private:
     static void order(Group& group, const RowStore::ColumnWeights& weights);
     static void narrow(const Group& group, const Segment& segment, std::uint32_t line,
                        Segment::Line& bits);
-    [[nodiscard]] static std::uint64_t admitted(const Group& group, const Segment& segment,
-                                                const std::uint32_t* slots,
-                                                std::uint64_t left) noexcept;
+    [[nodiscard]] static std::size_t narrow(const Group& group, const Segment& segment,
+                                            std::span<std::uint32_t> slots) noexcept;
 
     Group root_;
     // In the whole plan.

@@ -73,17 +73,15 @@ std::uint32_t KeywordWalk::next_possible(const Segment& from, std::uint32_t stre
 
 // Offers what the plan and the asker leave of some slots of a stretch.
 bool KeywordWalk::offer(const Segment& segment, std::uint32_t stretch,
-                        std::span<const std::uint32_t> slots) {
-    std::uint64_t left = ~std::uint64_t{0} >> (64 - slots.size());
+                        std::span<std::uint32_t> slots) {
+    if (reachable_only_) slots = slots.first(segment.reachable_of(slots));
     if (!plan_.admits_all()) {
         if (stretch + 1 < segment.stretches() && may_be_in(segment, stretch + 1))
             plan_.prefetch(segment, stretch + 1);
-        left = plan_.admitted(segment, slots);
+        slots = slots.first(plan_.narrow(segment, slots));
     }
-    if (reachable_only_) left = segment.reachable_of(slots, left);
-    for (; left != 0; left &= left - 1)
-        if (!offer(segment, slots[static_cast<std::size_t>(std::countr_zero(left))])) return false;
-    return true;
+    return std::all_of(slots.begin(), slots.end(),
+                       [&](std::uint32_t slot) { return offer(segment, slot); });
 }
 
 // Offers what the plan and the asker leave of the bits.

@@ -42,7 +42,7 @@ private:
 
     bool may_be_in(const Segment& segment, std::uint32_t stretch);
     std::uint32_t next_possible(const Segment& from, std::uint32_t stretch);
-    bool offer(const Segment& segment, std::uint32_t stretch, std::span<const std::uint32_t> slots);
+    bool offer(const Segment& segment, std::uint32_t stretch, std::span<std::uint32_t> slots);
     bool narrowed(const Segment& segment, std::uint32_t stretch, Segment::Stretch& bits);
     bool offer(const Segment& segment, std::uint32_t slot) {
         if (budget_.spent()) {

@@ -97,14 +97,12 @@ bool ScanWalk::rows(std::span<const std::uint32_t> run) {
         for (; count < std::min(run.size(), slots.size()) && run[count] < segment.rows_end();
              ++count)
             slots[count] = segment.slot_of(run[count]);
-        for (std::uint64_t left = may_match(segment, {slots.data(), count}); left != 0;
-             left &= left - 1) {
-            const auto at = static_cast<std::size_t>(std::countr_zero(left));
+        for (const std::uint32_t slot : may_match(segment, {slots.data(), count})) {
             if (budget_.spent()) {
-                next_ = {bucket_, run[at]};
+                next_ = {bucket_, segment.row_of(slot)};
                 return false;
             }
-            if (!collector_.offer(segment.handle_of(slots[at]))) return false;
+            if (!collector_.offer(segment.handle_of(slot))) return false;
         }
         budget_.charge(kRowCost * static_cast<std::uint32_t>(count));
         run = run.subspan(count);
@@ -112,16 +110,19 @@ bool ScanWalk::rows(std::span<const std::uint32_t> run) {
     return true;
 }
 
-std::uint64_t ScanWalk::may_match(const Segment& segment, std::span<const std::uint32_t> slots) {
-    std::uint64_t left = ~std::uint64_t{0} >> (64 - slots.size());
+// Moves those of some slots that may match to the front.
+std::span<const std::uint32_t> ScanWalk::may_match(const Segment& segment,
+                                                   std::span<std::uint32_t> slots) {
+    tried_ += slots.size();
     if (state_.way == ScanState::Way::walking) {
-        for (std::size_t at = 0; at < slots.size(); ++at)
-            if (!state_.marks.has(segment, slots[at])) left &= ~(std::uint64_t{1} << at);
+        const auto end = std::remove_if(slots.begin(), slots.end(), [&](std::uint32_t slot) {
+            return !state_.marks.has(segment, slot);
+        });
+        slots = slots.first(static_cast<std::size_t>(end - slots.begin()));
     } else if (!plan_.admits_all()) {
-        left = plan_.admitted(segment, slots);
-        tried_ += slots.size();
+        slots = slots.first(plan_.narrow(segment, slots));
     }
-    return reachable_only_ ? segment.reachable_of(slots, left) : left;
+    return reachable_only_ ? slots.first(segment.reachable_of(slots)) : slots;
 }
 
 // At this rate, marking everything would be cheaper than walking on until there is enough.

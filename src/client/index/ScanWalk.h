@@ -77,8 +77,8 @@ private:
 
     void sort_marked(Place from);
     std::optional<Place> walk_buckets(Place from);
-    [[nodiscard]] std::uint64_t may_match(const Segment& segment,
-                                          std::span<const std::uint32_t> slots);
+    [[nodiscard]] std::span<const std::uint32_t> may_match(const Segment& segment,
+                                                           std::span<std::uint32_t> slots);
     [[nodiscard]] bool hopeless();
 
     const FileTable& table_;

@@ -118,12 +118,12 @@ public:
     [[nodiscard]] bool reachable(std::uint32_t slot) const noexcept {
         return bit_row(kReachableRow)[slot / Line::kRows].test(slot % Line::kRows);
     }
-    // Those of some slots that are reachable, out of `among`, one bit each.
-    [[nodiscard]] std::uint64_t reachable_of(std::span<const std::uint32_t> slots,
-                                             std::uint64_t among) const noexcept {
-        for (std::size_t at = 0; at < slots.size(); ++at)
-            if (!reachable(slots[at])) among &= ~(std::uint64_t{1} << at);
-        return among;
+    // Moves those of some slots that are reachable to the front and returns their number.
+    [[nodiscard]] std::size_t reachable_of(std::span<std::uint32_t> slots) const noexcept {
+        return static_cast<std::size_t>(
+            std::remove_if(slots.begin(), slots.end(),
+                           [this](std::uint32_t slot) { return !reachable(slot); }) -
+            slots.begin());
     }
     [[nodiscard]] bool in_column(std::size_t column, std::uint32_t slot) const noexcept {
         return this->column(column)[slot / Line::kRows].test(slot % Line::kRows);
