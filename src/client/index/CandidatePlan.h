@@ -49,9 +49,13 @@ public:
                                      std::span<std::uint32_t> slots) const noexcept {
         return narrow(root_, segment, slots);
     }
-    // What a stretch costs that is narrowed, in the units of StepBudget, near enough.
+    // What a stretch costs that is narrowed, and each of some slots, in the units of StepBudget,
+    // near enough.
     [[nodiscard]] std::uint32_t stretch_cost() const noexcept {
         return 20 + 3 * static_cast<std::uint32_t>(columns_);
+    }
+    [[nodiscard]] std::uint32_t row_cost() const noexcept {
+        return static_cast<std::uint32_t>(columns_) / 4;
     }
     // Fetches in advance what narrow reads first. Not when all is admitted.
     void prefetch(const Segment& segment, std::uint32_t stretch) const noexcept;

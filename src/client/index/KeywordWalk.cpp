@@ -43,6 +43,7 @@ bool KeywordWalk::rows(std::span<const std::uint32_t> run) {
             slots[taken] = segment.slot_of(run[taken]);
         run = run.subspan(taken);
         if (!offer(segment, stretch, {slots.data(), taken})) return false;
+        budget_.charge(plan_.row_cost() * static_cast<std::uint32_t>(taken));
     }
     return true;
 }
@@ -102,7 +103,7 @@ bool KeywordWalk::narrowed(const Segment& segment, std::uint32_t stretch, Segmen
                                        static_cast<std::uint32_t>(std::countr_zero(rest));
             if (!offer(segment, slot)) return false;
         }
-    budget_.charge(kWindowCost);
+    budget_.charge(plan_.stretch_cost());
     return true;
 }
 

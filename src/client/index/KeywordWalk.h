@@ -38,7 +38,6 @@ public:
 
 private:
     static constexpr std::uint32_t kCostAtOnce = 10;
-    static constexpr std::uint32_t kWindowCost = 50;
 
     bool may_be_in(const Segment& segment, std::uint32_t stretch);
     std::uint32_t next_possible(const Segment& from, std::uint32_t stretch);

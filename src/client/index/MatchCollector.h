@@ -54,12 +54,7 @@ public:
     }
 
     [[nodiscard]] bool full() const noexcept { return matches_.size() >= capacity_; }
-    [[nodiscard]] std::size_t capacity() const noexcept { return capacity_; }
     [[nodiscard]] std::size_t wanted() const noexcept { return capacity_ - matches_.size(); }
-    // How many matches there are at most among what was offered.
-    [[nodiscard]] std::size_t hoped_for() const noexcept {
-        return matches_.size() + offered_ - evaluated_;
-    }
     // The entry of the last match; there is one.
     [[nodiscard]] const FileEntry& last() const noexcept { return table_.entry(last_); }
 

@@ -9,12 +9,6 @@ namespace vorrim {
 std::optional<ScanWalk::Place> ScanWalk::run(Place from) {
     using Way = ScanState::Way;
     if (plan_.admits_all()) state_.way = Way::unmarked;
-    if (state_.way == Way::trying) {
-        const auto next = walk_buckets(from);
-        if (!next || budget_.spent()) return next;
-        from = *next;
-        state_.way = Way::marking;
-    }
     if (state_.way != Way::unmarked &&
         !state_.marks.complete(table_.rows(), plan_, reachable_only_, budget_))
         return from;
@@ -86,8 +80,10 @@ bool ScanWalk::window(std::uint32_t base, RowBlocks::Window words, std::uint32_t
 }
 
 bool ScanWalk::rows(std::span<const std::uint32_t> run) {
+    const std::uint32_t row_cost =
+        state_.way == ScanState::Way::unmarked ? kRowCost + plan_.row_cost() : kRowCost;
     while (!run.empty()) {
-        if (budget_.spent() || (state_.way == ScanState::Way::trying && hopeless())) {
+        if (budget_.spent()) {
             next_ = {bucket_, run.front()};
             return false;
         }
@@ -104,7 +100,7 @@ bool ScanWalk::rows(std::span<const std::uint32_t> run) {
             }
             if (!collector_.offer(segment.handle_of(slot))) return false;
         }
-        budget_.charge(kRowCost * static_cast<std::uint32_t>(count));
+        budget_.charge(row_cost * static_cast<std::uint32_t>(count));
         run = run.subspan(count);
     }
     return true;
@@ -113,7 +109,6 @@ bool ScanWalk::rows(std::span<const std::uint32_t> run) {
 // Moves those of some slots that may match to the front.
 std::span<const std::uint32_t> ScanWalk::may_match(const Segment& segment,
                                                    std::span<std::uint32_t> slots) {
-    tried_ += slots.size();
     if (state_.way == ScanState::Way::walking) {
         const auto end = std::remove_if(slots.begin(), slots.end(), [&](std::uint32_t slot) {
             return !state_.marks.has(segment, slot);
@@ -123,18 +118,6 @@ std::span<const std::uint32_t> ScanWalk::may_match(const Segment& segment,
         slots = slots.first(plan_.narrow(segment, slots));
     }
     return reachable_only_ ? slots.first(segment.reachable_of(slots)) : slots;
-}
-
-// At this rate, marking everything would be cheaper than walking on until there is enough.
-bool ScanWalk::hopeless() {
-    constexpr std::size_t kTrial = 512;       // rows between two looks at the rate
-    constexpr std::size_t kRowsMarked = 128;  // in the time in which a row is tried
-    if (tried_ < next_look_) return false;
-    next_look_ = tried_ + kTrial;
-    if (tried_ == 0) return false;
-    const std::size_t affordable = table_.rows().size() / kRowsMarked;
-    const std::size_t hoped_for = collector_.hoped_for();
-    return tried_ * collector_.capacity() > hoped_for * affordable;
 }
 
 }  // namespace vorrim

@@ -1,12 +1,12 @@
 #pragma once
 // The walk of a search that no keyword narrows: every entry, bucket by bucket, from a place on.
 //
-//     trying     the buckets are walked, each row's signature asked by itself: for what is so
-//       │        frequent that there will soon be enough
 //     marking    the signatures of all segments are asked
-//       │ ├────► few candidates: they are evaluated in the order of their rows and the matches
-//       sorted ▼        into the order of the walk
-//     walking    the buckets are walked on, dismissing by the marks at hand
+//       │ └────► few candidates: evaluated in the order of their rows, the matches then sorted
+//       ▼
+//     walking    many: the buckets are walked, dismissing by the marks, until there are enough
+//
+// A walk without marks asks each row's signature by itself.
 //
 // Threads     Belongs to one step of a search, under the index lock; its ScanState to the search.
 #include <cstdint>
@@ -26,9 +26,9 @@ namespace vorrim {
 
 // What a scan keeps from step to step.
 struct ScanState {
-    enum class Way { trying, marking, walking, unmarked };
+    enum class Way { marking, walking, unmarked };
 
-    Way way = Way::trying;
+    Way way = Way::marking;
     ScanMarks marks;
 
     // Does without marks from now on.
@@ -79,7 +79,6 @@ private:
     std::optional<Place> walk_buckets(Place from);
     [[nodiscard]] std::span<const std::uint32_t> may_match(const Segment& segment,
                                                            std::span<std::uint32_t> slots);
-    [[nodiscard]] bool hopeless();
 
     const FileTable& table_;
     const CandidatePlan& plan_;
@@ -90,8 +89,6 @@ private:
     MatchCollector& collector_;
     StepBudget& budget_;
     std::uint32_t bucket_ = 0;   // which is being walked
-    std::size_t tried_ = 0;      // rows
-    std::size_t next_look_ = 0;  // at the rate, when as many have been tried
     std::optional<Place> next_;  // when the walk was left
 };
 
