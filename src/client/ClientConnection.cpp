@@ -11,6 +11,8 @@ namespace vorrim {
 
 namespace {
 
+constexpr unsigned kCostly = 1;  // more than other messages
+
 // The requests whose number is limited: those that cost much, or that others have to bear.
 std::optional<Request> request_of(Opcode opcode) noexcept {
     switch (opcode) {
@@ -86,7 +88,10 @@ void ClientConnection::sync_identifier() {
 Connection::Verdict ClientConnection::handle_message(std::uint8_t opcode, kx_memory_file& payload) {
     if (rejected_) return Verdict::close;
     const auto kind = request_of(static_cast<Opcode>(opcode));
-    if (kind && spend(*kind) == Verdict::close) return Verdict::close;
+    if (kind) {
+        weigh(kCostly);
+        if (spend(*kind) == Verdict::close) return Verdict::close;
+    }
     switch (static_cast<Opcode>(opcode)) {
         case Opcode::OP_LOGIN:
             return login(payload);

@@ -17,6 +17,7 @@ namespace {
 // One turn: enough to share a system call among pipelined requests, small enough that the
 // neighbours of a busy peer wait for microseconds.
 constexpr unsigned kMessagesPerTurn = 64;
+constexpr std::size_t kBytesOfAMessage = 256;  // a longer one counts as several
 // With this much unsent, a peer's further requests wait until it has read its replies.
 constexpr std::size_t kReplyBound = 1024 * 1024;
 // Whoever does not read while others send to it is closed with this much unsent beside the longest
@@ -199,7 +200,7 @@ Turn Connection::doTask(socketPool& /*pool*/) {
     if (limited_) keep_time();
     if (carries_on_ || paused_ || blocked_ || slowed_) return Turn::wait;
     const bool more = has_backlog() || (flags_ & kReadable) != 0;
-    return more ? Turn::again : Turn::wait;
+    return more ? Turn::at_leisure : Turn::wait;
 }
 
 Connection::Step Connection::take_backlog() {
@@ -277,7 +278,8 @@ Connection::Step Connection::handle_bytes(std::span<const std::byte>& bytes) {
 }
 
 Connection::Step Connection::handle_packet(std::span<const std::byte> payload) {
-    --budget_;
+    budget_ -= static_cast<unsigned>(
+        std::min<std::size_t>(budget_, 1 + payload.size() / kBytesOfAMessage));
     if (!spoken_) first_packet_came();
     begin_reply();
     kx_memory_file stream = kx_memory_file::reading(payload);

@@ -14,6 +14,7 @@
 // from being destroyed (it holds the lock of a table that the connection is in). Everything else
 // belongs to its worker.
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -80,6 +81,9 @@ protected:
     // handled meanwhile.
     void take_turns();
     [[nodiscard]] virtual bool carry_on() { return true; }
+
+    // The message being handled counts as several more in the budget of the turn.
+    void weigh(unsigned messages) noexcept { budget_ -= std::min(budget_, messages); }
 
     // A deadline of the derived class's own; kNoDeadline takes it back. Own worker only.
     void setAlarm(TimePoint moment);

@@ -14,6 +14,8 @@ constexpr std::size_t kScratchBytes = 64 * 1024;   // received by one system cal
 constexpr std::uint32_t kReplyGrowth = 16 * 1024;  // of the replies of a turn
 constexpr std::uint32_t kRepliesKept = 1024 * 1024;
 constexpr std::size_t kFewTasks = 64;
+// For those who ask for much, in each step: what somebody who asks for little may wait for them.
+constexpr std::chrono::microseconds kPatientTime{200};
 
 // With thousands of tasks the next one is seldom in a cache: a connection, the largest of them, is
 // six lines long.
@@ -136,24 +138,59 @@ void PoolShare::adopt(std::unique_ptr<Task> owned) {
 
 // The peer sees the end at once, however long the farewell takes.
 void PoolShare::dismiss(Task& task) {
-    if (!task.leaving_) {
-        task.leaving_ = true;
-        setDeadline(task, Task::kNoDeadline);
-        stop_watching(task);
-        leave_long_work(task);
-    }
-    bool done = false;
-    try {
-        done = task.farewell();
-    } catch (const kx_err&) {
-        // What memory does not allow now is done when others have left.
-    } catch (const std::bad_alloc&) {
-    }
-    if (done) {
+    task.leaving_ = true;
+    leave_long_work(task);
+    setDeadline(task, Task::kNoDeadline);
+    stop_watching(task);
+    if (part(task) == Farewell::done) {
         destroy(task);
     } else {
-        enqueue(task);
+        leaving_.push_back(&task);
     }
+}
+
+PoolShare::Farewell PoolShare::part(Task& task) {
+    try {
+        return task.farewell() ? Farewell::done : Farewell::goes_on;
+    } catch (const kx_err&) {
+    } catch (const std::bad_alloc&) {
+    }
+    // What memory does not allow now is done when others have left.
+    return Farewell::later;
+}
+
+// As many as the time allows, but one at least. Whoever has more to do goes to the end.
+void PoolShare::serve_patient() {
+    const Task::TimePoint end = clock_.now() + kPatientTime;
+    for (std::size_t left = patient_.size(); left > 0; --left) {
+        Task& task = *patient_.front();
+        patient_.pop_front();
+        task.queued_ = false;
+        if (!task.leaving_) give_turn(task, [&] { return task.doTask(pool_); });
+        if (clock_.now() >= end) return;
+    }
+}
+
+// One farewell after the other, for about as long as the others have just had: they wait for no
+// crowd that leaves, and whoever makes one come and go does not outrun its departure.
+void PoolShare::see_off(std::chrono::nanoseconds time) {
+    if (leaving_.empty()) return;
+    const Task::TimePoint end = clock_.now() + time;
+    do {
+        Task& task = *leaving_.front();
+        switch (part(task)) {
+            case Farewell::goes_on:
+                continue;
+            case Farewell::done:
+                leaving_.pop_front();
+                destroy(task);
+                break;
+            case Farewell::later:
+                leaving_.pop_front();
+                leaving_.push_back(&task);
+                return;
+        }
+    } while (!leaving_.empty() && clock_.now() < end);
 }
 
 void PoolShare::stop_watching(Task& task) {
@@ -179,7 +216,10 @@ void PoolShare::forget(Task& task) {
         const kx_guard hold(mail_lock_);
         std::erase(posted_, &task);
     }
-    if (task.queued_) std::erase(ready_, &task);
+    if (task.queued_) {
+        std::erase(ready_, &task);
+        std::erase(patient_, &task);
+    }
     leave_long_work(task);
     setDeadline(task, Task::kNoDeadline);
 }
@@ -202,7 +242,7 @@ void PoolShare::wantWritable(Task& task) {
 std::optional<std::chrono::nanoseconds> PoolShare::time_to_wait(
     std::optional<std::chrono::nanoseconds> limit) {
     using std::chrono::nanoseconds;
-    if (!ready_.empty()) return nanoseconds(0);
+    if (!ready_.empty() || !patient_.empty() || !leaving_.empty()) return nanoseconds(0);
     if (!deadlines_.empty()) {
         const nanoseconds left =
             std::max(nanoseconds(0), nanoseconds(deadlines_.begin()->first - clock_.now()));
@@ -261,6 +301,11 @@ void PoolShare::give_turn(Task& task, Step step) {
         case Turn::again:
             enqueue(task);
             break;
+        case Turn::at_leisure:
+            if (task.queued_) break;
+            task.queued_ = true;
+            patient_.push_back(&task);
+            break;
         case Turn::finished:
             dismiss(task);
             break;
@@ -278,18 +323,20 @@ void PoolShare::run_once(std::optional<std::chrono::nanoseconds> limit) {
     take_mail();
     fire_deadlines();
 
+    const bool others_wait = !patient_.empty() || !leaving_.empty();
+    const Task::TimePoint begin = others_wait ? clock_.now() : Task::TimePoint{};
     running_.swap(ready_);
     for (std::size_t at = 0; at < running_.size(); ++at) {
         if (at + kTasksAhead < running_.size()) prefetch(*running_[at + kTasksAhead]);
         Task& task = *running_[at];
         task.queued_ = false;
-        if (task.leaving_) {
-            dismiss(task);
-            continue;
-        }
-        give_turn(task, [&] { return task.doTask(pool_); });
+        if (!task.leaving_) give_turn(task, [&] { return task.doTask(pool_); });
     }
     running_.clear();
+    if (others_wait) {
+        serve_patient();
+        see_off(clock_.now() - begin);
+    }
     if (tasks_.capacity() > kFewTasks && tasks_.size() < tasks_.capacity() / 4) give_back_memory();
 }
 
@@ -304,9 +351,11 @@ void PoolShare::give_back_memory() {
 void PoolShare::delete_all() {
     const RunningShare here(*this);
     take_mail();
+    leaving_.clear();
     while (!tasks_.empty())
         destroy(*tasks_.back());
     ready_.clear();
+    patient_.clear();
 }
 
 }  // namespace vorrim

@@ -4,7 +4,12 @@
 //
 //      other threads ── add / post ──►  mailbox ┐
 //      kernel ────────── ready ──────►  wait    ├──►  ready list ──►  doTask, one turn each
-//      clock ─────────── deadlines ──►          ┘
+//      clock ─────────── deadlines ──►          ┘                        │ at leisure
+//                                                                        ▼
+//                                                     patient tasks ──►  doTask, for a while
+//
+// A step gives all of the ready list a turn, and then some of those who have used theirs up and
+// have more to do: who asks for little does not wait for all who ask for much.
 //
 // Threads: `add`, `post`, `wake` and `load` may be called from any thread; the rest belongs to the
 // worker. The mailbox lock is the only lock here and is never held while a task runs.
@@ -85,6 +90,10 @@ private:
     void leave_long_work(const Task& task);
     void adopt(std::unique_ptr<Task> task);
     void dismiss(Task& task);
+    enum class Farewell { done, goes_on, later };
+    [[nodiscard]] static Farewell part(Task& task);
+    void serve_patient();
+    void see_off(std::chrono::nanoseconds time);
     void stop_watching(Task& task);
     void destroy(Task& task);
     // Takes a step of the task, and does what it wants then. A raise ends the step only.
@@ -106,6 +115,8 @@ private:
     std::vector<Task*> running_;
     std::deque<Task*> long_work_;
     bool long_turn_taken_ = false;  // in the present step
+    std::deque<Task*> patient_;     // have had their share of work, and have more
+    std::deque<Task*> leaving_;     // whose farewells take more than one step
     std::set<std::pair<Task::TimePoint, Task*>> deadlines_;
     std::vector<std::byte> scratch_;
     kx_memory_file replies_;

@@ -22,9 +22,10 @@ class socketPool;
 
 // What a task wants after its turn.
 enum class Turn {
-    wait,      // nothing to do until something becomes ready
-    again,     // there is more to do; let the others have their turn first
-    finished,  // destroy me
+    wait,        // nothing to do until something becomes ready
+    again,       // there is more to do; let the others have their turn first
+    at_leisure,  // the same, and much has been done: those who ask for little may go first
+    finished,    // destroy me
 };
 
 class Task {

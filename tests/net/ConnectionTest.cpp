@@ -30,6 +30,7 @@ public:
     void go_on() { resume(); }
     int handled = 0;
     int turns_to_leave = 0;
+    ManualClock* slows = nullptr;  // on which every message takes a millisecond
 
 private:
     bool farewell() override { return turns_to_leave-- <= 0; }
@@ -37,6 +38,7 @@ private:
 
     Verdict handle_message(std::uint8_t opcode, kx_memory_file& payload) override {
         ++handled;
+        if (slows != nullptr) slows->advance(std::chrono::milliseconds(1));
         if (opcode == kRefuse) return Verdict::close;
         if (opcode == kPause) pause();
         if (opcode == kRaiseLater) setAlarm(share()->clock().now());
@@ -160,6 +162,43 @@ TEST_F(ConnectionTest, WhatOthersSendToOneWhoNeverReadsIsBounded) {
         share_.run_once(std::chrono::nanoseconds(0));
     }
     EXPECT_EQ(alive_, 0);
+}
+
+TEST_F(ConnectionTest, WhoAsksForLittleWaitsForOneOfThoseWhoAskForMuch) {
+    constexpr int kMany = 40;
+    const std::vector<Bytes> much(kMany, frame_of(std::string(1000, 'e')));
+    std::vector<std::unique_ptr<kx_tcpip_socket>> peers;
+    std::vector<EchoConnection*> greedy;
+    for (int i = 0; i < 3; ++i) {
+        auto ends = make_pair();
+        auto connection = std::make_unique<EchoConnection>(std::move(ends[1]), pool_, alive_);
+        connection->slows = &clock_;
+        greedy.push_back(connection.get());
+        peers.push_back(std::move(ends[0]));
+        pool_.add(std::move(connection));
+    }
+    settle();
+    for (const auto& peer : peers)
+        write_all(*peer, in_a_row(much));
+    const auto handled = [&] {
+        int sum = 0;
+        for (const EchoConnection* connection : greedy)
+            sum += connection->handled;
+        return sum;
+    };
+    share_.run_once(std::chrono::nanoseconds(0));
+    const int first_turns = handled();
+    EXPECT_GT(first_turns, 0);
+    EXPECT_LT(first_turns, 3 * kMany);
+
+    const Bytes little = frame_of("little");
+    write_all(*peer_, little);
+    share_.run_once(std::chrono::nanoseconds(0));
+    EXPECT_EQ(read_all(*peer_), little);
+    EXPECT_EQ(handled(), first_turns + first_turns / 3);
+    settle();
+    for (const auto& peer : peers)
+        EXPECT_EQ(read_all(*peer), in_a_row(much));
 }
 
 TEST_F(ConnectionTest, ALongFarewellKeepsNeitherThePeerNorTheNeighboursWaiting) {
