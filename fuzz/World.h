@@ -57,8 +57,11 @@ public:
         for (int i = 0; i < 200; ++i)
             turn();
     }
-    // The claim of the whole: once all are gone, so is what they brought.
+    // The claim of the whole: once all are gone, so is what they brought. What they published before
+    // they had an identifier goes with the next who leaves without one.
     void everybody_leaves() {
+        pool.delete_all();
+        arrive(0x0300000AU);
         pool.delete_all();
         must(clients.count() == 0);
         must(files.source_total() == 0 && files.file_total() == 0 && files.keyword_total() == 0);

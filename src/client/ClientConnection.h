@@ -102,10 +102,9 @@ private:
     std::unique_ptr<LongSearch> long_search_;
     ReachabilityTest* test_ = nullptr;  // while the login waits for it
     Room* room_ = nullptr;
-    std::vector<ClientId> former_ids_;                 // of earlier logins that published something
+    std::vector<ClientId> former_ids_;                 // of earlier logins under which files stand
     std::unique_ptr<FileIndex::Departure> departure_;  // once the connection is leaving
-    bool published_ = false;  // something stands under the present identifier
-    bool rejected_ = false;   // the version gate refused it: the next packet ends it
+    bool rejected_ = false;  // the version gate refused it: the next packet ends it
 };
 
 }  // namespace vorrim

@@ -48,7 +48,6 @@ Connection::Verdict ClientConnection::offer_files(kx_memory_file& payload) {
     if (!records) return Verdict::close;
     if (limited()) refuse_excess(*records);
     if (records->empty()) return Verdict::keep;
-    published_ = true;
     files_ += service_.files.publish(std::move(*records), id(), static_cast<std::uint16_t>(port_));
     return Verdict::keep;
 }

@@ -59,8 +59,8 @@ Connection::Verdict ClientConnection::login(kx_memory_file& payload) {
         record = with_earlier_tags(earlier, record);
     }
     allowLongPackets();
-    if (published_ && id() != ClientId()) former_ids_.push_back(id());
-    published_ = false;
+    // Also what somebody left here who had the identifier before, and could not withdraw it.
+    if (id() != ClientId() && service_.files.has_files_of(id())) former_ids_.push_back(id());
     port_ = static_cast<std::int16_t>(record.view().port());
     service_.clients.set_record(*this, std::move(record));
     if (room_ != nullptr) room_->update_record(*this, service_.clients.record_of(*this));

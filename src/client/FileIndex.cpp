@@ -136,6 +136,11 @@ void FileIndex::renumber() {
 
 // ---- departure ----
 
+bool FileIndex::has_files_of(ClientId client) const {
+    const kx_read_guard guard(lock_);
+    return table_.owners().has(client);
+}
+
 void FileIndex::remove_client(ClientId client) {
     Departure departure = begin_departure(client);
     while (continue_departure(departure)) {

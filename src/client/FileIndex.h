@@ -66,6 +66,9 @@ public:
     // lose their last source go with them. Costs that client's files, not the index. Any thread.
     void remove_client(ClientId client);
 
+    // Whether there is anything to remove. Any thread.
+    [[nodiscard]] bool has_files_of(ClientId client) const;
+
     // The same in steps of bounded length, for whoever has others to serve meanwhile: continue
     // until it says false. A departure belongs to one thread and must be continued to its end.
     struct Departure {

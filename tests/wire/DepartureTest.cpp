@@ -77,5 +77,22 @@ TEST(Departure, RequestsSentJustBeforeAnEndAreServed) {
     EXPECT_EQ(low.receive().first(1), hex("35"));
 }
 
+// Whoever leaves while another has its former identifier cannot withdraw what stands under it; the
+// other has published nothing, and does not leave with that identifier.
+TEST(Departure, FilesOfAFormerIdentifierGoWithTheLastWhoHeldIt) {
+    const ServerProcess server;
+    const Address shared = next_address();
+    WireClient first = WireClient::high(server, "first", shared);
+    first.publish({file(hash_of(1), "song")});
+    EXPECT_NE(first.login(client_record(hash_of(1), "first")).id, shared.value());
+    WireClient heir = WireClient::high(server, "heir", shared);
+    ASSERT_EQ(heir.id(), shared.value());
+    first.close();
+    server.wait_for_status({1, 1});
+    EXPECT_NE(heir.login(client_record(hash_of(2), "heir")).id, shared.value());
+    heir.close();
+    server.wait_for_status({0, 0});
+}
+
 }  // namespace
 }  // namespace vorrim::wire

@@ -89,6 +89,7 @@ public:
 
     // The owners of the sources; see FileIndex::publish and remove_client.
     OwnerIndex& owners() noexcept { return owners_; }
+    [[nodiscard]] const OwnerIndex& owners() const noexcept { return owners_; }
 
     // Gives all rows the new numbers, which NewNumbers of this table's rows told.
     void renumber(const RowStore::NewNumbers& new_number);

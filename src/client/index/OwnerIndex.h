@@ -36,6 +36,7 @@ public:
 
     // Adds handles to a client. Sorts them in place.
     void add(ClientId client, std::vector<std::uint32_t>& handles);
+    [[nodiscard]] bool has(ClientId client) const noexcept { return find(client) != nullptr; }
     // Takes all handles of a client; it owns none afterwards.
     [[nodiscard]] Handles take(ClientId client);
 
