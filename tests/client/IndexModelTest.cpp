@@ -419,7 +419,7 @@ constexpr IndexTuning kEdges{
     .row_limit = 1100, .segment_rows = 4096, .slice = 5, .sorted_scan = 40, .step = 40};
 constexpr IndexTuning kOnlyWalks{.row_limit = 4000, .slice = 64, .sorted_scan = 0, .step = 900};
 constexpr IndexTuning kLong{
-    .row_limit = 60000, .segment_rows = 4096, .slice = 256, .sorted_scan = 200, .step = 5000};
+    .row_limit = 60000, .segment_rows = 4096, .slice = 256, .sorted_scan = 200, .step = 60};
 
 INSTANTIATE_TEST_SUITE_P(
     Tables, IndexModel,
