@@ -11,7 +11,7 @@ struct IndexTuning {
     // Rows of a segment: a power of two, from 4096 to 32768.
     std::uint32_t segment_rows = 32768;
     // Records entered, or entries left, under one hold of the index lock.
-    std::uint32_t slice = 256;
+    std::uint32_t slice = 64;
     // A scan with at most this many candidates evaluates them in the order of their rows and sorts
     // what matches; one with more walks the buckets.
     std::uint32_t sorted_scan = 8192;
