@@ -5,6 +5,7 @@
 
 #include "base/Output.h"
 #include "base/kx_err.h"
+#include "net/SendQueue.h"
 
 namespace vorrim {
 
@@ -346,6 +347,7 @@ void PoolShare::give_back_memory() {
     ready_.shrink_to_fit();
     running_.shrink_to_fit();
     replies_ = kx_memory_file(kReplyGrowth);
+    SendQueue::free_spare_memory();
 }
 
 void PoolShare::delete_all() {

@@ -44,6 +44,11 @@ std::size_t SendQueue::Piece::size() const noexcept {
     return shared ? kHeaderSize + shared->payload().size() : bytes.size();
 }
 
+void SendQueue::free_spare_memory() noexcept {
+    while (spare_count > 0)
+        std::vector<std::byte>().swap(spare_buffers[--spare_count]);
+}
+
 // Our own bytes at the end of the queue, with room for `size` more.
 std::vector<std::byte>& SendQueue::tail(std::size_t size) {
     if (pieces_.empty() || pieces_.back().shared ||

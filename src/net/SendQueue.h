@@ -53,6 +53,9 @@ public:
         return waiting_.load(std::memory_order_relaxed);
     }
 
+    // Frees the buffers that the calling thread has kept for its next pieces.
+    static void free_spare_memory() noexcept;
+
 private:
     // One piece of the queue: either bytes of our own or a shared packet.
     struct Piece {
