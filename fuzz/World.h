@@ -57,8 +57,8 @@ public:
         for (int i = 0; i < 200; ++i)
             turn();
     }
-    // The claim of the whole: once all are gone, so is what they brought. What they published before
-    // they had an identifier goes with the next who leaves without one.
+    // The claim of the whole: once all are gone, so is what they brought. What they published
+    // before they had an identifier goes with the next who leaves without one.
     void everybody_leaves() {
         pool.delete_all();
         arrive(0x0300000AU);

@@ -56,7 +56,7 @@ def table(results: dict[str, Any]) -> str:
 
 def plot(folder: Path, name: str, commands: list[str], blocks: list[str]) -> None:
     """Draws folder/name.svg; the data blocks are $d0, $d1, ... of the commands."""
-    script = ["set terminal svg size 900,460 font 'sans-serif,12' background 'white'",
+    script = ["set terminal svg noenhanced size 900,460 font 'sans-serif,12' background 'white'",
               f"set output '{folder / name}.svg'", "set grid ytics lc rgb '#dddddd'",
               "set key outside right top", "set bmargin 4"]
     for i, block in enumerate(blocks):
@@ -110,7 +110,7 @@ def plot_growth(folder: Path, results: dict[str, Any]) -> None:
         operations = list(dict.fromkeys(o for s in sizes for o in s["operations"]))
         plot_lines(folder, "files_operations", "Operations of the index", "files",
                    "microseconds a file or request",
-                   {o: [(s["files"], s["operations"][o]["median"])
+                   {o.replace("_", " "): [(s["files"], s["operations"][o]["median"])
                         for s in sizes if o in s["operations"]] for o in operations})
 
 
