@@ -55,7 +55,8 @@ bool ClientConnection::farewell() {
         if (test_ != nullptr) test_->abandon();
         if (room_ != nullptr) room_->leave(*this);
         room_ = nullptr;
-        departure_ = std::make_unique<FileIndex::Departure>(files.begin_departure(id()));
+        departure_ = std::make_unique<FileIndex::Departure>();
+        *departure_ = files.begin_departure(id());
     }
     if (files.continue_departure(*departure_)) return false;
     if (former_ids_.empty()) return true;

@@ -147,16 +147,16 @@ void FileIndex::remove_client(ClientId client) {
     }
 }
 
-FileIndex::Departure FileIndex::begin_departure(ClientId client) {
-    OwnerIndex::Handles owned;
-    {
-        const kx_write_guard guard(lock_);
-        owned = table_.owners().take(client);
-    }
-    return {client, owned.sorted(), 0};
+FileIndex::Departure FileIndex::begin_departure(ClientId client) noexcept {
+    const kx_write_guard guard(lock_);
+    return {.client = client, .owned = table_.owners().take(client)};
 }
 
 bool FileIndex::continue_departure(Departure& departure) {
+    if (!departure.owned.empty()) {
+        departure.handles = departure.owned.sorted();
+        departure.owned = {};
+    }
     const std::vector<std::uint32_t>& handles = departure.handles;
     std::size_t at = departure.done;
     if (at == handles.size()) return false;

@@ -72,11 +72,13 @@ public:
     // The same in steps of bounded length, for whoever has others to serve meanwhile: continue
     // until it says false. A departure belongs to one thread and must be continued to its end.
     struct Departure {
-        ClientId client;
-        std::vector<std::uint32_t> handles;  // ascending; an entry once for each of its sources
+        ClientId client{};
+        OwnerIndex::Handles owned{};           // until the first step, which sorts them
+        std::vector<std::uint32_t> handles{};  // ascending; an entry once for each of its sources
         std::size_t done = 0;
     };
-    [[nodiscard]] Departure begin_departure(ClientId client);
+    // Raises nothing: whoever has begun has taken the files over.
+    [[nodiscard]] Departure begin_departure(ClientId client) noexcept;
     [[nodiscard]] bool continue_departure(Departure& departure);
 
     // Appends hash, count (one byte, at most 230) and that many sources (u32 identifier, u16 port)

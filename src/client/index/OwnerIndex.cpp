@@ -72,7 +72,7 @@ void OwnerIndex::add(ClientId client, std::vector<std::uint32_t>& handles) {
     runs.insert(runs.end(), run.begin(), run.end());
 }
 
-OwnerIndex::Handles OwnerIndex::take(ClientId client) {
+OwnerIndex::Handles OwnerIndex::take(ClientId client) noexcept {
     Handles handles;
     if (Owner* const owner = find(client)) {
         handles.runs_ = std::move(*owner->runs);

@@ -26,6 +26,7 @@ public:
     public:
         // All of them in ascending order, with repetitions.
         [[nodiscard]] std::vector<std::uint32_t> sorted() const;
+        [[nodiscard]] bool empty() const noexcept { return runs_.empty(); }
 
     private:
         friend class OwnerIndex;
@@ -38,7 +39,7 @@ public:
     void add(ClientId client, std::vector<std::uint32_t>& handles);
     [[nodiscard]] bool has(ClientId client) const noexcept { return find(client) != nullptr; }
     // Takes all handles of a client; it owns none afterwards.
-    [[nodiscard]] Handles take(ClientId client);
+    [[nodiscard]] Handles take(ClientId client) noexcept;
 
     [[nodiscard]] std::size_t heap_bytes() const noexcept;
 
