@@ -68,6 +68,7 @@ private:
     const Search* search_;
     std::int32_t limit_;
     std::int32_t found_ = 0;
+    std::uint32_t cost_ = 0;  // of a client, in units of StepBudget; 0 before the first step
     std::unique_ptr<Bookmarks::Mark> place_;  // once a step has not been enough
     UnknownReports reports_;
 };

@@ -188,12 +188,14 @@ bool ClientTable::match_clients(ClientMatches& matches,
                                 const std::function<void(RecordView)>& use) const {
     constexpr std::uint32_t kStep = 100'000;  // about a millisecond
     StepBudget budget(kStep);
-    std::uint32_t cost = kRecordCost;
-    if (matches.search_->root() != nullptr)
-        prefix_walk(*matches.search_->root(), [&cost](const SearchNode&) {
-            ++cost;
-            return Sides::both;
-        });
+    if (matches.cost_ == 0) {
+        matches.cost_ = kRecordCost;
+        if (matches.search_->root() != nullptr)
+            prefix_walk(*matches.search_->root(), [&matches](const SearchNode&) {
+                ++matches.cost_;
+                return Sides::both;
+            });
+    }
     const HeldReports reports(matches.reports_);
     const kx_read_guard hold(lock_);
     ClientConnection* client = matches.place_ ? matches.place_->next() : first_;
@@ -207,7 +209,7 @@ bool ClientTable::match_clients(ClientMatches& matches,
             }
             return false;
         }
-        budget.charge(cost);
+        budget.charge(matches.cost_);
         const RecordView record = record_of(*client);
         if (!matches.search_->matches(record)) continue;
         use(record);
