@@ -11,6 +11,12 @@
 #include "search/prefix_walk.h"
 
 namespace vorrim {
+namespace {
+
+// Those of its words, and its bucket.
+constexpr std::size_t kListsOfARecord = kWordsOfARecord + 1;
+
+}  // namespace
 
 FileIndex::FileIndex(IndexTuning tuning)
     : tuning_(tuning), table_(tuning.row_limit, tuning.segment_rows) {}
@@ -208,17 +214,56 @@ void FileIndex::make_words(Leaving& leaving) const {
     leaving.words = words_of(record);
 }
 
-void FileIndex::warm(std::span<const Prepared>) const {}
+void FileIndex::warm(std::span<const Prepared> slice) const {
+    Lists lists;
+    lists.reserve(slice.size() * kListsOfARecord);
+    for (const Prepared& prepared : slice) {
+        if (prepared.known()) continue;
+        table_.prefetch_bucket(prepared.record.view().hash());
+        prefetch_heads(prepared.words);
+    }
+    for (const Prepared& prepared : slice) {
+        if (prepared.known()) continue;
+        if (const RowList* const bucket = table_.bucket(prepared.record.view().hash()))
+            lists.push_back({bucket, 0});
+        add_lists(prepared.words, 0, lists);
+    }
+    fetch(lists,
+          [](const RowList& list, std::uint32_t, int step) { return list.prefetch_append(step); });
+}
 
 void FileIndex::warm(std::span<const Leaving> slice) const {
+    Lists lists;
+    lists.reserve(slice.size() * kListsOfARecord);
     for (const Leaving& leaving : slice) {
         if (!leaving.last) continue;
-        table_.prefetch(leaving.digest);
-        table_.prefetch_bucket_ends(leaving.handle);
+        table_.prefetch_bucket(table_.entry(leaving.handle).record.view().hash());
+        prefetch_heads(leaving.words);
     }
+    for (const Leaving& leaving : slice) {
+        if (!leaving.last) continue;
+        const FileEntry& entry = table_.entry(leaving.handle);
+        lists.push_back({table_.bucket(entry.record.view().hash()), entry.row});
+        add_lists(leaving.words, entry.row, lists);
+    }
+    fetch(lists, [](const RowList& list, std::uint32_t row, int step) {
+        return list.prefetch_erase(row, step);
+    });
     for (const Leaving& leaving : slice)
-        if (leaving.last) table_.prefetch_bucket_row(leaving.handle);
+        if (leaving.last) table_.prefetch(leaving.digest);
 }
+
+// Step by step for all lists, those that need no further one left out.
+template <class Prefetch>
+void FileIndex::fetch(Lists& lists, Prefetch&& prefetch) {
+    for (int step = 0; !lists.empty(); ++step)
+        std::erase_if(lists,
+                      [&](const RowOfList& at) { return !prefetch(*at.list, at.row, step); });
+}
+
+void FileIndex::prefetch_heads(const KeywordHashes&) const {}
+
+void FileIndex::add_lists(const KeywordHashes&, std::uint32_t, Lists&) const {}
 
 KeywordHashes FileIndex::words_of(RecordView) const {
     return {};

@@ -141,9 +141,16 @@ protected:
     virtual void extract(Search& search) const;
     [[nodiscard]] virtual KeywordHashes words_of(RecordView record) const;
     virtual void entry_leaves(std::uint32_t row, const KeywordHashes& words) REQUIRES(lock_);
-    // Fetches in advance, while others may still read, what entering and leaving will touch.
-    virtual void warm(std::span<const Prepared> slice) const REQUIRES_SHARED(lock_);
-    virtual void warm(std::span<const Leaving> slice) const REQUIRES_SHARED(lock_);
+    // A list that a record's row enters or leaves.
+    struct RowOfList {
+        const RowList* list;
+        std::uint32_t row;
+    };
+    using Lists = std::vector<RowOfList>;
+    // Fetches the heads of the words' lists in advance; and adds the lists that there are.
+    virtual void prefetch_heads(const KeywordHashes& words) const REQUIRES_SHARED(lock_);
+    virtual void add_lists(const KeywordHashes& words, std::uint32_t row, Lists& lists) const
+        REQUIRES_SHARED(lock_);
     // Gives the live rows new numbers when the old ones have run out.
     virtual void renumber() REQUIRES(lock_);
 
@@ -163,6 +170,11 @@ private:
     void leave(std::span<Leaving> slice, ClientId client);
     void foresee(std::span<Leaving> slice) const;
     void make_words(Leaving& leaving) const REQUIRES_SHARED(lock_);
+    // Fetch in advance, while others may still read, what entering and leaving will touch.
+    void warm(std::span<const Prepared> slice) const REQUIRES_SHARED(lock_);
+    void warm(std::span<const Leaving> slice) const REQUIRES_SHARED(lock_);
+    template <class Prefetch>
+    static void fetch(Lists& lists, Prefetch&& prefetch);
     template <class Deliver>
     bool step(SearchBatch& batch, Deliver&& deliver) const;
 

@@ -38,35 +38,15 @@ void KeywordFileIndex::entry_leaves(std::uint32_t row, const KeywordHashes& word
         keywords_.erase(word, row);
 }
 
-void KeywordFileIndex::warm(std::span<const Prepared> slice) const {
-    FileIndex::warm(slice);
-    for (const Prepared& prepared : slice)
-        for (const std::uint32_t word : prepared.words)
-            keywords_.prefetch(word);
-    for (const Prepared& prepared : slice)
-        for (const std::uint32_t word : prepared.words)
-            if (const RowList* const list = keywords_.find(word)) list->prefetch_end();
+void KeywordFileIndex::prefetch_heads(const KeywordHashes& words) const {
+    for (const std::uint32_t word : words)
+        keywords_.prefetch(word);
 }
 
-void KeywordFileIndex::warm(std::span<const Leaving> slice) const {
-    FileIndex::warm(slice);
-    struct Place {
-        const RowList* list;
-        std::uint32_t row;
-    };
-    std::vector<Place> places;
-    places.reserve(slice.size() * kWordsOfARecord);
-    for (const Leaving& leaving : slice)
-        for (const std::uint32_t word : leaving.words)
-            keywords_.prefetch(word);
-    for (const Leaving& leaving : slice)
-        for (const std::uint32_t word : leaving.words) {
-            const RowList* const list = keywords_.find(word);
-            list->prefetch_ends();
-            places.push_back({list, table_.entry(leaving.handle).row});
-        }
-    for (const Place& place : places)
-        place.list->prefetch_row(place.row);
+void KeywordFileIndex::add_lists(const KeywordHashes& words, std::uint32_t row,
+                                 Lists& lists) const {
+    for (const std::uint32_t word : words)
+        if (const RowList* const list = keywords_.find(word)) lists.push_back({list, row});
 }
 
 void KeywordFileIndex::renumber() {

@@ -27,8 +27,9 @@ private:
     void extract(Search& search) const override;
     [[nodiscard]] KeywordHashes words_of(RecordView record) const override;
     void entry_leaves(std::uint32_t row, const KeywordHashes& words) override REQUIRES(lock_);
-    void warm(std::span<const Prepared> slice) const override REQUIRES_SHARED(lock_);
-    void warm(std::span<const Leaving> slice) const override REQUIRES_SHARED(lock_);
+    void prefetch_heads(const KeywordHashes& words) const override REQUIRES_SHARED(lock_);
+    void add_lists(const KeywordHashes& words, std::uint32_t row, Lists& lists) const override
+        REQUIRES_SHARED(lock_);
     void renumber() override REQUIRES(lock_);
 
     RowListTable keywords_ GUARDED_BY(lock_);

@@ -66,17 +66,6 @@ void FileTable::remove_entry(std::uint32_t handle, std::uint32_t digest) {
     entries_.remove(handle);
 }
 
-void FileTable::prefetch_bucket_ends(std::uint32_t handle) const noexcept {
-    if (const RowList* const list = bucket(bucket_of(entries_[handle].record.view().hash())))
-        list->prefetch_ends();
-}
-
-void FileTable::prefetch_bucket_row(std::uint32_t handle) const noexcept {
-    const FileEntry& entry = entries_[handle];
-    if (const RowList* const list = bucket(bucket_of(entry.record.view().hash())))
-        list->prefetch_row(entry.row);
-}
-
 void FileTable::renumber(const RowStore::NewNumbers& new_number) {
     bucket_lists_.renumber(new_number);
     rows_.renumber([&](std::uint32_t handle) { return entries_[handle].record.view(); },

@@ -47,9 +47,7 @@ public:
     [[nodiscard]] std::uint32_t find_likely(std::uint32_t digest) const noexcept {
         return by_hash_.find_likely(digest);
     }
-    // Fetch in advance what finding a hash touches first, and what taking an entry out of its
-    // bucket touches: its record is at hand for the first step, and the first step done for the
-    // second.
+    // Fetch in advance what finding a hash touches first, and an entry.
     void prefetch(std::uint32_t digest) const noexcept { by_hash_.prefetch(digest); }
     void prefetch_entry(std::uint32_t handle) const noexcept {
         __builtin_prefetch(&entries_[handle], 1);
@@ -59,8 +57,10 @@ public:
         entries_[handle].prefetch_record();
         entries_[handle].sources.prefetch(sources_);
     }
-    void prefetch_bucket_ends(std::uint32_t handle) const noexcept;
-    void prefetch_bucket_row(std::uint32_t handle) const noexcept;
+    // Fetches the head of the list of a hash's bucket.
+    void prefetch_bucket(const FileHash& hash) const noexcept {
+        bucket_lists_.prefetch(bucket_of(hash));
+    }
 
     // Makes the entry of a hash that has none, with its first source. Takes the record, whose
     // availability is 1. Raises std::bad_alloc when the rows are exhausted.
@@ -81,6 +81,9 @@ public:
     // The entries of a bucket, or null when it is empty.
     [[nodiscard]] const RowList* bucket(std::uint32_t number) const noexcept {
         return bucket_lists_.find(number);
+    }
+    [[nodiscard]] const RowList* bucket(const FileHash& hash) const noexcept {
+        return bucket(bucket_of(hash));
     }
     // The first bucket from this one on that is not empty, or SparseBits::kNone.
     [[nodiscard]] std::uint32_t next_bucket(std::uint32_t from) const noexcept {

@@ -58,11 +58,14 @@ std::uint32_t RowBlocks::select(const Block& block, std::uint32_t index) noexcep
     return block.base + word * 64 + static_cast<std::uint32_t>(std::countr_zero(bits));
 }
 
+std::size_t RowBlocks::likely_block_of(std::uint32_t row) const noexcept {
+    return guess_between(blocks_.front().base, blocks_.back().base, blocks_.size(), row);
+}
+
 std::size_t RowBlocks::block_of(std::uint32_t row) const noexcept {
-    const auto after = std::upper_bound(
-        blocks_.begin(), blocks_.end(), row,
-        [](std::uint32_t value, const Block& block) { return value < block.base; });
-    return after == blocks_.begin() ? 0 : static_cast<std::size_t>(after - blocks_.begin()) - 1;
+    const std::size_t after = gallop(blocks_.size(), likely_block_of(row),
+                                     [&](std::size_t index) { return blocks_[index].base <= row; });
+    return after == 0 ? 0 : after - 1;
 }
 
 void RowBlocks::append(std::uint32_t row) {
@@ -182,17 +185,32 @@ std::uint32_t RowBlocks::rank(std::uint32_t row) const noexcept {
                        std::popcount(block.bits()[word_of(row)] & (bit_of(row) - 1)));
 }
 
-void RowBlocks::prefetch_end() const noexcept {
+bool RowBlocks::prefetch_append(int step) const noexcept {
     const Block& last = blocks_.back();
+    if (step == 0) {
+        __builtin_prefetch(&last, 1);
+        return true;
+    }
     if (!last.bitmap()) __builtin_prefetch(last.rows() + last.count, 1);
+    return false;
 }
 
-void RowBlocks::prefetch_row(std::uint32_t row) const noexcept {
+bool RowBlocks::prefetch_erase(std::uint32_t row, int step) const noexcept {
+    if (step == 0) {
+        __builtin_prefetch(&blocks_.front());
+        __builtin_prefetch(&blocks_.back());
+        return true;
+    }
+    if (step == 1) {
+        __builtin_prefetch(&blocks_[likely_block_of(row)], 1);
+        return true;
+    }
     const Block& block = blocks_[block_of(row)];
     if (block.bitmap())
         __builtin_prefetch(block.bits() + word_of(row), 1);
     else
         vorrim::prefetch_row(block.array(), row);
+    return false;
 }
 
 std::size_t RowBlocks::heap_bytes() const noexcept {

@@ -51,9 +51,9 @@ public:
     void for_each(Visit&& visit_row) const;
 
     [[nodiscard]] std::size_t heap_bytes() const noexcept;
-    // See RowList.
-    void prefetch_end() const noexcept;
-    void prefetch_row(std::uint32_t row) const noexcept;
+    // See RowList; the blocks themselves are at hand.
+    bool prefetch_append(int step) const noexcept;
+    bool prefetch_erase(std::uint32_t row, int step) const noexcept;
 
 private:
     struct Block {
@@ -82,6 +82,8 @@ private:
     // The row number `index` of a bitmap, counted from 0.
     [[nodiscard]] static std::uint32_t select(const Block& block, std::uint32_t index) noexcept;
 
+    // Where the row's block should be, and where it is.
+    [[nodiscard]] std::size_t likely_block_of(std::uint32_t row) const noexcept;
     [[nodiscard]] std::size_t block_of(std::uint32_t row) const noexcept;
     void turn_tail_dense();
     void turn_sparse(Block& block);

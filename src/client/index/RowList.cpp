@@ -137,27 +137,39 @@ void RowList::blocks_to_array() {
     array_ = array.release();
 }
 
-void RowList::prefetch_end() const noexcept {
-    if (form() == Form::array)
-        __builtin_prefetch(array_ + count_, 1);
-    else if (form() == Form::blocks)
-        blocks_->prefetch_end();
-}
-
-void RowList::prefetch_ends() const noexcept {
-    if (form() == Form::array) {
-        __builtin_prefetch(array_, 1);
-        __builtin_prefetch(array_ + count_ - 1, 1);
-    } else if (form() == Form::blocks) {
-        __builtin_prefetch(blocks_);
+bool RowList::prefetch_append(int step) const noexcept {
+    switch (form()) {
+        case Form::in_header:
+            return false;
+        case Form::array:
+            __builtin_prefetch(array_ + count_, 1);
+            return false;
+        case Form::blocks:
+            if (step != 0) return blocks_->prefetch_append(step - 1);
+            __builtin_prefetch(blocks_, 1);
+            return true;
     }
+    return false;
 }
 
-void RowList::prefetch_row(std::uint32_t row) const noexcept {
-    if (form() == Form::array)
-        vorrim::prefetch_row(short_rows(), row);
-    else if (form() == Form::blocks)
-        blocks_->prefetch_row(row);
+bool RowList::prefetch_erase(std::uint32_t row, int step) const noexcept {
+    switch (form()) {
+        case Form::in_header:
+            return false;
+        case Form::array:
+            if (step != 0) {
+                vorrim::prefetch_row(short_rows(), row);
+                return false;
+            }
+            __builtin_prefetch(array_, 1);
+            __builtin_prefetch(array_ + count_ - 1, 1);
+            return true;
+        case Form::blocks:
+            if (step != 0) return blocks_->prefetch_erase(row, step - 1);
+            __builtin_prefetch(blocks_);
+            return true;
+    }
+    return false;
 }
 
 std::size_t RowList::heap_bytes() const noexcept {

@@ -68,11 +68,10 @@ public:
     void renumber(NewRow&& new_row);
 
     [[nodiscard]] std::size_t heap_bytes() const noexcept;
-    // Fetch in advance what an append touches; what an erasure touches first; and, when that is at
-    // hand, the rest of it.
-    void prefetch_end() const noexcept;
-    void prefetch_ends() const noexcept;
-    void prefetch_row(std::uint32_t row) const noexcept;
+    // Fetch in advance what an append, or the erasure of a row that is in the list, touches. What
+    // a step, counted from 0, fetches must be at hand for the next; true while there is one.
+    bool prefetch_append(int step) const noexcept;
+    bool prefetch_erase(std::uint32_t row, int step) const noexcept;
 
 private:
     enum class Form { in_header, array, blocks };

@@ -11,41 +11,55 @@
 
 namespace vorrim {
 
+// Where a row should be among so many (at least one) that go from `first` to `last`.
+[[nodiscard]] inline std::size_t guess_between(std::uint32_t first, std::uint32_t last,
+                                               std::size_t count, std::uint32_t row) noexcept {
+    if (row <= first) return 0;
+    if (row >= last) return count - 1;
+    return static_cast<std::size_t>(std::uint64_t{row - first} * (count - 1) / (last - first));
+}
+
 // Where the row should be; `rows` is not empty.
 [[nodiscard]] inline std::size_t guess_of(std::span<const std::uint32_t> rows,
                                           std::uint32_t row) noexcept {
-    const std::uint32_t first = rows.front();
-    const std::uint32_t last = rows.back();
-    if (row <= first) return 0;
-    if (row >= last) return rows.size() - 1;
-    return static_cast<std::size_t>(std::uint64_t{row - first} * (rows.size() - 1) /
-                                    (last - first));
+    return guess_between(rows.front(), rows.back(), rows.size(), row);
+}
+
+// How many of `count` indices are below, all of them before all others; looks near the guess first.
+template <class Below>
+[[nodiscard]] std::size_t gallop(std::size_t count, std::size_t guess, Below&& below) noexcept {
+    std::size_t low = guess;
+    std::size_t high = guess;
+    std::size_t step = 4;
+    if (below(guess)) {
+        while (high < count && below(high)) {
+            low = high + 1;
+            high = std::min(count, high + step);
+            step *= 2;
+        }
+    } else {
+        while (low > 0 && !below(low - 1)) {
+            high = low - 1;
+            low = low > step ? low - step : 0;
+            step *= 2;
+        }
+    }
+    while (low < high) {
+        const std::size_t middle = low + (high - low) / 2;
+        if (below(middle))
+            low = middle + 1;
+        else
+            high = middle;
+    }
+    return low;
 }
 
 // The index of the first row that is not lower than `row`: as std::lower_bound.
 [[nodiscard]] inline std::size_t find_row(std::span<const std::uint32_t> rows,
                                           std::uint32_t row) noexcept {
     if (rows.empty()) return 0;
-    std::size_t low = guess_of(rows, row);
-    std::size_t high = low;
-    std::size_t step = 4;
-    if (rows[low] < row) {
-        while (high < rows.size() && rows[high] < row) {
-            low = high + 1;
-            high = std::min(rows.size(), high + step);
-            step *= 2;
-        }
-    } else {
-        while (low > 0 && rows[low - 1] >= row) {
-            high = low - 1;
-            low = low > step ? low - step : 0;
-            step *= 2;
-        }
-    }
-    return static_cast<std::size_t>(
-        std::lower_bound(rows.begin() + static_cast<std::ptrdiff_t>(low),
-                         rows.begin() + static_cast<std::ptrdiff_t>(high), row) -
-        rows.begin());
+    return gallop(rows.size(), guess_of(rows, row),
+                  [&](std::size_t index) { return rows[index] < row; });
 }
 
 // Fetches what find_row will touch, once the ends are at hand.
