@@ -9,8 +9,9 @@ from statistics import median
 from typing import Any
 
 import report
-from servers import SCRAPE, Running, Server, machine, raise_descriptor_limit
-from works import CONNECTIONS, GROWTH_SERVERS, WORKS, Bar, Work
+from servers import SCRAPE, VORRIM, Running, Server, machine, raise_descriptor_limit
+from works import (CONNECTIONS, FILE_WORKS, FILES, FILES_QUICK, GROWS, GROWTH_SERVERS, WORKS, Bar,
+                   Work)
 
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -26,10 +27,13 @@ class Comparison:
         self._missing: set[str] = set()
         self._tracker_lists: dict[str, str] = {}
 
+    def load_command(self, arguments: tuple[str, ...], server: Running) -> list[str]:
+        return [str(self.build / "vorrim-load"), *arguments, "--json", "--speak",
+                server.server.speaks, "--port", str(server.port), "--server-pid",
+                str(server.pid)]
+
     def load(self, arguments: tuple[str, ...], server: Running) -> dict[str, Any]:
-        command = [str(self.build / "vorrim-load"), *arguments, "--json", "--speak",
-                   server.server.speaks, "--port", str(server.port), "--server-pid",
-                   str(server.pid)]
+        command = self.load_command(arguments, server)
         done = subprocess.run(command, capture_output=True, text=True, timeout=300)
         if not done.stdout:
             raise RuntimeError(f"{' '.join(command)}: {done.stderr.strip()}")
@@ -63,9 +67,11 @@ class Comparison:
             with Running(server, self.build, self.tracker_list(server, arguments)) as running:
                 answer = self.load(arguments, running)
             if answer["answers"]:
-                break
-        else:
-            raise RuntimeError(f"{server.name} answers nothing: {work.title}")
+                return self.figures(work, server, answer)
+        raise RuntimeError(f"{server.name} answers nothing: {work.title}")
+
+    @staticmethod
+    def figures(work: Work, server: Server, answer: dict[str, Any]) -> dict[str, float]:
         answers = answer["answers"]
         if answer["errors"]:
             print(f"{server.name}, {work.title}: {answer['errors']} errors")
@@ -114,6 +120,37 @@ class Comparison:
                       f"p50 {point['p50']['median']:.0f} us, p99 {point['p99']['median']:.0f} us")
         return grown
 
+    def files(self) -> list[dict[str, Any]]:
+        """What a file costs the server when it holds few and when it holds many."""
+        sizes = []
+        for files in FILES_QUICK if self.options.quick else FILES:
+            held = ("--files", str(files))
+            with Running(VORRIM, self.build) as running:
+                hold = ("hold", *held, "--hold-seconds", "3600")
+                with subprocess.Popen(self.load_command(hold, running), text=True,
+                                      stdout=subprocess.DEVNULL, stderr=subprocess.PIPE) as holder:
+                    assert holder.stderr
+                    if holder.stderr.readline() != "holding\n":
+                        raise RuntimeError(f"{files:,} files cannot be held")
+                    works = {work.key: self.held_work(work, held, running) for work in FILE_WORKS}
+                    holder.kill()
+            sizes.append({"files": files, "works": works})
+        return sizes
+
+    def held_work(self, work: Work, held: tuple[str, ...], running: Running) -> dict[str, float]:
+        figures = []
+        for round_ in range(min(self.options.rounds, GROWTH_ROUNDS)):
+            # New files every time; questions are about those that are held.
+            seed = 1 if work.arguments[0] == "sources" else 2 + round_
+            answer = self.load((*work.arguments, *held, "--held", "--seed", str(seed), "-s",
+                                str(self.options.seconds)), running)
+            figures.append(self.figures(work, VORRIM, answer)["cpu"])
+        spread = report.spread(figures)
+        print(f"  {held[1]:>10} files  {work.title:36} {report.number(spread['median'])} "
+              f"{work.unit} ({report.number(spread['min'])} to {report.number(spread['max'])})")
+        sys.stdout.flush()
+        return spread
+
     def growth(self) -> dict[str, Any]:
         """The index by itself, against the search engines: a program of its own."""
         if self.options.growth:
@@ -143,6 +180,22 @@ def judge(bar: Bar, figures: dict[str, list[float]]) -> dict[str, Any] | None:
     if bar.times == 1 / 3:
         text = bar.text
     return {"text": text, "ratio": ratio, "reached": ratio["median"] <= bar.times}
+
+
+def file_works(sizes: list[dict[str, Any]]) -> list[dict[str, Any]]:
+    """Rows of the table: the costs on the largest index, to those on the smallest."""
+    few, many = sizes[0], sizes[-1]
+    rows = []
+    for work in FILE_WORKS:
+        of = {f"{size['files']:,} files": size["works"][work.key] for size in sizes}
+        ratio = many["works"][work.key]["median"] / few["works"][work.key]["median"]
+        rows.append({"key": f"files_{work.key}", "unit": work.unit,
+                     "title": f"{work.title}, {many['files']:,} files held",
+                     "of": f"{many['files']:,} files", "servers": of,
+                     "bars": [{"text": f"{GROWS:g} x {few['files']:,} files",
+                               "reached": ratio <= GROWS,
+                               "ratio": {"median": ratio, "min": ratio, "max": ratio}}]})
+    return rows
 
 
 def search_works(growth: dict[str, Any]) -> list[dict[str, Any]]:
@@ -199,7 +252,7 @@ def parse() -> argparse.Namespace:
     parser.add_argument("--seconds", type=float, help="of every measurement (2; quick: 0.5)")
     parser.add_argument("--only", action="append", metavar="WORK",
                         help="only works whose key starts so; " +
-                        ", ".join(w.key for w in WORKS) + ", connections, search")
+                        ", ".join(w.key for w in WORKS) + ", connections, files, search")
     parser.add_argument("--growth", type=Path, metavar="FILE",
                         help="take what growth_bench --json FILE has measured; do not run it")
     parser.add_argument("--quick", action="store_true", help="about two minutes")
@@ -237,6 +290,9 @@ def main() -> int:
         sys.stdout.flush()
     if wanted("connections"):
         results["connections"] = comparison.connections()
+    if wanted("files"):
+        results["files"] = comparison.files()
+        results["works"] += file_works(results["files"])
     if wanted("search"):
         results["growth"] = comparison.growth()
         results["works"] += search_works(results["growth"])

@@ -105,6 +105,13 @@ def plot_growth(folder: Path, results: dict[str, Any]) -> None:
         plot_lines(folder, f"connections_{figure}", f"Sources at depth 1: {title}", "connections",
                    unit, {name: [(p["connections"], p[figure]["median"]) for p in points]
                           for name, points in connections.items()})
+    held = results.get("files", [])
+    if held:
+        plot_lines(folder, "files_server", "The server with so many files", "files",
+                   "processor time: microseconds a file or request",
+                   {key.replace("_16", ", depth 16"):
+                    [(size["files"], size["works"][key]["median"]) for size in held]
+                    for key in held[0]["works"]})
     sizes = results.get("growth", {}).get("sizes", [])
     if len(sizes) > 1:
         operations = list(dict.fromkeys(o for s in sizes for o in s["operations"]))

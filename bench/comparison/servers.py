@@ -23,6 +23,7 @@ class Server:
     program: str
     arguments: tuple[str, ...] = ()
     threads: int | None = None
+    environment: tuple[tuple[str, str], ...] = ()
 
     def is_there(self, build: Path) -> bool:
         return self.path(build) is not None
@@ -35,9 +36,17 @@ class Server:
 ECHO_1 = Server("echo, 1 thread", "echo", "echo_server", ("tcp", "{port}", "1"))
 ECHO_2 = Server("echo, 2 threads", "echo", "echo_server", ("tcp", "{port}", "2"))
 ECHO_UDP = Server("echo, datagrams", "echo", "echo_server", ("udp", "{port}"))
-VORRIM = Server("Vorrim", "vorrim", "vorrim")
-VORRIM_1 = Server("Vorrim, 1 worker", "vorrim", "vorrim", threads=1)
-VORRIM_2 = Server("Vorrim, 2 workers", "vorrim", "vorrim", threads=2)
+
+
+def vorrim(name: str, threads: int | None = None) -> Server:
+    # As ./run and the service start it.
+    return Server(name, "vorrim", "vorrim", threads=threads,
+                  environment=(("GLIBC_TUNABLES", "glibc.malloc.hugetlb=1"),))
+
+
+VORRIM = vorrim("Vorrim")
+VORRIM_1 = vorrim("Vorrim, 1 worker", 1)
+VORRIM_2 = vorrim("Vorrim, 2 workers", 2)
 MEMCACHED = Server(
     "memcached", "memcached", "memcached",
     ("-l", "127.0.0.1", "-p", "{port}", "-U", "{port}", "-u", "nobody", "-c", "20000",
@@ -92,7 +101,8 @@ class Running:
         (folder / "list").write_text(tracker_list)
         self._process = subprocess.Popen(
             [server.path(build), *arguments], cwd=folder, stdin=subprocess.DEVNULL,
-            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+            env={**os.environ, **dict(server.environment)})
         self._await_start()
 
     @property

@@ -82,3 +82,15 @@ WORKS = (
 # The same question from more and more connections.
 CONNECTIONS = (10, 1000, 15000)
 GROWTH_SERVERS = (VORRIM, ECHO_1, MEMCACHED, REDIS)
+
+# The same operations on a larger and larger index: how many files, and what is done with them held.
+FILES = (10_000, 100_000, 1_000_000, 10_000_000)
+FILES_QUICK = (10_000, 100_000)
+FILE_WORKS = (
+    Work("sources", "sources, 64 connections, depth 1", CPU, ("sources",), (VORRIM,), ()),
+    Work("sources_16", "sources, 64 connections, depth 16", CPU, ("sources", "-d", "16"),
+         (VORRIM,), ()),
+    Work("publish", "publish, per file", "us", ("publish", "-c", "4"), (VORRIM,), (), scale=200),
+    Work("leave", "leave, per file", "us", ("leave",), (VORRIM,), ()),
+)
+GROWS = 2.0  # times at most, from the fewest files to the most

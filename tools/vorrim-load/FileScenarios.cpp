@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -60,11 +61,17 @@ void put_files(Swarm& swarm, std::size_t index, const Options& options, std::uin
     }
 }
 
+// Until nothing is in the index but what is held.
+void await_departures(const Options& options) {
+    while (indexed_files(options) > options.files)
+        std::this_thread::sleep_for(kLookEvery);
+}
+
 }  // namespace
 
 void hold_files(Swarm& holders, const Options& options) {
     const Dialect& dialect = holders.dialect();
-    if (!dialect.is_vorrim() && dialect.store == nullptr) return;
+    if (options.held || (!dialect.is_vorrim() && dialect.store == nullptr)) return;
     const std::size_t count = dialect.is_vorrim() ? options.sources : 1;
     holders.must_open(count, greeting(dialect));
     for (std::size_t holder = 0; holder < count; ++holder)
@@ -73,7 +80,8 @@ void hold_files(Swarm& holders, const Options& options) {
 
 Result run_publish(const Options& options) {
     const Dialect& dialect = dialect_of(options.speak);
-    std::uint64_t next = 0;
+    std::uint64_t next = options.held ? options.files : 0;
+    if (options.held) await_departures(options);
     const auto list = [&] {
         const std::uint64_t first = std::exchange(next, next + kFilesPerList);
         return dialect.is_vorrim()
@@ -109,12 +117,17 @@ Result run_hold(const Options& options) {
     result.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
     result.server_seconds = server.processor_seconds() - used;
     result.resident_bytes = server.resident_bytes() - before;
+    if (options.hold_seconds > 0) {
+        std::fputs("holding\n", stderr);
+        std::this_thread::sleep_for(std::chrono::duration<double>(options.hold_seconds));
+    }
     return result;
 }
 
 Result run_leave(const Options& options) {
     Result result;
     const ServerProcess server(options.server_pid);
+    if (options.held) await_departures(options);
     const auto begin = Clock::now();
     const auto end = begin + std::chrono::duration_cast<Clock::duration>(
                                  std::chrono::duration<double>(options.seconds));
@@ -130,8 +143,7 @@ Result run_leave(const Options& options) {
         const double used = server.processor_seconds();
         const auto left = Clock::now();
         guest.peer(0).abort();
-        while (indexed_files(options) > options.files)
-            std::this_thread::sleep_for(kLookEvery);
+        await_departures(options);
         result.server_seconds += server.processor_seconds() - used;
         result.latency.record(static_cast<std::uint64_t>((Clock::now() - left).count()));
         result.answers += kFilesPerClient;

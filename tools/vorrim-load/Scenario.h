@@ -22,6 +22,8 @@ struct Options {
     std::uint64_t seed = 1;
     std::uint64_t files = 10'000;  // published before, and what questions ask about
     std::uint32_t sources = 5;     // clients that hold each file
+    bool held = false;             // those are there already, held by another run
+    double hold_seconds = 0;       // hold: so much longer
     bool distinct = false;         // every connection from an address of its own (loopback only)
     bool json = false;
     std::string speak = "vorrim";  // see Dialect.h

@@ -84,7 +84,7 @@ private:
 // Connects, greets and keeps the requests of all connections of the options open.
 [[nodiscard]] Result ask_all(const Options& options, const Behaviour& behaviour);
 
-// The questions for all files of the options, made beforehand.
+// The questions for the files of the options, or for a million spread over them, made beforehand.
 [[nodiscard]] std::vector<Bytes> fetches(const Options& options);
 
 // Logs `options.sources` clients in and publishes every file from each; they hold the files as long

@@ -115,6 +115,9 @@ int run(int argc, char** argv) {
     app.add_option("--files", options.files, "files to ask about")->capture_default_str();
     app.add_option("--sources", options.sources, "clients that hold each file")
         ->capture_default_str();
+    app.add_flag("--held", options.held, "another run holds those files: publish none");
+    app.add_option("--hold-seconds", options.hold_seconds,
+                   "hold: for so long, once \"holding\" is said on standard error");
     app.add_flag("--distinct", options.distinct, "every connection from its own loopback address");
     app.add_option("--speak", options.speak,
                    "vorrim, echo, memcached, redis, tracker-scrape, tracker-announce")
