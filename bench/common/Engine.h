@@ -39,6 +39,9 @@ public:
 [[nodiscard]] std::unique_ptr<Engine> make_linear();
 // SQLite's full-text search, in memory, with the records in a table beside it.
 [[nodiscard]] std::unique_ptr<Engine> make_fts5();
+// RediSearch in a server of its own, which has to be installed.
+[[nodiscard]] bool has_redisearch();
+[[nodiscard]] std::unique_ptr<Engine> make_redisearch();
 // Xapian, in memory or in files in the folder for temporary ones, the records as documents' data.
 enum class XapianKind { memory, disk };
 [[nodiscard]] std::unique_ptr<Engine> make_xapian(XapianKind kind);

@@ -211,7 +211,8 @@ def search_works(growth: dict[str, Any]) -> list[dict[str, Any]]:
         ours = engines.get("vorrim")
         if not ours:
             continue
-        rivals = {n: e for n, e in engines.items() if n in ("fts5", "xapian_disk", "xapian_memory")}
+        rivals = {n: e for n, e in engines.items()
+                  if n in ("fts5", "redisearch", "xapian_disk", "xapian_memory")}
         for other, share, text in (("linear", 0.1, "a tenth of the linear scan"),
                                    ("walk", 1.0, "no slower than walking")):
             if other in engines and (other == "linear" or name.startswith("one_")):

@@ -218,6 +218,7 @@ private:
         others.push_back(make_linear());
         if (options_.peers) {
             others.push_back(make_fts5());
+            if (has_redisearch()) others.push_back(make_redisearch());
             others.push_back(make_xapian(XapianKind::memory));
             others.push_back(make_xapian(XapianKind::disk));
         }
@@ -328,7 +329,7 @@ int run(int argc, char** argv) {
     app.add_option("--rounds", options.rounds, "turns of each engine");
     app.add_option("--queries", options.queries, "different searches of a class, at least 20");
     app.add_option("--churn-seconds", options.churn_seconds, "for each class; 0: no churn");
-    app.add_flag("!--no-peers", options.peers, "without SQLite and Xapian");
+    app.add_flag("!--no-peers", options.peers, "without other search engines");
     app.add_flag("--processor-time", options.processor_time,
                  "searches in processor time, for a machine that others use");
     app.add_option("--json", options.json, "file for the figures");
