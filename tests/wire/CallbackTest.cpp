@@ -1,8 +1,5 @@
 // Call-backs: who may ask for whom, over TCP and by datagram.
-#include <gtest/gtest.h>
-
-#include "tests/wire/harness/Datagram.h"
-#include "tests/wire/harness/WireClient.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {

@@ -1,9 +1,5 @@
 // Every message of the catalogue, byte by byte, in both directions.
-#include <gtest/gtest.h>
-#include <vector>
-
-#include "tests/wire/harness/Datagram.h"
-#include "tests/wire/harness/WireClient.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {

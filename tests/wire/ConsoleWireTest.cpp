@@ -1,13 +1,5 @@
 // The operator at a pipe: what is typed, what the console shows, how the server ends.
-#include <chrono>
-#include <gtest/gtest.h>
-#include <memory>
-#include <signal.h>
-#include <string>
-#include <thread>
-
-#include "tests/wire/harness/Datagram.h"
-#include "tests/wire/harness/WireClient.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {
@@ -21,10 +13,9 @@ std::string session(const ServerProcess& server) {
 
 // Types the lines, answers the question at the end, and returns what was shown meanwhile.
 std::string run(ServerProcess& server, const std::string& lines) {
-    server.wait_for_output("> ");
+    server.wait_for_prompt();
     server.type(lines + "q\ny\n");
-    wait_until("the server ends", [&] { return !server.running(); });
-    EXPECT_EQ(server.stop(SIGTERM), 1);
+    EXPECT_EQ(server.exit(), 1);
     const std::string shown = session(server);
     const std::string end = "> Are you sure you want to exit?(y or n): \n";
     EXPECT_TRUE(shown.ends_with(end)) << shown;
@@ -104,22 +95,19 @@ TEST(Console, ALineThatIsTooLongLosesItsRest) {
     EXPECT_EQ(run(server, ""), "> > ");
 }
 
-TEST(Console, ASignalStopsItWhileTheOperatorIsTyping) {
-    for (const int signal : {SIGTERM, SIGINT}) {
-        ServerProcess server;
-        server.wait_for_output("> ");
-        server.type("half a li");
-        EXPECT_EQ(server.stop(signal), 1);
-        EXPECT_EQ(session(server), "");
-        EXPECT_EQ(server.folder()->read("serverList.met").size(), 5U);
-    }
-}
-
-TEST(Console, ASignalStopsItWhileAQuestionWaits) {
-    ServerProcess server;
-    server.type("q\n");
-    server.wait_for_output("(y or n): \n");
-    EXPECT_EQ(server.stop(SIGTERM), 1);
+TEST(Console, ASignalStopsItWhileTheOperatorIsTypingOrAQuestionWaits) {
+    for (const auto& [typed, shown] :
+         {std::pair{"half a li", ""},
+          std::pair{"q\n", "Are you sure you want to exit?(y or n): \n"}})
+        for (const int signal : {SIGTERM, SIGINT}) {
+            ServerProcess server;
+            server.wait_for_prompt();
+            server.type(typed);
+            server.wait_for_output(shown);
+            EXPECT_EQ(server.stop(signal), 1);
+            EXPECT_EQ(session(server), shown);
+            EXPECT_EQ(server.folder()->read("serverList.met").size(), 5U);
+        }
 }
 
 // After the end of its lines a server serves on, and waits without spending anything.
@@ -145,7 +133,7 @@ TEST(Console, AnInputThatEndsAtOnceOrIsNotThereIsNoCommandEither) {
     for (const bool there : {true, false}) {
         ServerProcess server(
             ServerProcess::Setup{.standard_input_open = false, .standard_input_there = there});
-        server.wait_for_output("> ");
+        server.wait_for_prompt();
         expect_quiet_wait(server);
         EXPECT_EQ(session(server), "");
     }

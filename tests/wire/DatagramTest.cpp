@@ -1,10 +1,5 @@
 // Datagrams: requests without a login, and everything that gets no answer.
-#include <gtest/gtest.h>
-#include <string>
-#include <vector>
-
-#include "tests/wire/harness/Datagram.h"
-#include "tests/wire/harness/WireClient.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {

@@ -1,19 +1,8 @@
 // Servers that find one another: one server and a stand-in for another, then ten real ones.
-#include <algorithm>
-#include <gtest/gtest.h>
 #include <map>
-#include <memory>
-#include <optional>
-#include <set>
-#include <signal.h>
 #include <sstream>
-#include <string>
-#include <sys/socket.h>
-#include <vector>
 
-#include "tests/wire/harness/Administrator.h"
-#include "tests/wire/harness/Datagram.h"
-#include "tests/wire/harness/WireClient.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {
@@ -87,7 +76,7 @@ TEST(Discovery, ASeedIsGreetedAndAGreetingAnsweredAndClientsHearOfIt) {
         server.folder()->read("serverList.met").substr(0, 11),
         std::string("\x0E\x01\0\0\0", 5) + [&] {
             const Bytes bytes = Bytes().u32(other.address.value()).u16(other.port);
-            return std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+            return bytes.string();
         }());
 }
 
@@ -98,7 +87,7 @@ TEST(Discovery, AListTeachesItsEntriesAndRefreshesOnlyAKnownSender) {
                                "\nseedPort=" + std::to_string(known.port));
     // The first sweep is over then, and the start has said all that it has to say.
     EXPECT_EQ(known.receive(), hello(kLocalhost, server.ports().client()));
-    server.wait_for_output("> ");
+    server.wait_for_prompt();
     known.send(server, list(known.address, known.port, {1, 2}));
     stranger.send(server, list(stranger.address, stranger.port, {3}));
     // Shorter than it says: nothing of it counts.
@@ -142,8 +131,7 @@ TEST(Discovery, AFileThatEndsTooEarlyEndsTheStartAndIsLeftAsItIs) {
     folder->write("serverList.met", cut);
     ServerProcess server(
         ServerProcess::Setup{.ready = ServerProcess::Ready::at_once, .folder = folder});
-    wait_until("the server ends", [&] { return !server.running(); });
-    EXPECT_EQ(server.stop(SIGTERM), 1);
+    EXPECT_EQ(server.exit(), 1);
     EXPECT_NE(server.errors().find("Unrecoverable error at "), std::string::npos);
     EXPECT_EQ(folder->read("serverList.met"), cut);
 }
@@ -165,7 +153,6 @@ protected:
             return address.text() + ':' + std::to_string(ports->client());
         }
     };
-    // Unanswered pings of each known server.
     using Known = std::map<std::string, int>;
 
     void SetUp() override {
@@ -186,46 +173,35 @@ protected:
             .ports = node.ports});
         // The first sweep has counted its pings, and the start has said all that it has to say.
         node.process->wait_for_output("Calling: ");
-        node.process->wait_for_output("> ");
+        node.process->wait_for_prompt();
         node.admin = std::make_unique<Administrator>(*node.process, "root", "secret");
     }
 
-    void kill(std::size_t i) {
-        nodes_[i].admin.reset();
-        EXPECT_EQ(nodes_[i].process->stop(SIGKILL), -SIGKILL);
-    }
-
-    [[nodiscard]] bool lives(std::size_t i) const { return nodes_[i].admin != nullptr; }
-
-    // What a server says of the others, itself left out.
+    // What a server says of the others, itself left out: unanswered pings of each.
     [[nodiscard]] Known known(std::size_t i) const {
-        const Node& node = nodes_[i];
-        node.admin->send_command("vs");
-        std::istringstream lines(node.admin->receive_until("Working:"));
-        static_cast<void>(node.admin->receive_until("Num"));
-        // The rows of the working servers end where the answer to another command comes.
-        node.admin->send_command("g");
-        static_cast<void>(node.admin->receive_until("Users"));
-        Known all;
-        for (std::string line; std::getline(lines, line);) {
-            std::istringstream fields(line);
+        const Administrator& admin = *nodes_[i].admin;
+        admin.send_command("vs");
+        admin.send_command("g");
+        const std::string all = admin.receive_until("Users");
+        std::istringstream rows(all.substr(0, all.find("Working:")));
+        Known others;
+        for (std::string row; std::getline(rows, row);) {
+            std::istringstream fields(row);
             std::string number;
-            std::string text;
             std::string address;
-            int port = 0;
+            std::string port;
             int pings = 0;
-            if (line.starts_with('(') && fields >> number >> text >> address >> port >> pings)
-                all[address + ':' + std::to_string(port)] = pings;
+            if (row.starts_with('(') && fields >> number >> number >> address >> port >> pings)
+                others[address + ':' + port] = pings;
         }
-        all.erase(node.name());
-        return all;
+        others.erase(nodes_[i].name());
+        return others;
     }
 
     // One sweep of every living server. Returns when all of them have their answers, and when each
     // of the dead owes this many, or is forgotten.
     void sweep(std::optional<int> owed_by_dead = std::nullopt) {
-        for (std::size_t i = 0; i < kServers; ++i) {
-            if (!lives(i)) continue;
+        for_each_living([&](std::size_t i) {
             nodes_[i].admin->send_command("sweep");
             // By the first call the pings have been counted.
             static_cast<void>(nodes_[i].admin->receive_until("Calling: "));
@@ -238,64 +214,55 @@ protected:
                     return is_known ? entry->second == owed_by_dead : !owed_by_dead;
                 });
             });
-        }
+        });
     }
 
-    [[nodiscard]] std::set<std::string> names(const auto& chosen) const {
-        std::set<std::string> all;
-        for (std::size_t i = 0; i < kServers; ++i) {
-            if (chosen(i)) all.insert(nodes_[i].name());
-        }
-        return all;
+    // Whether each living server knows so many others, and all of the living.
+    [[nodiscard]] bool all_know(std::size_t count) const {
+        bool right = true;
+        for_each_living([&](std::size_t i) {
+            const Known others = known(i);
+            right &= others.size() == count;
+            for_each_living([&](std::size_t other) {
+                right &= other == i || others.contains(nodes_[other].name());
+            });
+        });
+        return right;
     }
-    // Whether each living server knows these, itself left out, and no others.
-    [[nodiscard]] bool all_know(std::set<std::string> wanted) const {
-        for (std::size_t i = 0; i < kServers; ++i) {
-            if (!lives(i)) continue;
-            std::set<std::string> others = wanted;
-            others.erase(nodes_[i].name());
-            std::set<std::string> found;
-            for (const auto& [name, pings] : known(i))
-                found.insert(name);
-            if (found != others) return false;
-        }
-        return true;
+
+    void for_each_living(const auto& act) const {
+        for (std::size_t i = 0; i < kServers; ++i)
+            if (nodes_[i].admin) act(i);
     }
 
     std::vector<Node> nodes_;
 };
 
 TEST_F(NetworkOfServers, AllFindAllAndForgetWhoIsGoneAndWelcomeWhoComesBack) {
-    const std::set<std::string> everybody = names([](std::size_t) { return true; });
     int sweeps = 0;
-    while (!all_know(everybody)) {
+    for (; !all_know(kServers - 1); ++sweeps) {
         ASSERT_LT(sweeps, 10) << "they do not find one another";
         sweep();
-        ++sweeps;
     }
     std::cout << "all know all after " << sweeps << " sweeps\n";
     sweep();
 
-    const std::set<std::size_t> dead = {2, 5, 6};
-    for (const std::size_t i : dead)
-        kill(i);
+    for (const std::size_t i : {2U, 5U, 6U}) {
+        nodes_[i].admin.reset();
+        EXPECT_EQ(nodes_[i].process->stop(SIGKILL), -SIGKILL);
+    }
     for (int count = 1; count <= 6; ++count)
         sweep(count);
-    EXPECT_TRUE(all_know(everybody));
+    EXPECT_TRUE(all_know(kServers - 1));
     sweep();
-    EXPECT_TRUE(all_know(names([&](std::size_t i) { return !dead.contains(i); })));
+    EXPECT_TRUE(all_know(kServers - 1 - 3));
 
     // It comes back with the list of its last run and greets everybody on it.
     start(5);
-    for (std::size_t i = 0; i < kServers; ++i) {
-        if (i == 5 || !lives(i)) continue;
+    for_each_living([&](std::size_t i) {
         wait_until("the one that came back is known",
-                   [&] { return known(i).contains(nodes_[5].name()); });
-    }
-    for (std::size_t i = 0; i < kServers; ++i) {
-        if (!lives(i)) continue;
-        EXPECT_EQ(nodes_[i].process->stop(SIGTERM), 1);
-    }
+                   [&] { return i == 5 || known(i).contains(nodes_[5].name()); });
+    });
 }
 
 }  // namespace

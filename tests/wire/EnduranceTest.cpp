@@ -1,12 +1,5 @@
 // Little to do, too much to do, and too little to do it with.
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include "tests/wire/harness/Datagram.h"
-#include "tests/wire/harness/WireClient.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {

@@ -1,11 +1,5 @@
 // Search expressions as the server evaluates them, and those that it cannot read.
-#include <gtest/gtest.h>
-#include <string>
-#include <utility>
-#include <vector>
-
-#include "tests/wire/harness/Datagram.h"
-#include "tests/wire/harness/WireClient.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {
@@ -34,6 +28,7 @@ std::vector<Bytes> unreadable() {
         leaning_left(kDeepest + 1, anything()),
         leaning_right(kDeepest + 1, anything()),
         Bytes().fill(60000, 0),  // operators all the way down
+        joined(Op::both, doubled(15, Op::both, anything()), anything()),  // one node too many
     };
 }
 
@@ -113,9 +108,8 @@ TEST_F(Expression, WhatCannotBeReadClosesAFileSearchAndIsElsewhereNotAnswered) {
 }
 
 TEST_F(Expression, MayBeDeepAndWideAndOfThirtyThousandWords) {
-    Bytes wide = words("two");
-    for (int level = 0; level < 13; ++level)
-        wide = joined(level % 2 == 0 ? Op::either : Op::both, wide, wide);
+    const Bytes wide =
+        doubled(8, Op::either, doubled(7, Op::both, words("two")));  // 2^16 - 1 nodes
     std::string many = "two";
     for (int i = 1; i < 30000; ++i)
         many += " o";

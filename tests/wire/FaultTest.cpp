@@ -1,12 +1,8 @@
 // What a server needs and does not get: memory, room on the disk, its own folder, its list.
 #include <filesystem>
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <string>
-#include <vector>
 
 #include "tests/wire/harness/HonestCrowd.h"
-#include "tests/wire/harness/WireClient.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {
@@ -50,8 +46,7 @@ TEST(Fault, WithoutMemoryARequestEndsItsOwnConnectionAndNobodyElses) {
     static_cast<void>(honest.finish());
     const WireClient late = WireClient::high(server);
     late.publish({file(hash_of(1), "afterwards")});
-    EXPECT_EQ(names(late.search(words("afterwards")).records),
-              std::vector<std::string>{"afterwards"});
+    EXPECT_EQ(names(late.search(words("afterwards")).records), Names{"afterwards"});
 }
 
 TEST(Fault, ADiskThatTakesNoMoreKeepsTheOldListAndTheServerServes) {
@@ -59,7 +54,7 @@ TEST(Fault, ADiskThatTakesNoMoreKeepsTheOldListAndTheServerServes) {
     Bytes list = hex("0E").u32(500);
     for (std::uint32_t i = 0; i < 500; ++i)
         list.u32(0x0100007F + (i << 8U)).u16(1000).u32(0);
-    const std::string old_list(reinterpret_cast<const char*>(list.data()), list.size());
+    const std::string old_list = list.string();
     folder->write(kList, old_list);
     constexpr std::uint64_t kMost = 6000;  // a saved list is longer, and so is the log
     ServerProcess server(ServerProcess::Setup{.settings = "verbose=true\nlogFile=true\nthreads=1",

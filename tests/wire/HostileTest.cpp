@@ -1,14 +1,6 @@
 // Bytes made to do harm. After each of them an honest client is answered by the same server.
-#include <cstdint>
-#include <gtest/gtest.h>
-#include <iostream>
-#include <random>
-#include <string>
-#include <vector>
-
-#include "tests/wire/harness/Datagram.h"
 #include "tests/wire/harness/Samples.h"
-#include "tests/wire/harness/WireClient.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {
@@ -18,50 +10,15 @@ void expect_honest_service(const ServerProcess& server) {
     {
         const WireClient honest = WireClient::high(server, "honest");
         honest.publish({file(hash_of(0x600D, 0x60), "an honest file")});
-        EXPECT_EQ(names(honest.search(words("honest")).records),
-                  std::vector<std::string>{"an honest file"});
+        EXPECT_EQ(names(honest.search(words("honest")).records), Names{"an honest file"});
         EXPECT_EQ(honest.sources(hash_of(0x600D, 0x60)), std::vector<Source>{honest.source()});
         EXPECT_GE(honest.users(words("honest")).size(), 1U);
     }
     server.wait_for_status({0, 0});
 }
 
-std::mt19937 seeded() {
-    const std::uint32_t seed = std::random_device()();
-    std::cout << "seed " << seed << '\n';
-    return std::mt19937(seed);
-}
-
-Bytes noise(std::mt19937& chance, std::size_t length) {
-    Bytes bytes;
-    for (std::size_t i = 0; i < length; ++i)
-        bytes.u8(static_cast<std::uint32_t>(chance()));
-    return bytes;
-}
-
-TEST(Hostile, NoiseAndGoodMessagesWithNoiseInThem) {
-    std::mt19937 chance = seeded();
-    const ServerProcess server("verbose=true");
-    const std::vector<Bytes> messages = every_message();
-    const auto offer = [&](const Bytes& bytes) {
-        static_cast<void>(WireClient(server).send_some(bytes));
-    };
-    for (int i = 0; i < 300; ++i) {
-        const Bytes& good = messages[chance() % messages.size()];
-        offer(noise(chance, 1 + chance() % 2000));
-        offer(packet(Bytes(good.first(1)).add(noise(chance, chance() % 300))));
-        for (int k = 0; k < 3; ++k) {
-            const std::size_t at = 1 + chance() % good.size();
-            offer(packet(Bytes(good.first(at)).add(noise(chance, 1)).add(good.from(at + 1))));
-        }
-    }
-    server.wait_for_users(0);
-    WireClient(server).expect_nothing();  // with whom whatever strangers published leaves
-    expect_honest_service(server);
-}
-
-TEST(Hostile, EveryMessageCutAtEveryByte) {
-    const ServerProcess server("verbose=true");
+TEST(Hostile, EveryMessageAndDatagramCutAtEveryByte) {
+    const ServerProcess server("verbose=true\npublic=true");
     for (const Bytes& whole : every_message()) {
         const bool closes_when_cut =
             std::string("\x01\x15\x16\x19\x1B\x1C\x20").find(static_cast<char>(whole[0])) !=
@@ -72,28 +29,42 @@ TEST(Hostile, EveryMessageCutAtEveryByte) {
             if (closes_when_cut) client.expect_closed();
         }
     }
+    const Datagram sender(server);
+    for (const Bytes& whole : every_datagram())
+        for (std::size_t length = 0; length <= whole.size(); ++length)
+            static_cast<void>(sender.all_answers(whole.first(length)));
     server.wait_for_users(0);
     expect_honest_service(server);
 }
 
-TEST(Hostile, EveryDatagramCutChangedAndMadeOfNoise) {
-    std::mt19937 chance = seeded();
+TEST(Hostile, EveryMessageAndDatagramWithNoiseInIt) {
+    const std::uint32_t seed = std::random_device()();
+    std::cout << "seed " << seed << '\n';
+    std::mt19937 chance(seed);
+    const auto noise = [&](std::size_t length) {
+        Bytes bytes;
+        for (std::size_t i = 0; i < length; ++i)
+            bytes.u8(static_cast<std::uint32_t>(chance()));
+        return bytes;
+    };
+    // One byte changed, and noise behind the first ones.
+    const auto spoiled = [&](const Bytes& good, std::size_t kept) {
+        const std::size_t at = kept + chance() % (good.size() - kept + 1);
+        return std::vector{good.first(at).add(noise(1)).add(good.from(at + 1)),
+                           good.first(kept).add(noise(chance() % 1400))};
+    };
     const ServerProcess server("verbose=true\npublic=true");
     const Datagram sender(server);
-    const auto send = [&](const Bytes& datagram) {
-        static_cast<void>(sender.all_answers(datagram));
-    };
-    for (const Bytes& whole : every_datagram()) {
-        for (std::size_t length = 0; length <= whole.size(); ++length)
-            send(whole.first(length));
-        for (int i = 0; i < 30; ++i) {
-            const std::size_t at = 1 + chance() % whole.size();
-            send(Bytes(whole.first(at)).add(noise(chance, 1)).add(whole.from(at + 1)));
-            send(Bytes(whole.first(2)).add(noise(chance, chance() % 1400)));
-        }
+    for (int round = 0; round < 30; ++round) {
+        for (const Bytes& good : every_message())
+            for (const Bytes& bad : spoiled(good, 1))
+                static_cast<void>(WireClient(server).send_some(packet(bad)));
+        for (const Bytes& good : every_datagram())
+            for (const Bytes& bad : spoiled(good, 2))
+                static_cast<void>(sender.all_answers(bad));
     }
-    for (int i = 0; i < 200; ++i)
-        send(hex("E3").add(noise(chance, chance() % 1400)));
+    server.wait_for_users(0);
+    WireClient(server).expect_nothing();  // with whom whatever strangers published leaves
     expect_honest_service(server);
 }
 

@@ -1,19 +1,9 @@
 // One past each limit, on the real server. Loopback is exempt by default, so these servers exempt
 // nobody; what each limit is, is in docs/operations.md.
-#include <csignal>
-#include <gtest/gtest.h>
-#include <string>
-#include <string_view>
-#include <vector>
-
-#include "tests/wire/harness/Administrator.h"
-#include "tests/wire/harness/Datagram.h"
-#include "tests/wire/harness/WireClient.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {
-
-constexpr std::size_t kLongestOfStrangers = 16 * 1024;
 
 // A server for whom everybody is a stranger.
 class LimitedServer final {
@@ -49,80 +39,6 @@ private:
 // It is served: what it asks is answered.
 void expect_served(const WireClient& client) {
     EXPECT_EQ(client.ask(hex("1D")), hex("39 00"));
-}
-
-TEST(Limits, LongPacketsAreForThoseWhoHaveLoggedIn) {
-    LimitedServer server("");
-    const auto of_length = [](std::size_t length) { return hex("17").fill(length - 1, 0); };
-    WireClient client(server);
-    client.send(of_length(kLongestOfStrangers));
-    expect_served(client);
-    client.send(of_length(kLongestOfStrangers + 1));
-    client.expect_closed();
-
-    const WireClient member = WireClient::low(server);
-    member.send(of_length(100 * kLongestOfStrangers));
-    expect_served(member);
-    server.expect_said({"connections closed for a packet that was too large: 1 "});
-
-    const ServerProcess at_home;
-    const WireClient exempt(at_home);
-    exempt.send(of_length(100 * kLongestOfStrangers));
-    expect_served(exempt);
-}
-
-TEST(Limits, WhoFinishesNoPacketIsClosedAndWhoHasSpokenMayBeSilent) {
-    LimitedServer server("firstPacketSeconds=1\npacketSeconds=2");
-    const WireClient spoken(server);
-    expect_served(spoken);
-    const WireClient dumb(server);
-    const WireClient begun(server);
-    begun.send_raw(hex("E3 05 00 00 00 01"));
-    const WireClient slow(server);
-    expect_served(slow);
-    slow.send_raw(hex("E3 05"));
-    dumb.expect_closed();
-    begun.expect_closed();
-    slow.expect_closed();
-    expect_served(spoken);
-    server.expect_said({"connections closed for saying nothing: 2 ",
-                        "connections closed for a packet that was never finished: 1 "});
-}
-
-TEST(Limits, WhoDoesNotReadIsClosed) {
-    std::string settings = "unreadSeconds=1\ntextRate=0\n";
-    for (int i = 0; i < 20; ++i)
-        settings += "room[" + std::to_string(i) + "]=" + std::string(2000, 'r') + '\n';
-    LimitedServer server(settings);
-    // Its own replies: more of them than any system buffers.
-    const WireClient asking(server);
-    static_cast<void>(asking.ask(hex("1D")));  // it is there
-    Bytes requests;
-    for (int i = 0; i < 1000; ++i)
-        requests.add(packet(hex("1D")));
-    asking.send_raw(requests);
-    server->wait_for_users(0);
-    server.expect_said({"connections closed for not reading for too long: 1 "});
-
-    LimitedServer patient("unreadSeconds=0\ntextRate=0\nroom[0]=hall");
-    // What others say, while those others see all of it.
-    const WireClient deaf = WireClient::low(patient, "deaf");
-    static_cast<void>(deaf.ask(hex("1F 02 00")));
-    const WireClient talker = WireClient::low(patient, "talker");
-    static_cast<void>(talker.ask(hex("1F 02 00")));
-    const Bytes text = hex("1E").text(std::string(60'000, 't'));
-    bool deaf_left = false;
-    for (int i = 0; i < 400; ++i) {
-        Bytes heard = talker.ask(text);
-        if (heard == hex("3C").u32(deaf.id())) {
-            deaf_left = true;
-            heard = talker.receive();
-        }
-        EXPECT_EQ(heard.size(), 60'007U);
-    }
-    EXPECT_TRUE(deaf_left);
-    patient->wait_for_users(1);
-    patient.expect_said({"connections closed for not reading what others sent: 1 "});
 }
 
 TEST(Limits, AnAddressMayHaveSoManyConnectionsAndMakeSoManyAMinute) {
@@ -206,6 +122,7 @@ TEST(Limits, WhoAsksTooFastIsServedMoreSlowlyAndClosedWhenItGoesOn) {
 TEST(Limits, FilesBeyondWhatOneClientMayPublishAreRefused) {
     LimitedServer server("clientFiles=3");
     const WireClient client = WireClient::low(server);
+    client.send(hex("17").fill(17 * 1024, 0));  // long packets are for those who have logged in
     const auto some = [](std::uint32_t number) { return file(hash_of(number), "song"); };
     client.publish({some(1), some(2)});
     client.publish({some(3), some(4), some(5)});
@@ -300,29 +217,6 @@ TEST(Limits, NoPlaceGetsMoreByDatagramThanItsShare) {
     EXPECT_GE(statuses, 10);
     EXPECT_LT(statuses, 20);
     server.expect_said({"status datagrams not answered, too many from one place: "});
-}
-
-TEST(Limits, SoManyServersOfANetworkAreKnown) {
-    LimitedServer server("public=true\nserversPerNetwork=2\nknownServers=3");
-    const auto greet = [&](Address address) {
-        const Datagram other(server, address);
-        other.send(hex("E3 A0").u32(address.value()).u16(4661));
-        static_cast<void>(other.status());
-    };
-    const auto greet_from_all = [&] {
-        for (const unsigned network : {77U, 78U})
-            for (unsigned host = 1; host <= 3; ++host)
-                greet(Address(127, 200, network, host));
-    };
-    // The first sweep begins the list that clients get afresh, and may come in between.
-    const WireClient client(server);
-    wait_until("three servers", [&] {
-        greet_from_all();
-        const std::size_t size = client.ask(hex("14")).size();
-        static_cast<void>(client.receive());  // the server itself
-        return size == 2 + 3 * 6;
-    });
-    server.expect_said({"servers not taken into the list, there is no room: "});
 }
 
 }  // namespace

@@ -1,14 +1,6 @@
 // The server list file under a server that is killed while it saves: whatever the moment, the file
 // is the old one or the new one, whole.
-#include <chrono>
-#include <gtest/gtest.h>
-#include <random>
-#include <signal.h>
-#include <string>
-#include <thread>
-
-#include "tests/wire/harness/Administrator.h"
-#include "tests/wire/harness/Bytes.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {
@@ -20,11 +12,10 @@ constexpr const char* kBeside = "serverList.met.new";
 
 // Servers without tags, as no save writes them: a load adds the tags that every server has.
 std::string bare_list() {
-    Bytes bytes;
-    bytes.u8(0x0E).u32(kServers);
+    Bytes bytes = hex("0E").u32(kServers);
     for (std::uint32_t i = 0; i < kServers; ++i)
         bytes.u32(0x0100007F + (i << 8U)).u16(1000 + i).u32(0);
-    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+    return bytes.string();
 }
 
 ServerProcess::Setup saving_on(const std::shared_ptr<ScratchFolder>& folder,
@@ -96,7 +87,7 @@ TEST(ListFile, WhatAKillLeavesBesideTheFileIsNeitherReadNorInTheWay) {
     folder->write(kBeside, bare_list().substr(0, 1000));
     ServerProcess server(
         ServerProcess::Setup{.settings = "adminName=root\nadminPass=secret", .folder = folder});
-    server.wait_for_output("> ");
+    server.wait_for_prompt();
     const Administrator admin(server, "root", "secret");
     admin.send_command("vs");
     const std::string known = admin.receive_until("Working:");

@@ -1,11 +1,5 @@
 // Identifiers: who gets the address, who a number, and in which order the numbers come.
-#include <gtest/gtest.h>
-#include <string>
-#include <sys/socket.h>
-#include <vector>
-
-#include "tests/wire/harness/Datagram.h"
-#include "tests/wire/harness/WireClient.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {
@@ -14,10 +8,6 @@ namespace {
 std::vector<Bytes> unreadable_records() {
     const Bytes fixed = encode(Hash{}).u32(0).u16(0);
     return {
-        Bytes(),                                                 // nothing at all
-        encode(Hash{}),                                          // ends behind the hash
-        fixed,                                                   // ends before the tag count
-        Bytes(fixed).u32(1),                                     // one tag announced, none there
         Bytes(fixed).u32(2).add(encode(int_tag(kVersion, 60))),  // two announced, one there
         Bytes(fixed).u32(1).u8(0).text("x").u32(1),              // type 0
         Bytes(fixed).u32(1).u8(4).text("x").u32(1),              // type 4
@@ -45,7 +35,7 @@ TEST(Login, AReachableClientGetsItsAddressAndAnotherTheNextNumber) {
     record.port = 0x8001;
     while (!door.try_bind(address, record.port))
         ++record.port;
-    ASSERT_EQ(::listen(door.descriptor(), 5), 0);
+    door.listen(5);
     const WireClient high(server, address);
     high.send(login(record));
     EXPECT_EQ(high.receive(), hex("40 7F 03 02 C8"));
@@ -165,6 +155,67 @@ TEST(Login, OfEqualHashesTheFirstToConnectIsFound) {
     early.close();
     server.wait_for_users(1);
     EXPECT_EQ(found(late, hash_of(1)), "late");
+}
+
+const char kOutOfDate[] =
+    "You have an out of date client please go to https://vorrim.example/ and upgrade.";
+
+TEST(VersionGate, TheFirstVersionTagOfTheRecordDecides) {
+    const ServerProcess usual;  // 50 to 2000
+    const ServerProcess moved("minVersion=-2\nmaxVersion=7");
+    const auto version = [](std::uint32_t number) { return int_tag(kVersion, number); };
+    struct Row {
+        const ServerProcess& server;
+        std::vector<Tag> tags;
+        bool let_in;
+    };
+    const std::vector<Row> rows = {
+        {usual, {version(49)}, false},
+        {usual, {version(50)}, true},
+        {usual, {version(2000)}, true},
+        {usual, {version(2001)}, false},
+        {usual, {version(0xFFFFFFFF)}, false},
+        {usual, {}, false},
+        {usual, {int_tag("Version", 60)}, false},
+        {usual, {int_tag("Version", 49), version(60)}, true},
+        {usual, {version(60), version(49)}, true},
+        {usual, {version(49), version(60)}, false},
+        {usual, {hash_tag(kVersion, hash_of(60))}, true},  // its first four bytes
+        {moved, {version(0xFFFFFFFD)}, false},             // -3
+        {moved, {version(0xFFFFFFFE)}, true},
+        {moved, {}, true},  // no version is version 0
+        {moved, {version(8)}, false},
+    };
+    for (std::size_t row = 0; row < rows.size(); ++row) {
+        SCOPED_TRACE(row);
+        const WireClient client(rows[row].server);
+        client.send(login(Record{hash_of(1), 0, kClosedPort, rows[row].tags}));
+        EXPECT_EQ(client.receive().first(1), hex("40"));
+        EXPECT_EQ(client.receive() == hex("38").text(kOutOfDate), !rows[row].let_in);
+        // A refused client is closed by its next packet; another one is answered.
+        client.send(callback(5));
+        if (rows[row].let_in)
+            EXPECT_EQ(client.receive(), hex("36 05 00 00 00"));
+        else
+            client.expect_closed();
+    }
+}
+
+TEST(VersionGate, ARefusedClientStaysUntilItsNextPacketIsWhole) {
+    const ServerProcess server;
+    const WireClient other(server);
+    const WireClient client(server);
+    client.send(login(client_record(hash_of(1), "old", 49)));
+    EXPECT_EQ(client.receive().first(1), hex("40"));
+    EXPECT_EQ(client.receive(), hex("38").text(kOutOfDate));
+    EXPECT_EQ(other.users(anything()).size(), 2U);
+    const Bytes next = packet(callback(1));
+    client.send_raw(next.first(next.size() - 1));
+    other.expect_nothing();
+    EXPECT_TRUE(client.silent());
+    client.send_raw(next.from(next.size() - 1));
+    client.expect_closed();
+    server.wait_for_users(1);
 }
 
 }  // namespace

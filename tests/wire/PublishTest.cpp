@@ -1,10 +1,5 @@
-// Publishing files, their sources, and what is left when publishers leave.
-#include <gtest/gtest.h>
-#include <utility>
-#include <vector>
-
-#include "tests/wire/harness/Datagram.h"
-#include "tests/wire/harness/WireClient.h"
+// Publishing files, their sources, and that publishers who leave leave nothing behind.
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {
@@ -56,7 +51,7 @@ TEST(Publish, EveryOfferCountsAsASourceAnd230AreTold) {
     EXPECT_EQ(last.ask(get_sources(hash_of(1))).size(), 1398U);
     const Bytes datagram = Datagram(server).ask(udp_sources(hash_of(1)));
     EXPECT_EQ(datagram.size(), 1399U);
-    EXPECT_EQ(read_sources(datagram.from(1), hash_of(1)), expected);
+    EXPECT_EQ(read_sources(datagram.from(1), hash_of(1), 0x9B), expected);
     EXPECT_EQ(last.search(anything()).records.at(0).number(kAvailability), 231U);
     many.close();
     server.wait_for_status({2, 2});
@@ -130,6 +125,33 @@ TEST(Publish, AnUnreadableListIsReportedAndClosesAndNothingOfItIsPublished) {
     const WireClient client = WireClient::low(server);
     EXPECT_TRUE(client.answers(hex("15 00 00 00 80").add(good)).empty());  // below zero: none
     EXPECT_EQ(server.status(), (Status{1, 0}));
+}
+
+TEST(Departure, RequestsSentJustBeforeAnEndAreServed) {
+    const ServerProcess server;
+    const WireClient low = WireClient::low(server);
+    {
+        const WireClient high = WireClient::high(server);
+        high.send(callback(low.id()));
+    }
+    EXPECT_EQ(low.receive().first(1), hex("35"));
+}
+
+// Whoever leaves while another has its former identifier cannot withdraw what stands under it; the
+// other has published nothing, and does not leave with that identifier.
+TEST(Departure, FilesOfAFormerIdentifierGoWithTheLastWhoHeldIt) {
+    const ServerProcess server;
+    const Address shared = next_address();
+    WireClient first = WireClient::high(server, "first", shared);
+    first.publish({file(hash_of(1), "song")});
+    EXPECT_NE(first.login(client_record(hash_of(1), "first")).id, shared.value());
+    WireClient heir = WireClient::high(server, "heir", shared);
+    ASSERT_EQ(heir.id(), shared.value());
+    first.close();
+    server.wait_for_status({1, 1});
+    EXPECT_NE(heir.login(client_record(hash_of(2), "heir")).id, shared.value());
+    heir.close();
+    server.wait_for_status({0, 0});
 }
 
 }  // namespace

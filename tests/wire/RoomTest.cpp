@@ -1,9 +1,8 @@
 // Rooms: who is told what when members come, talk, move on and vanish.
-#include <gtest/gtest.h>
-#include <string>
-#include <vector>
+#include <map>
+#include <semaphore>
 
-#include "tests/wire/harness/WireClient.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {
@@ -145,6 +144,157 @@ TEST(ManyRooms, AreListedAsFarAsTheCountGoesAndAllCanBeJoined) {
     EXPECT_EQ(client.ask(join(301)), present({}));
     client.send(join(302));
     client.expect_nothing();
+}
+
+// A room of two hundred who all talk, while others come, talk, and leave in every way there is.
+constexpr std::size_t kMembers = 200;
+constexpr std::size_t kLines = 12;  // of each member
+constexpr std::size_t kVisitors = 120;
+constexpr std::size_t kVisitorLines = 5;
+constexpr std::size_t kLinesPerVisit = kMembers * kLines / kVisitors;
+
+// "NAME N" is the N-th line of a member, from 0.
+Bytes line_of(const std::string& name, std::size_t line) {
+    return say(name + ' ' + std::to_string(line));
+}
+
+// What one member hears. Whoever speaks is there; of whoever was there from a line on, no line is
+// missing, none comes twice, and none before another.
+class Ear final {
+public:
+    explicit Ear(const WireClient& client, std::string name)
+        : client_(client), name_(std::move(name)) {}
+
+    // Reads on until `enough` says so.
+    template <class Enough>
+    void listen(Enough enough) {
+        while (!enough())
+            take(Reader(client_.receive()));
+    }
+
+    bool in = false;
+    std::size_t lines = 0;                     // heard
+    std::size_t departures = 0;                // seen
+    std::map<std::string, std::size_t> heard;  // of each, counted from the first line to be heard
+
+private:
+    void take(Reader packet) {
+        switch (packet.u8()) {
+            case 0x3D:  // the members of a room entered
+                in = true;
+                there_.clear();
+                next_.clear();
+                for (const Record& member : packet.records())
+                    there_[member.id] = member.text(kName);
+                there_[client_.id()] = name_;
+                next_[name_] = 0;
+                break;
+            case 0x3B: {  // somebody comes
+                const Record member = packet.record();
+                const std::string name = member.text(kName);
+                EXPECT_TRUE(there_.emplace(member.id, name).second) << name_ << " sees " << name;
+                next_[name] = 0;
+                break;
+            }
+            case 0x3C:  // somebody leaves
+                ++departures;
+                EXPECT_EQ(there_.erase(packet.u32()), 1U) << name_;
+                break;
+            case 0x3A: {  // a text
+                const std::string& sender = there_[packet.u32()];
+                const std::string text = packet.text();
+                const std::size_t blank = text.find(' ');
+                const std::size_t line = std::stoul(text.substr(blank + 1));
+                ASSERT_EQ(text.substr(0, blank), sender) << name_;
+                ASSERT_EQ(next_.try_emplace(sender, line).first->second++, line)
+                    << name_ << " hears " << text;
+                ++heard[sender];
+                ++lines;
+                break;
+            }
+            default:
+                break;
+        }
+        packet.expect_end();
+    }
+
+    const WireClient& client_;
+    const std::string name_;
+    std::map<std::uint32_t, std::string> there_;
+    std::map<std::string, std::size_t> next_;  // line of each; unknown of those who talked before
+};
+
+enum class Way { moves_on, says_so, ends, vanishes };
+constexpr std::size_t kWays = 4;
+
+TEST(RoomCrowd, EveryMemberHearsEveryLineOfThoseWhoWereThereInTheirOrder) {
+    const ServerProcess server("room[0]=Hall\nroom[1]=Yard\nconsole=false");
+    std::vector<WireClient> members;
+    for (std::size_t i = 0; i < kMembers; ++i) {
+        members.push_back(WireClient::low(server, "m" + std::to_string(i)));
+        members.back().send(join(2));
+    }
+    std::vector<Ear> ears;
+    for (std::size_t i = 0; i < kMembers; ++i) {
+        ears.emplace_back(members[i], "m" + std::to_string(i));
+        ears.back().listen([&] { return ears.back().in; });
+    }
+
+    // A part of the members' lines at each visit, from another thread: while the visitor talks and
+    // leaves.
+    std::counting_semaphore<> visits(0);
+    std::thread talk([&] {
+        for (std::size_t line = 0; line < kMembers * kLines; ++line) {
+            if (line % kLinesPerVisit == 0) visits.acquire();
+            members[line % kMembers].send(
+                line_of("m" + std::to_string(line % kMembers), line / kMembers));
+        }
+    });
+    std::vector<WireClient> visitors;
+    visitors.reserve(kVisitors);
+    for (std::size_t i = 0; i < kVisitors; ++i) {
+        const std::string name = "v" + std::to_string(i);
+        WireClient& visitor = visitors.emplace_back(WireClient::low(server, name));
+        visitor.send(join(2));
+        Ear ear(visitor, name);
+        ear.listen([&] { return ear.in; });
+        visits.release();
+        for (std::size_t line = 0; line < kVisitorLines; ++line)
+            visitor.send(line_of(name, line));
+        switch (static_cast<Way>(i % kWays)) {
+            case Way::moves_on:
+                visitor.send(join(3));
+                break;
+            case Way::says_so:
+                visitor.send(hex("18"));
+                break;
+            case Way::ends:
+                ::shutdown(visitor.socket().descriptor(), SHUT_WR);
+                break;
+            case Way::vanishes:
+                visitor.reset();
+                break;
+        }
+    }
+    talk.join();
+
+    std::size_t received = 0;
+    for (Ear& ear : ears) {
+        ear.listen([&] {
+            std::size_t of_members = 0;
+            for (const auto& [name, lines] : ear.heard)
+                of_members += name.front() == 'm' ? lines : 0;
+            return ear.departures == kVisitors && of_members == kMembers * kLines;
+        });
+        received += ear.lines;
+        for (std::size_t i = 0; i < kVisitors; ++i) {
+            const std::string name = "v" + std::to_string(i);
+            // Of a vanished one's lines some may never have been read; nobody hears of them then.
+            const bool vanished = static_cast<Way>(i % kWays) == Way::vanishes;
+            EXPECT_EQ(ear.heard[name], vanished ? ears.front().heard[name] : kVisitorLines) << name;
+        }
+    }
+    std::cout << "received " << received << " lines, none lost, none out of order\n";
 }
 
 }  // namespace

@@ -1,11 +1,6 @@
-// Starting and stopping: what the server says, which files it leaves, how it ends.
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <string>
-#include <sys/socket.h>
-
-#include "tests/wire/harness/Datagram.h"
-#include "tests/wire/harness/WireClient.h"
+// Starting and stopping: what the server says, which settings it heeds, which files it leaves, how
+// it ends.
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {
@@ -42,7 +37,7 @@ TEST(Startup, WithoutSettingsItUsesTheDefaults) {
 
         WireClient client(server);
         EXPECT_EQ(client.login(client_record(hash_of(1), "guest")).texts,
-                  std::vector<std::string>{"server version 16.36"});
+                  Names{"server version 16.36"});
         // Its own record has neither name nor description, nor an address.
         EXPECT_EQ(client.ask(hex("14")), hex("32 00"));
         EXPECT_EQ(client.receive(), hex("41").fill(20, 0).add(hex("35 12 00 00 00 00")));
@@ -111,10 +106,9 @@ TEST(Shutdown, ClosesEveryConnectionLeavesWith1AndThePortsServeAgainAtOnce) {
 TEST(Doors, ATakenClientPortIsReportedAndTheOthersServe) {
     const auto ports = std::make_shared<PortBlock>();
     const Socket holder = Socket::open(SOCK_STREAM);
-    const int on = 1;  // for what an earlier user of the port left behind; it does not share it
-    ::setsockopt(holder.descriptor(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    holder.bind(Address(0, 0, 0, 0), ports->client());
-    ASSERT_EQ(::listen(holder.descriptor(), 1), 0);
+    holder.set(SOL_SOCKET, SO_REUSEADDR, 1);  // for what an earlier user of the port left behind
+    holder.bind(kAnyAddress, ports->client());
+    holder.listen(1);
     const ServerProcess server(ServerProcess::Setup{.ports = ports});
     server.wait_for_output(
         "Can't Listen for connections. Please adjust your proxy settings in the options tab.\n");
@@ -124,7 +118,7 @@ TEST(Doors, ATakenClientPortIsReportedAndTheOthersServe) {
 TEST(Doors, ATakenDatagramPortIsReportedAndTheOthersServe) {
     const auto ports = std::make_shared<PortBlock>();
     const Socket holder = Socket::open(SOCK_DGRAM);
-    holder.bind(Address(0, 0, 0, 0), ports->udp());
+    holder.bind(kAnyAddress, ports->udp());
     const ServerProcess server(
         ServerProcess::Setup{.ready = ServerProcess::Ready::accepting, .ports = ports});
     server.wait_for_output("ERROR: couldn't create UDPDoor\n");
@@ -133,15 +127,62 @@ TEST(Doors, ATakenDatagramPortIsReportedAndTheOthersServe) {
 
 TEST(Threads, NoneServeNobody) {
     for (const char* none : {"threads=0", "threads=-3", "threads="}) {
-        ServerProcess server(
+        const ServerProcess server(
             ServerProcess::Setup{.settings = none, .ready = ServerProcess::Ready::accepting});
         const WireClient client(server);  // the system accepts, nobody takes it over
         client.send(find_user(kNobody));
-        const Datagram asker(server);
-        constexpr std::chrono::milliseconds kLongEnough{300};
-        EXPECT_FALSE(asker.answers(kLongEnough)) << none;
-        EXPECT_FALSE(client.socket().readable(std::chrono::milliseconds(0))) << none;
-        EXPECT_EQ(server.stop(SIGTERM), 1) << none;
+        EXPECT_FALSE(Datagram(server).answers(std::chrono::milliseconds(300))) << none;
+        EXPECT_TRUE(client.silent()) << none;
+    }
+}
+
+Names welcome_of(const ServerProcess& server) {
+    WireClient client(server);
+    return client.login(client_record(hash_of(1), "guest")).texts;
+}
+
+TEST(Settings, ALineMayBeVeryLongAndClientsReceiveWhatATextCanHold) {
+    const std::string longest(65534, 'w');
+    const std::string longer = longest + "!";
+    const ServerProcess server("welcome[0]=" + longest + "\nwelcome[1]=" + longer +
+                               "\nroom[0]=" + longer + "\ndesc=d\nname=" + longer);
+    EXPECT_EQ(welcome_of(server), (Names{"server version 16.36", longest, longest}));
+    EXPECT_EQ(WireClient(server).ask(hex("1D")),
+              hex("39 01 FE FF").raw(longest).add(hex("00 00 02 00")));
+    // What clients are told of the server itself.
+    const WireClient client(server);
+    EXPECT_EQ(client.ask(hex("14")), hex("32 00"));
+    const Record own{{},
+                     kLocalhost.value(),
+                     server.ports().client(),
+                     {text_tag(kName, longest), text_tag(kDescription, "d")}};
+    EXPECT_EQ(client.receive(), hex("41").add(encode(own)));
+}
+
+TEST(MaxClients, OneMoreIsClosedAtOnceUntilAPlaceIsFree) {
+    struct Row {
+        const char* settings;
+        std::size_t places;
+    };
+    for (const auto& [settings, places] :
+         {Row{"maxClients=0", 0}, Row{"maxClients=5", 5}, Row{"", 600}}) {
+        SCOPED_TRACE(settings);
+        const ServerProcess server(settings);
+        std::vector<WireClient> clients;
+        for (std::size_t i = 0; i < places; ++i) {
+            clients.emplace_back(server);  // none of them logs in
+            clients.back().expect_nothing();
+        }
+        for (int i = 0; i < 3; ++i)
+            WireClient(server).expect_closed();
+        EXPECT_EQ(server.status().users, places);
+        if (places == 0) continue;
+        clients.front().expect_nothing();
+        clients.pop_back();
+        server.wait_for_users(static_cast<std::uint32_t>(places - 1));
+        const WireClient next = WireClient::low(server);
+        EXPECT_EQ(next.id(), 1U);
+        WireClient(server).expect_closed();
     }
 }
 

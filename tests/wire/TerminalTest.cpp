@@ -1,10 +1,5 @@
 // The operator at a terminal: the line that is being typed, and what becomes of the terminal.
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <string>
-
-#include "tests/wire/harness/Terminal.h"
-#include "tests/wire/harness/WireClient.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {
@@ -46,7 +41,7 @@ TEST_F(AtTerminal, ALineThatIsBeingTypedSurvivesMessagesOfOthers) {
     terminal_.type("q\r");
     terminal_.wait_for("Are you sure you want to exit?(y or n): \r\n");
     terminal_.type("y\r");
-    wait_until("the server ends", [&] { return !server_.running(); });
+    static_cast<void>(server_.exit());
 }
 
 TEST_F(AtTerminal, NoTextFromOutsideSteersIt) {
@@ -69,7 +64,7 @@ TEST_F(AtTerminal, CtrlCInTheMiddleOfALineStopsItInOrder) {
     terminal_.wait_for("half a li");
     wait_until("the editor has the terminal", [&] { return !terminal_.as_it_was(); });
     terminal_.type("\x03");
-    wait_until("the server ends", [&] { return !server_.running(); });
+    static_cast<void>(server_.exit());
     EXPECT_EQ(server_.folder()->read("serverList.met").size(), 5U);
 }
 
@@ -88,8 +83,7 @@ TEST(Terminals, TheEndOfTheTerminalIsAStopInOrder) {
     terminal.type("half");
     terminal.wait_for("half");
     terminal.close();
-    wait_until("the server ends", [&] { return !server.running(); });
-    EXPECT_EQ(server.stop(SIGTERM), 1);
+    EXPECT_EQ(server.exit(), 1);
     EXPECT_EQ(server.folder()->read("serverList.met").size(), 5U);
 }
 

@@ -1,37 +1,21 @@
 // Logins towards addresses that never answer: they wait eight seconds, and nobody else does.
-#include <algorithm>
-#include <chrono>
-#include <cstdlib>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <set>
-#include <sys/resource.h>
-#include <sys/socket.h>
-#include <thread>
-#include <vector>
 
-#include "tests/wire/harness/Datagram.h"
-#include "tests/wire/harness/WireClient.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// How many; VORRIM_UNREACHABLE=2000 shows it at full size.
-std::uint32_t crowd_size() {
-    constexpr std::uint32_t kOrdinary = 50;
-    const char* wanted = std::getenv("VORRIM_UNREACHABLE");
-    return wanted ? static_cast<std::uint32_t>(std::strtoul(wanted, nullptr, 10)) : kOrdinary;
-}
-
 // A port on which every address of the loopback network lets a connection hang: one listener for
 // all of them, whose backlog is full.
 class BlackHole final {
 public:
     BlackHole() {
-        listener_.bind(Address(0, 0, 0, 0), 0);
-        if (::listen(listener_.descriptor(), 0) != 0) throw WireFailure("listen");
+        listener_.bind(kAnyAddress, 0);
+        listener_.listen(0);
         constexpr int kEnough = 16;
         for (int i = 0; i < kEnough; ++i)
             if (!fill()) return;
@@ -42,14 +26,13 @@ public:
 private:
     // False when the connection hangs.
     bool fill() {
-        Socket filler(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        const Socket& filler =
+            fillers_.emplace_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
         const sockaddr_in name = endpoint(kLocalhost, port());
         ::connect(filler.descriptor(), reinterpret_cast<const sockaddr*>(&name), sizeof name);
         pollfd wait{filler.descriptor(), POLLOUT, 0};
         constexpr int kShort = 100;  // a made connection on this machine takes far less
-        const bool made = ::poll(&wait, 1, kShort) > 0;
-        fillers_.push_back(std::move(filler));
-        return made;
+        return ::poll(&wait, 1, kShort) > 0;
     }
 
     Socket listener_ = Socket::open(SOCK_STREAM);
@@ -75,50 +58,37 @@ std::vector<WireClient> waiting_crowd(const ServerProcess& server, const BlackHo
 }
 
 TEST(Unreachable, TheyWaitEightSecondsAndOthersDoNot) {
-    const std::uint32_t crowd = crowd_size();
-    rlimit descriptors{};
-    ::getrlimit(RLIMIT_NOFILE, &descriptors);
-    descriptors.rlim_cur = descriptors.rlim_max;
-    ::setrlimit(RLIMIT_NOFILE, &descriptors);
-
-    const ServerProcess server("threads=2\nmaxClients=" + std::to_string(crowd + 100));
+    constexpr std::uint32_t kCrowd = 50;
+    const ServerProcess server("threads=2");
     const BlackHole hole;
     const auto start = Clock::now();
-    const std::vector<WireClient> waiting = waiting_crowd(server, hole, crowd);
+    const std::vector<WireClient> waiting = waiting_crowd(server, hole, kCrowd);
     for (const WireClient& client : waiting)
         client.send(callback(0x00ABCDEF));  // what is sent behind the login waits with it
-    const auto all_sent = Clock::now();
 
     auto slowest = Clock::duration::zero();
-    int asked = 0;
-    while (Clock::now() < start + std::chrono::seconds(6) || asked == 0) {
+    while (Clock::now() < start + std::chrono::seconds(6)) {
         const auto before = Clock::now();
         EXPECT_TRUE(WireClient::high(server).search(words("song")).records.empty());
         WireClient::low(server).expect_nothing();
         static_cast<void>(server.status());
         slowest = std::max(slowest, Clock::now() - before);
-        ++asked;
         std::this_thread::sleep_for(std::chrono::milliseconds(10));  // leaves room for others
     }
     // Far below the eight seconds that a single one would cost if anybody waited for it; a busy
     // machine is forgiven.
     EXPECT_LT(slowest, std::chrono::seconds(4));
-    const bool none_answered = waiting.front().silent() && waiting.back().silent();
-    EXPECT_TRUE(none_answered || Clock::now() - start > std::chrono::milliseconds(7900));
 
     std::set<std::uint32_t> ids;
     for (const WireClient& client : waiting) {
-        Reader assigned(client.receive());
-        assigned.expect_u8(0x40, "the answer to a login");
-        ids.insert(assigned.u32());
+        ids.insert(Reader(client.receive(), 0x40).u32());
+        EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(7900));
         EXPECT_EQ(client.receive().first(1), hex("38"));
         EXPECT_EQ(client.receive(), hex("36 EF CD AB 00"));
     }
-    EXPECT_EQ(ids.size(), crowd);
+    EXPECT_EQ(ids.size(), kCrowd);
     EXPECT_GT(*ids.begin(), 0U);
     EXPECT_LE(*ids.rbegin(), 0xFFFFFFU);
-    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(7900));
-    EXPECT_LT(Clock::now() - all_sent, std::chrono::seconds(8) + kDeadline);
 }
 
 TEST(Unreachable, AnAddressUnderTestIsTaken) {

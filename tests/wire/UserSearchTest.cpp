@@ -1,10 +1,5 @@
 // User searches: everybody who is connected, in the order of arrival.
-#include <gtest/gtest.h>
-#include <string>
-#include <vector>
-
-#include "tests/wire/harness/Datagram.h"
-#include "tests/wire/harness/WireClient.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {
@@ -70,10 +65,9 @@ TEST(UserSearch, ALongOneLetsOthersInAndMissesNobodyWhoStays) {
         leaving.push_back(WireClient::low(server, "visitor"));
     }
     Bytes expression = words("guest");
-    for (int doubled = 0; doubled < 14; ++doubled)
+    for (int i = 0; i < 14; ++i)
         expression = joined(Op::either, words("nobody"), expression);
-    for (int doubled = 0; doubled < 10; ++doubled)
-        expression = joined(Op::either, expression, expression);
+    expression = doubled(10, Op::either, expression);
     asker.send(search_users(expression));
     asker.send(search_users(words("asker")));
     int served = 0;

@@ -4,9 +4,6 @@
 #include <string>
 #include <string_view>
 
-#include "tests/wire/harness/Bytes.h"
-#include "tests/wire/harness/ServerProcess.h"
-#include "tests/wire/harness/Socket.h"
 #include "tests/wire/harness/WireClient.h"
 
 namespace vorrim::wire {
@@ -14,20 +11,40 @@ namespace vorrim::wire {
 class Administrator final {
 public:
     // Connected, not logged in.
-    explicit Administrator(const ServerProcess& server, Address from = next_address());
+    explicit Administrator(const ServerProcess& server, Address from = next_address())
+        : connection_(server.ports().admin(), from) {}
     // Connected and logged in; throws WireFailure when the server does not say that it is valid.
-    Administrator(const ServerProcess& server, std::string_view name, std::string_view password);
+    Administrator(const ServerProcess& server, std::string_view name, std::string_view password)
+        : Administrator(server) {
+        send_login(name, password);
+        if (const std::string answer = receive(); answer != "Valid\n")
+            throw WireFailure("the answer to a login is " + answer);
+    }
 
-    void send_login(std::string_view name, std::string_view password) const;
-    void send_command(std::string_view line) const;
-    void send_stop() const;
+    void send_login(std::string_view name, std::string_view password) const {
+        connection_.send(Bytes().u8(0x64).text(name).text(password));
+    }
+    void send_command(std::string_view line) const {
+        connection_.send(Bytes().u8(0x66).text(line));
+    }
+    void send_stop() const { connection_.send(Bytes().u8(0x65)); }
 
     // The text of the next message.
-    [[nodiscard]] std::string receive() const;
+    [[nodiscard]] std::string receive() const { return message_in(connection_.receive()); }
     // The texts up to the one that begins so, which is the last of them.
-    [[nodiscard]] std::string receive_until(std::string_view beginning) const;
+    [[nodiscard]] std::string receive_until(std::string_view beginning) const {
+        std::string all;
+        for (;;) {
+            const std::string text = receive();
+            all += text + '\n';
+            if (text.starts_with(beginning)) return all;
+        }
+    }
     // The first message that a command brings.
-    [[nodiscard]] std::string ask(std::string_view line) const;
+    [[nodiscard]] std::string ask(std::string_view line) const {
+        send_command(line);
+        return receive();
+    }
 
     [[nodiscard]] const WireClient& connection() const { return connection_; }
 

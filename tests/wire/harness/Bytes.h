@@ -30,19 +30,37 @@ public:
     Bytes() = default;
     explicit Bytes(std::span<const std::uint8_t> bytes) : bytes_(bytes.begin(), bytes.end()) {}
 
-    Bytes& u8(std::uint32_t value);
-    Bytes& u16(std::uint32_t value);
-    Bytes& u32(std::uint32_t value);
-    Bytes& raw(std::string_view bytes);  // as they stand, no count
-    Bytes& add(const Bytes& more);       // as they stand, no count
-    Bytes& fill(std::size_t count, std::uint8_t value);
-    Bytes& text(std::string_view text);  // u16 count, then the bytes
+    Bytes& u8(std::uint32_t value) { return fill(1, static_cast<std::uint8_t>(value & 0xFF)); }
+    Bytes& u16(std::uint32_t value) { return u8(value).u8(value >> 8); }
+    Bytes& u32(std::uint32_t value) { return u16(value).u16(value >> 16); }
+    Bytes& fill(std::size_t count, std::uint8_t value) {
+        bytes_.insert(bytes_.end(), count, value);
+        return *this;
+    }
+    // As they stand, no count.
+    Bytes& raw(std::string_view bytes) {
+        bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+        return *this;
+    }
+    Bytes& add(const Bytes& more) {
+        bytes_.insert(bytes_.end(), more.bytes_.begin(), more.bytes_.end());
+        return *this;
+    }
+    // u16 count, then the bytes.
+    Bytes& text(std::string_view text) {
+        return u16(static_cast<std::uint32_t>(text.size())).raw(text);
+    }
 
     [[nodiscard]] std::size_t size() const noexcept { return bytes_.size(); }
     [[nodiscard]] const std::uint8_t* data() const noexcept { return bytes_.data(); }
     [[nodiscard]] std::uint8_t operator[](std::size_t at) const { return bytes_.at(at); }
-    [[nodiscard]] Bytes first(std::size_t count) const;
-    [[nodiscard]] Bytes from(std::size_t offset) const;
+    [[nodiscard]] Bytes first(std::size_t count) const {
+        return Bytes(std::span(bytes_).first(std::min(count, size())));
+    }
+    [[nodiscard]] Bytes from(std::size_t offset) const {
+        return Bytes(std::span(bytes_).subspan(std::min(offset, size())));
+    }
+    [[nodiscard]] std::string string() const { return {bytes_.begin(), bytes_.end()}; }
 
     bool operator==(const Bytes&) const = default;
 
@@ -51,9 +69,26 @@ private:
 };
 
 // Pairs of hexadecimal digits; blanks are ignored.
-[[nodiscard]] Bytes hex(std::string_view digits);
+[[nodiscard]] inline Bytes hex(std::string_view digits) {
+    Bytes bytes;
+    std::string pair;
+    for (const char c : digits) {
+        if (c == ' ') continue;
+        pair += c;
+        if (pair.size() < 2) continue;
+        bytes.u8(static_cast<std::uint32_t>(std::stoul(pair, nullptr, 16)));
+        pair.clear();
+    }
+    return bytes;
+}
 
 // How a failing comparison shows them.
-void PrintTo(const Bytes& bytes, std::ostream* out);
+inline void PrintTo(const Bytes& bytes, std::ostream* out) {
+    constexpr std::size_t kShown = 600;
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    *out << bytes.size() << " bytes:";
+    for (std::size_t i = 0; i < std::min(bytes.size(), kShown); ++i)
+        *out << ' ' << kDigits[bytes[i] >> 4U] << kDigits[bytes[i] & 0xFU];
+}
 
 }  // namespace vorrim::wire

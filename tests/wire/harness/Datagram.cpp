@@ -3,7 +3,6 @@
 #include <array>
 #include <atomic>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
 #include "tests/wire/harness/Reader.h"
 
@@ -19,18 +18,11 @@ std::uint32_t next_challenge() {
 }
 
 bool is_status(const Bytes& datagram, std::uint32_t challenge) {
-    return datagram.size() == 14 && datagram.first(6) == Bytes().u8(0xE3).u8(0x97).u32(challenge);
-}
-
-Status read_status(const Bytes& datagram) {
-    Reader reader(datagram.from(6));
-    const std::uint32_t users = reader.u32();
-    return Status{users, reader.u32()};
+    return datagram.size() == 14 && datagram.first(6) == hex("E3 97").u32(challenge);
 }
 
 Record read_result(const Bytes& datagram) {
-    Reader reader(datagram);
-    reader.expect_u8(0xE3, "the marker");
+    Reader reader(datagram, 0xE3);
     reader.expect_u8(0x99, "the opcode");
     Record record = reader.record();
     reader.expect_end();
@@ -75,7 +67,8 @@ Status Datagram::status() const {
     if (!is_status(answer, challenge))
         throw WireFailure("something else than the status came: " +
                           ::testing::PrintToString(answer));
-    return read_status(answer);
+    Reader reader(answer.from(6));
+    return Status{reader.u32(), reader.u32()};
 }
 
 std::vector<Bytes> Datagram::all_answers(const Bytes& request) const {

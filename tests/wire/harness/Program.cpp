@@ -1,6 +1,5 @@
 #include "tests/wire/harness/Program.h"
 
-#include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
 #include <signal.h>
@@ -10,7 +9,6 @@
 #include <unistd.h>
 
 #include "tests/wire/harness/Bytes.h"
-#include "tests/wire/harness/Socket.h"
 
 namespace vorrim::wire {
 
@@ -30,57 +28,45 @@ std::string Program::find(std::string_view name) {
     return "";
 }
 
-Program::Program(std::vector<std::string> command, std::string_view input) {
-    captured_.write("input", input);
-    start(std::move(command), nullptr);
-}
-
-Program::Program(std::vector<std::string> command, const Terminal& terminal) {
-    start(std::move(command), &terminal);
-}
-
-void Program::start(std::vector<std::string> command, const Terminal* terminal) {
+void Program::start(std::vector<std::string> command, const Surroundings& in) {
     std::vector<char*> arguments;
     for (std::string& word : command)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
-    const std::string in = (captured_.path() / "input").string();
-    const std::string out = (captured_.path() / "output").string();
-    const std::string err = (captured_.path() / "errors").string();
+    captured_.write("input", in.input);
+    const std::string input = (captured_.path() / "input").string();
+    const std::string output = (captured_.path() / "output").string();
+    const std::string errors = (captured_.path() / "errors").string();
     const pid_t parent = ::getpid();
 
     pid_ = ::fork();
     if (pid_ == 0) {
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (::getppid() != parent) ::_exit(126);
-        if (terminal != nullptr) {
-            terminal->take();
+        if (in.terminal != nullptr) {
+            in.terminal->take();
         } else {
             ::setpgid(0, 0);
             const int flags = O_WRONLY | O_CREAT | O_APPEND;
-            ::dup2(::open(in.c_str(), O_RDONLY), 0);
-            ::dup2(::open(out.c_str(), flags, 0600), 1);
-            ::dup2(::open(err.c_str(), flags, 0600), 2);
+            ::dup2(::open(input.c_str(), O_RDONLY), 0);
+            ::dup2(::open(output.c_str(), flags, 0600), 1);
+            ::dup2(::open(errors.c_str(), flags, 0600), 2);
         }
+        if (in.prepare) in.prepare();
         ::execv(arguments[0], arguments.data());
         ::_exit(127);
     }
     if (pid_ < 0) throw WireFailure("no process");
-    if (terminal == nullptr)
+    if (in.terminal == nullptr)
         ::setpgid(pid_, pid_);  // on both sides, so that it is done whoever comes first
 }
 
 Program::~Program() {
-    constexpr std::chrono::seconds kGrace{5};
-    if (running()) {
-        ::kill(pid_, SIGTERM);
-        try {
-            wait_until(
-                "a program ends", [this] { return !running(); }, kGrace);
-        } catch (const WireFailure&) {
-            ::kill(pid_, SIGKILL);
-            ::waitpid(pid_, nullptr, 0);
-        }
+    if (pid_ < 0) return;
+    try {
+        stop(SIGTERM);
+    } catch (const WireFailure&) {
+        stop(SIGKILL);
     }
     ::kill(-pid_, SIGKILL);  // what it has left behind, if anything
 }
@@ -99,6 +85,11 @@ void Program::signal(int number) const {
 int Program::exit() {
     wait_until("a program ends", [this] { return !running(); });
     return *exit_;
+}
+
+int Program::stop(int number) {
+    if (running()) signal(number);
+    return exit();
 }
 
 void Program::wait_for_output(std::string_view text) const {

@@ -12,23 +12,70 @@ namespace vorrim::wire {
 
 class Reader final {
 public:
-    explicit Reader(Bytes bytes) : bytes_(std::move(bytes)) {}
+    explicit Reader(const Bytes& bytes) : bytes_(bytes.string()) {}
+    // Behind an opcode, which must be this one.
+    Reader(const Bytes& bytes, std::uint32_t opcode) : Reader(bytes) {
+        expect_u8(opcode, "the opcode");
+    }
 
-    [[nodiscard]] std::uint32_t u8();
-    [[nodiscard]] std::uint32_t u16();
-    [[nodiscard]] std::uint32_t u32();
-    [[nodiscard]] std::string text();
-    [[nodiscard]] Hash hash();
-    [[nodiscard]] Record record();
-    [[nodiscard]] std::vector<Record> records();  // u32 count first
+    [[nodiscard]] std::uint32_t u8() { return static_cast<std::uint8_t>(take(1)[0]); }
+    [[nodiscard]] std::uint32_t u16() {
+        const std::uint32_t low = u8();
+        return low | u8() << 8U;
+    }
+    [[nodiscard]] std::uint32_t u32() {
+        const std::uint32_t low = u16();
+        return low | u16() << 16U;
+    }
+    [[nodiscard]] std::string text() { return take(u16()); }
+    [[nodiscard]] Hash hash() {
+        Hash hash;
+        std::ranges::copy(take(hash.bytes.size()), hash.bytes.begin());
+        return hash;
+    }
+    [[nodiscard]] Tag tag() {
+        Tag tag{static_cast<std::uint8_t>(u8()), text(), {}, 0, {}};
+        if (tag.type == 1)
+            tag.hash = hash();
+        else if (tag.type == 2)
+            tag.text = text();
+        else if (tag.type == 3)
+            tag.number = u32();
+        else
+            throw WireFailure("a reply holds a tag of type " + std::to_string(tag.type));
+        return tag;
+    }
+    [[nodiscard]] Record record() {
+        Record record{hash(), u32(), static_cast<std::uint16_t>(u16()), {}};
+        for (std::uint32_t left = u32(); left > 0; --left)
+            record.tags.push_back(tag());
+        return record;
+    }
+    [[nodiscard]] std::vector<Record> records() {  // u32 count first
+        std::vector<Record> records;
+        for (std::uint32_t left = u32(); left > 0; --left)
+            records.push_back(record());
+        return records;
+    }
 
-    void expect_u8(std::uint32_t wanted, std::string_view what);
-    void expect_end() const;
+    void expect_u8(std::uint32_t wanted, std::string_view what) {
+        if (const std::uint32_t found = u8(); found != wanted)
+            throw WireFailure(std::string(what) + " is " + std::to_string(found) + ", not " +
+                              std::to_string(wanted));
+    }
+    void expect_end() const {
+        if (position_ != bytes_.size())
+            throw WireFailure("a reply goes on after byte " + std::to_string(position_));
+    }
 
 private:
-    std::string take(std::size_t count);
+    std::string take(std::size_t count) {
+        if (bytes_.size() - position_ < count) throw WireFailure("a reply ends too early");
+        position_ += count;
+        return bytes_.substr(position_ - count, count);
+    }
 
-    Bytes bytes_;
+    std::string bytes_;
     std::size_t position_ = 0;
 };
 
@@ -43,14 +90,40 @@ struct Results {
     bool more = false;
 };
 
-// Whole payloads, opcode included; a datagram's begins behind its marker.
-[[nodiscard]] Results read_results(const Bytes& payload);                         // 33
-[[nodiscard]] std::vector<Record> read_users(const Bytes& payload);               // 43
-[[nodiscard]] std::vector<Source> read_sources(const Bytes& payload, const Hash&  // 42 or 9B
-                                                                         asked);
+// Whole payloads, opcode included.
+[[nodiscard]] inline Results read_results(const Bytes& payload) {
+    Reader reader(payload, 0x33);
+    Results results{reader.records()};
+    const std::uint32_t more = reader.u8();
+    if (more > 1) throw WireFailure("more is neither 0 nor 1");
+    results.more = more == 1;
+    reader.expect_end();
+    return results;
+}
+[[nodiscard]] inline std::vector<Record> read_users(const Bytes& payload) {
+    Reader reader(payload, 0x43);
+    std::vector<Record> records = reader.records();
+    reader.expect_end();
+    return records;
+}
+[[nodiscard]] inline std::vector<Source> read_sources(const Bytes& payload, const Hash& asked,
+                                                      std::uint32_t opcode = 0x42) {
+    Reader reader(payload, opcode);
+    if (reader.hash() != asked) throw WireFailure("sources come for another hash");
+    std::vector<Source> sources;
+    for (std::uint32_t left = reader.u8(); left > 0; --left)
+        sources.push_back({reader.u32(), static_cast<std::uint16_t>(reader.u16())});
+    reader.expect_end();
+    return sources;
+}
 
 // What most search tests compare: the names of the records, in order.
 using Names = std::vector<std::string>;
-[[nodiscard]] Names names(const std::vector<Record>& records);
+[[nodiscard]] inline Names names(const std::vector<Record>& records) {
+    Names names;
+    for (const Record& record : records)
+        names.push_back(record.text(kName));
+    return names;
+}
 
 }  // namespace vorrim::wire

@@ -2,29 +2,20 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iostream>
-#include <iterator>
 #include <signal.h>
-#include <sstream>
-#include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/wire/harness/Bytes.h"
 #include "tests/wire/harness/Datagram.h"
 
 namespace vorrim::wire {
 
 namespace {
-
-constexpr int kExitStatus = 1;  // of every ordinary end
 
 // Below the ports that the system hands out by itself, so that no client of a test sits on one.
 constexpr std::uint16_t kFirstBlock = 20000;
@@ -46,10 +37,8 @@ std::optional<Socket> claim(std::uint16_t port) {
 
 bool is_free(int type, std::uint16_t port) {
     const Socket probe = Socket::open(type);
-    const int on = 1;
-    if (type == SOCK_STREAM)
-        ::setsockopt(probe.descriptor(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    return probe.try_bind(Address(0, 0, 0, 0), port);
+    if (type == SOCK_STREAM) probe.set(SOL_SOCKET, SO_REUSEADDR, 1);
+    return probe.try_bind(kAnyAddress, port);
 }
 
 std::string settings_file(const ServerProcess::Setup& setup, const PortBlock& ports) {
@@ -92,110 +81,63 @@ PortBlock::PortBlock() {
     throw WireFailure("no free ports");
 }
 
-ServerProcess::ServerProcess(std::string_view settings)
-    : ServerProcess(Setup{.settings = std::string(settings)}) {}
-
 ServerProcess::ServerProcess(const Setup& setup)
     : ports_(setup.ports ? setup.ports : std::make_shared<PortBlock>()),
       folder_(setup.folder ? setup.folder : std::make_shared<ScratchFolder>()) {
     if (setup.with_ini) folder_->write("vorrim.ini", settings_file(setup, *ports_));
-    start(setup);
+    start_server(setup);
     try {
         wait_until_ready(setup.ready);
     } catch (const WireFailure& failure) {
-        const std::string said = output() + errors();
-        if (!exit_) stop(SIGKILL);
-        throw WireFailure(std::string(failure.what()) + "\nThe server said:\n" + tail(said));
+        throw WireFailure(failure.what() + ("\nThe server said:\n" + tail(output() + errors())));
     }
 }
 
-void ServerProcess::start(const Setup& setup) {
+void ServerProcess::start_server(const Setup& setup) {
     int input[2] = {-1, -1};
     if (::pipe2(input, O_CLOEXEC) != 0) throw WireFailure("no pipe");
     const Socket reading(input[0]);
     Socket writing(input[1]);
-    const std::string folder = folder_->path().string();
-    const std::string out = (captured_.path() / "output").string();
-    const std::string err = (captured_.path() / "errors").string();
-    const pid_t parent = ::getpid();
     const char* const other = std::getenv("VORRIM_SERVER");
-    const char* const binary = other != nullptr ? other : VORRIM_BINARY;
-
-    pid_ = ::fork();
-    if (pid_ == 0) {
-        // Between fork and exec only what is safe after a fork.
-        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (::getppid() != parent || ::chdir(folder.c_str()) != 0) ::_exit(126);
-        limit(RLIMIT_NOFILE, setup.descriptors);
-        limit(RLIMIT_AS, setup.address_space);
-        limit(RLIMIT_FSIZE, setup.largest_file);
-        const int flags = O_WRONLY | O_CREAT | O_APPEND;
-        ::dup2(setup.standard_input_open ? reading.descriptor() : ::open("/dev/null", O_RDONLY), 0);
-        ::dup2(::open(out.c_str(), flags, 0600), 1);
-        ::dup2(::open(err.c_str(), flags, 0600), 2);
-        if (setup.terminal != nullptr) setup.terminal->take();
-        if (!setup.standard_input_there) ::close(0);
-        ::execl(binary, "vorrim", static_cast<char*>(nullptr));
-        ::_exit(127);
-    }
-    if (pid_ < 0) throw WireFailure("no process");
+    start({other != nullptr ? other : VORRIM_BINARY},
+          {.terminal = setup.terminal, .prepare = [&] {
+               if (::chdir(folder_->path().c_str()) != 0) ::_exit(126);
+               limit(RLIMIT_NOFILE, setup.descriptors);
+               limit(RLIMIT_AS, setup.address_space);
+               limit(RLIMIT_FSIZE, setup.largest_file);
+               if (!setup.standard_input_there) ::close(0);
+               if (setup.terminal == nullptr && setup.standard_input_open)
+                   ::dup2(reading.descriptor(), 0);
+           }});
     if (setup.standard_input_open) standard_input_ = std::move(writing);
 }
 
 void ServerProcess::wait_until_ready(Ready ready) {
-    const auto must_run = [this] {
-        if (!running())
-            throw WireFailure("the server ended at start-up with " + std::to_string(*exit_));
-    };
-    if (ready == Ready::answering) {
-        const Datagram probe(*this);
-        wait_until("a first status datagram is answered", [&] {
-            must_run();
-            return probe.answers();
-        });
-    } else if (ready == Ready::accepting) {
-        wait_until("a first connection is accepted", [&] {
-            must_run();
-            const Socket probe = Socket::open(SOCK_STREAM);
-            const sockaddr_in door = endpoint(kLocalhost, ports_->client());
-            return ::connect(probe.descriptor(), reinterpret_cast<const sockaddr*>(&door),
-                             sizeof door) == 0;
-        });
-    }
+    if (ready == Ready::at_once) return;
+    const Datagram probe(*this);
+    wait_until("the server is ready", [&] {
+        if (!running()) throw WireFailure("it ended with " + std::to_string(exit()));
+        return ready == Ready::answering ? probe.answers() : connects(kLocalhost, ports_->client());
+    });
 }
 
 ServerProcess::~ServerProcess() {
-    if (!exit_) {
+    constexpr int kOrderly = 1;
+    if (!end_seen()) {
         try {
-            if (!running())
-                ADD_FAILURE() << "The server had ended by itself with " << *exit_;
-            else if (const int status = stop(SIGTERM); status != kExitStatus)
-                ADD_FAILURE() << "The server left with " << status;
+            EXPECT_TRUE(running()) << "The server has ended by itself";
+            EXPECT_EQ(stop(SIGTERM), kOrderly);
         } catch (const WireFailure& failure) {
             ADD_FAILURE() << failure.what();
-            if (!exit_) stop(SIGKILL);
         }
     }
     const std::string errors = this->errors();
-    if (errors.find("Sanitizer") != std::string::npos ||
-        errors.find("runtime error:") != std::string::npos)
-        ADD_FAILURE() << "A sanitizer spoke up in the server";
+    EXPECT_EQ(errors.find("Sanitizer"), std::string::npos);
+    EXPECT_EQ(errors.find("runtime error:"), std::string::npos);
     if (::testing::Test::HasFailure())
         std::cout << "--- server output\n"
                   << tail(output()) << "--- server errors\n"
                   << tail(errors) << "---\n";
-}
-
-std::string ServerProcess::output() const {
-    return captured_.read("output");
-}
-std::string ServerProcess::errors() const {
-    return captured_.read("errors");
-}
-
-void ServerProcess::wait_for_output(std::string_view text) const {
-    wait_until("the server prints \"" + std::string(text) + '"',
-               [&] { return output().find(text) != std::string::npos; });
 }
 
 void ServerProcess::type(std::string_view text) const {
@@ -225,41 +167,14 @@ void ServerProcess::wait_for_users(std::uint32_t wanted) const {
 }
 
 std::chrono::milliseconds ServerProcess::processor_time() const {
-    std::ifstream file("/proc/" + std::to_string(pid_) + "/stat");
-    const std::string stat{std::istreambuf_iterator<char>(file), {}};
-    // The name in parentheses may hold anything; user and system time are fields 14 and 15.
-    std::istringstream fields(stat.substr(stat.rfind(')') + 1));
-    constexpr int kBefore = 11;
-    std::string skipped;
-    for (int i = 0; i < kBefore; ++i)
-        fields >> skipped;
+    std::ifstream file("/proc/" + std::to_string(pid()) + "/stat");
+    std::string field;
     std::int64_t user = 0;
     std::int64_t system = 0;
-    if (!(fields >> user >> system)) throw WireFailure("no processor time of the server");
-    constexpr std::int64_t kMilliseconds = 1000;
-    return std::chrono::milliseconds((user + system) * kMilliseconds / ::sysconf(_SC_CLK_TCK));
-}
-
-bool ServerProcess::running() {
-    int status = 0;
-    if (!exit_ && ::waitpid(pid_, &status, WNOHANG) == pid_) note_end(status);
-    return !exit_;
-}
-
-void ServerProcess::signal(int number) const {
-    ::kill(pid_, number);
-}
-
-int ServerProcess::stop(int signal) {
-    if (running()) {
-        ::kill(pid_, signal);
-        wait_until("the server ends", [this] { return !running(); });
-    }
-    return *exit_;
-}
-
-void ServerProcess::note_end(int wait_status) {
-    exit_ = WIFEXITED(wait_status) ? WEXITSTATUS(wait_status) : -WTERMSIG(wait_status);
+    for (int number = 1; number <= 13; ++number)  // the program's name has no blank
+        file >> field;
+    if (!(file >> user >> system)) throw WireFailure("no processor time of the server");
+    return std::chrono::milliseconds((user + system) * 1000 / ::sysconf(_SC_CLK_TCK));
 }
 
 }  // namespace vorrim::wire

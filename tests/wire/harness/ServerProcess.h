@@ -16,12 +16,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <sys/types.h>
-#include <vector>
 
-#include "tests/wire/harness/ScratchFolder.h"
-#include "tests/wire/harness/Socket.h"
-#include "tests/wire/harness/Terminal.h"
+#include "tests/wire/harness/Program.h"
 
 namespace vorrim::wire {
 
@@ -47,7 +43,7 @@ struct Status {
     bool operator==(const Status&) const = default;
 };
 
-class ServerProcess final {
+class ServerProcess final : public Program {
 public:
     enum class Ready {
         answering,  // a status datagram is answered; no client has been counted
@@ -73,21 +69,14 @@ public:
         std::shared_ptr<PortBlock> ports{};       // likewise
     };
 
-    explicit ServerProcess(std::string_view settings = "");
+    explicit ServerProcess(std::string_view settings = "")
+        : ServerProcess(Setup{.settings = std::string(settings)}) {}
     explicit ServerProcess(const Setup& setup);
-    ServerProcess(const ServerProcess&) = delete;
-    ServerProcess& operator=(const ServerProcess&) = delete;
     ~ServerProcess();
 
     [[nodiscard]] const PortBlock& ports() const { return *ports_; }
     [[nodiscard]] const std::shared_ptr<PortBlock>& shared_ports() const { return ports_; }
     [[nodiscard]] const std::shared_ptr<ScratchFolder>& folder() const { return folder_; }
-    [[nodiscard]] pid_t pid() const { return pid_; }
-
-    [[nodiscard]] std::string output() const;  // standard output so far
-    [[nodiscard]] std::string errors() const;  // standard error so far
-    // Until standard output holds the text.
-    void wait_for_output(std::string_view text) const;
 
     // On the server's standard input, as it stands; then its end.
     void type(std::string_view text) const;
@@ -105,22 +94,13 @@ public:
     // What the process has used so far, all its threads together.
     [[nodiscard]] std::chrono::milliseconds processor_time() const;
 
-    [[nodiscard]] bool running();
-    void signal(int number) const;
-    // The exit status; minus the signal's number when a signal ended it.
-    int stop(int signal);
-
 private:
-    void start(const Setup& setup);
+    void start_server(const Setup& setup);
     void wait_until_ready(Ready ready);
-    void note_end(int wait_status);
 
     std::shared_ptr<PortBlock> ports_;
     std::shared_ptr<ScratchFolder> folder_;
-    ScratchFolder captured_;
     Socket standard_input_;  // the end that the server does not read from
-    pid_t pid_ = -1;
-    std::optional<int> exit_;
 };
 
 }  // namespace vorrim::wire

@@ -8,10 +8,8 @@
 #include <poll.h>
 #include <sched.h>
 #include <sys/ioctl.h>
-#include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
-#include <utility>
 
 #include "tests/wire/harness/Bytes.h"
 
@@ -53,14 +51,13 @@ sockaddr_in endpoint(Address address, std::uint16_t port) {
     return name;
 }
 
-Socket::Socket(Socket&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-
-Socket& Socket::operator=(Socket&& other) noexcept {
-    if (this != &other) {
-        close();
-        descriptor_ = std::exchange(other.descriptor_, -1);
+bool connects(Address address, std::uint16_t port) {
+    try {
+        Socket::open(SOCK_STREAM).connect(address, port);
+        return true;
+    } catch (const WireFailure&) {
+        return false;
     }
-    return *this;
 }
 
 Socket Socket::open(int type) {
@@ -82,6 +79,14 @@ void Socket::connect(Address address, std::uint16_t port) const {
     const sockaddr_in name = endpoint(address, port);
     if (::connect(descriptor_, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0)
         fail("connect");
+}
+
+void Socket::listen(int backlog) const {
+    if (::listen(descriptor_, backlog) != 0) fail("listen");
+}
+
+void Socket::set(int level, int option, int value) const {
+    ::setsockopt(descriptor_, level, option, &value, sizeof value);
 }
 
 std::uint16_t Socket::port() const {

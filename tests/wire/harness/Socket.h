@@ -7,6 +7,8 @@
 #include <netinet/in.h>
 #include <string>
 #include <string_view>
+#include <sys/socket.h>
+#include <utility>
 
 namespace vorrim::wire {
 
@@ -29,21 +31,26 @@ private:
 };
 
 inline constexpr Address kLocalhost{127, 0, 0, 1};
+inline constexpr Address kAnyAddress{0, 0, 0, 0};
 
 // Another address of the loopback network on every call. None ends in 0: read as an identifier,
 // such an address would lie in the low range.
 [[nodiscard]] Address next_address();
 
 [[nodiscard]] sockaddr_in endpoint(Address address, std::uint16_t port);
+// Whether somebody accepts connections there.
+[[nodiscard]] bool connects(Address address, std::uint16_t port);
 
 class Socket final {
 public:
     Socket() = default;
     explicit Socket(int descriptor) : descriptor_(descriptor) {}
-    Socket(Socket&& other) noexcept;
-    Socket& operator=(Socket&& other) noexcept;
+    Socket(Socket&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    Socket& operator=(Socket other) noexcept {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
+    }
     Socket(const Socket&) = delete;
-    Socket& operator=(const Socket&) = delete;
     ~Socket() { close(); }
 
     // `type` is SOCK_STREAM or SOCK_DGRAM; both throw WireFailure when the system refuses.
@@ -52,7 +59,9 @@ public:
     // False when the address and port are taken.
     [[nodiscard]] bool try_bind(Address address, std::uint16_t port) const;
     void connect(Address address, std::uint16_t port) const;
-    [[nodiscard]] std::uint16_t port() const;  // the local one
+    void listen(int backlog = SOMAXCONN) const;
+    void set(int level, int option, int value) const;  // of setsockopt; refusals are passed over
+    [[nodiscard]] std::uint16_t port() const;          // the local one
 
     // Waits until something can be read (a close counts); false when the time is over.
     [[nodiscard]] bool readable(std::chrono::milliseconds within = kDeadline) const;

@@ -6,9 +6,15 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <netinet/tcp.h>
-#include <sys/socket.h>
 
 namespace vorrim::wire {
+
+std::string message_in(const Bytes& payload) {
+    Reader reader(payload, 0x38);
+    std::string text = reader.text();
+    reader.expect_end();
+    return text;
+}
 
 namespace {
 
@@ -35,10 +41,8 @@ WireClient::WireClient(const ServerProcess& server, Address from)
 
 WireClient::WireClient(std::uint16_t port, Address from)
     : address_(from), socket_(Socket::open(SOCK_STREAM)) {
-    const int on = 1;
-    ::setsockopt(socket_.descriptor(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    timeval patience{};
-    patience.tv_sec = kDeadline.count();
+    socket_.set(IPPROTO_TCP, TCP_NODELAY, 1);
+    const timeval patience{kDeadline.count(), 0};
     ::setsockopt(socket_.descriptor(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     socket_.bind(from, 0);
     socket_.connect(kLocalhost, port);
@@ -61,7 +65,7 @@ WireClient WireClient::low(const ServerProcess& server, std::string_view name, A
 void WireClient::open_door() {
     door_ = Socket::open(SOCK_STREAM);
     door_.bind(address_, 0);
-    if (::listen(door_.descriptor(), SOMAXCONN) != 0) throw WireFailure("listen");
+    door_.listen();
 }
 
 std::uint16_t WireClient::announced_port() const {
@@ -73,16 +77,11 @@ WireClient::Welcome WireClient::login(Record record) {
     send(wire::login(record));
     send(find_user(kNobody));
     Welcome welcome;
-    Reader assigned(receive());
-    assigned.expect_u8(0x40, "the answer to a login");
+    Reader assigned(receive(), 0x40);
     id_ = welcome.id = assigned.u32();
     assigned.expect_end();
-    for (Bytes next = receive(); next != nobody_found(); next = receive()) {
-        Reader reader(next);
-        reader.expect_u8(0x38, "the opcode of a welcome line");
-        welcome.texts.push_back(reader.text());
-        reader.expect_end();
-    }
+    for (Bytes next = receive(); next != nobody_found(); next = receive())
+        welcome.texts.push_back(message_in(next));
     return welcome;
 }
 
@@ -107,32 +106,38 @@ std::size_t WireClient::send_some(const Bytes& bytes) const {
     return sent;
 }
 
-// False when the connection ends before the first byte.
-bool WireClient::read_fully(std::span<std::uint8_t> room) const {
-    for (std::size_t got = 0; got < room.size();) {
+// Nothing when the connection ends before its first byte.
+std::optional<Bytes> WireClient::next_packet() const {
+    constexpr std::uint32_t kPlausible = 32U << 20U;
+    for (;;) {
+        const auto waiting = std::span(std::as_const(unread_)).subspan(taken_);
+        if (waiting.size() >= kHeader) {
+            Reader header(Bytes(waiting.first(kHeader)), 0xE3);
+            const std::uint32_t length = header.u32();
+            if (length == 0 || length > kPlausible)
+                throw WireFailure("a packet of " + std::to_string(length) + " bytes comes");
+            if (waiting.size() >= kHeader + length) {
+                taken_ += kHeader + length;
+                return Bytes(waiting.first(kHeader + length));
+            }
+        }
+        unread_.erase(unread_.begin(), unread_.end() - static_cast<std::ptrdiff_t>(waiting.size()));
+        taken_ = 0;
         if (!socket_.readable()) throw WireFailure("the server does not answer");
-        const auto moved = ::recv(socket_.descriptor(), room.data() + got, room.size() - got, 0);
-        if (moved <= 0 && got == 0) return false;
-        if (moved <= 0) throw WireFailure("the connection ends inside a packet");
-        got += static_cast<std::size_t>(moved);
+        std::array<std::uint8_t, 65536> room{};
+        const auto count = ::recv(socket_.descriptor(), room.data(), room.size(), 0);
+        if (count <= 0 && unread_.empty()) return std::nullopt;
+        if (count <= 0) throw WireFailure("the connection ends inside a packet");
+        unread_.insert(unread_.end(), room.begin(), room.begin() + count);
     }
-    return true;
 }
 
 std::optional<Bytes> WireClient::receive_or_end() const {
-    for (;;) {
-        std::array<std::uint8_t, kHeader> header{};
-        if (!read_fully(header)) return std::nullopt;
-        Reader reader{Bytes(std::span(header))};
-        reader.expect_u8(0xE3, "the marker of a packet");
-        const std::uint32_t length = reader.u32();
-        constexpr std::uint32_t kPlausible = 32U << 20U;
-        if (length == 0 || length > kPlausible)
-            throw WireFailure("a packet of " + std::to_string(length) + " bytes comes");
-        std::vector<std::uint8_t> payload(length);
-        if (!read_fully(payload)) throw WireFailure("the connection ends inside a packet");
-        if (payload.front() != kServerStatus) return Bytes(payload);
-    }
+    std::optional<Bytes> next = next_packet();
+    while (next && (*next)[kHeader] == kServerStatus)
+        next = next_packet();
+    if (next) next = next->from(kHeader);
+    return next;
 }
 
 Bytes WireClient::receive() const {
@@ -141,13 +146,8 @@ Bytes WireClient::receive() const {
 }
 
 Bytes WireClient::receive_packet() const {
-    std::array<std::uint8_t, kHeader> header{};
-    if (!read_fully(header)) throw WireFailure("the server closed the connection");
-    const Bytes read{std::span(header)};
-    std::vector<std::uint8_t> payload(Reader(read.from(1)).u32());
-    if (!payload.empty() && !read_fully(payload))
-        throw WireFailure("the connection ends inside a packet");
-    return Bytes(read).add(Bytes(payload));
+    if (std::optional<Bytes> whole = next_packet()) return *whole;
+    throw WireFailure("the server closed the connection");
 }
 
 Bytes WireClient::ask(const Bytes& payload) const {
@@ -175,7 +175,7 @@ void WireClient::expect_closed() const {
 }
 
 bool WireClient::silent() const {
-    return !socket_.readable(std::chrono::milliseconds(0));
+    return taken_ == unread_.size() && !socket_.readable(std::chrono::milliseconds(0));
 }
 
 Results WireClient::search(const Bytes& expression) const {

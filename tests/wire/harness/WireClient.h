@@ -27,6 +27,9 @@ inline constexpr std::uint16_t kClosedPort = 1;
 inline constexpr Hash kNobody = {{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
                                   0xFF, 0xFF, 0xFF, 0xFF, 0xFF}};
 
+// The text of a message of the server: opcode 38.
+[[nodiscard]] std::string message_in(const Bytes& payload);
+
 class WireClient final {
 public:
     explicit WireClient(const ServerProcess& server, Address from = next_address());
@@ -89,12 +92,14 @@ public:
     [[nodiscard]] const Socket& socket() const { return socket_; }
 
 private:
-    [[nodiscard]] bool read_fully(std::span<std::uint8_t> room) const;
+    [[nodiscard]] std::optional<Bytes> next_packet() const;
 
     Address address_;
     Socket socket_;
     Socket door_;
     std::uint32_t id_ = 0;
+    mutable std::vector<std::uint8_t> unread_;  // what has come; its first `taken_` bytes are read
+    mutable std::size_t taken_ = 0;
 };
 
 }  // namespace vorrim::wire

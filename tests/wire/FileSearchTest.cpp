@@ -1,14 +1,97 @@
-// File searches that look at every file: the order of the table, the limit, and how they go on.
-#include <algorithm>
-#include <gtest/gtest.h>
-#include <string>
-#include <vector>
-
-#include "tests/wire/harness/Datagram.h"
-#include "tests/wire/harness/WireClient.h"
+// File searches: by a word, on the keyword index, and by a look at every file. Which files are
+// found, in which order, where a batch ends and how it goes on.
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {
+
+// The names of a batch, and whether more is promised.
+using Batch = std::pair<Names, bool>;
+
+Batch batch(const Results& results) {
+    return {names(results.records), results.more};
+}
+
+Batch batch(std::uint32_t count, std::uint32_t first, bool more) {
+    return {names(songs(count, first)), more};
+}
+
+class KeywordSearch : public ::testing::Test {
+protected:
+    const ServerProcess server_;
+    const WireClient client_ = WireClient::high(server_);
+};
+
+TEST_F(KeywordSearch, ABatchHolds201AndGoesOnWhereItStopped) {
+    client_.publish(songs(200));
+    EXPECT_EQ(batch(client_.search(words("song"))), batch(200, 0, false));
+    client_.publish(songs(1, 200));
+    EXPECT_EQ(batch(client_.search(words("song"))), batch(201, 0, true));
+    EXPECT_EQ(batch(client_.more()), batch(0, 0, false));
+
+    client_.publish(songs(799, 201));
+    const Bytes upper_half = joined(Op::both, words("song"), tag_is(kSize, Is::above, 499));
+    EXPECT_EQ(batch(client_.search(upper_half)), batch(201, 500, true));
+    EXPECT_EQ(batch(client_.more()), batch(201, 701, true));
+    EXPECT_EQ(batch(client_.more()), batch(98, 902, false));
+    EXPECT_TRUE(client_.answers(more_results()).empty());
+}
+
+TEST_F(KeywordSearch, EachConnectionGoesOnWithItsOwnSearchAndSeesWhatCameMeanwhile) {
+    client_.publish(songs(210));
+    const WireClient other = WireClient::high(server_);
+    EXPECT_TRUE(client_.search(words("song")).more);
+    EXPECT_FALSE(other.search(words("missing")).more);
+    client_.publish(songs(5, 210));
+    EXPECT_TRUE(other.answers(more_results()).empty());
+    EXPECT_EQ(batch(client_.more()), batch(14, 201, false));
+}
+
+TEST_F(KeywordSearch, TheNextSearchOfAnyKindEndsTheOldOne) {
+    client_.publish(songs(210));
+    const Bytes unreadable = search_users(hex("05"));
+    for (const Bytes& next :
+         {search_files(words("209")), search_users(words("nobody")), unreadable}) {
+        EXPECT_TRUE(client_.search(words("song")).more);
+        EXPECT_EQ(client_.answers(next).size(), next == unreadable ? 0U : 1U);
+        EXPECT_TRUE(client_.answers(more_results()).empty()) << ::testing::PrintToString(next);
+    }
+}
+
+TEST_F(KeywordSearch, FindsByTheFirstWordWholeAndByTheOthersInPart) {
+    const std::string run = std::string(255, 'x') + std::string(45, 'y');
+    std::uint32_t number = 0;
+    for (const std::string& name :
+         {std::string("Some_File-name.mp3"), std::string("SOME other"), std::string("awesome"),
+          std::string("Blue Sky"), std::string("blue skin"), std::string("sky blue"),
+          std::string("left+right"), std::string("a A a b c d e f g h i j k"), run})
+        client_.publish({file(hash_of(++number), name)});
+    const Names all_ten = {"a A a b c d e f g h i j k"};
+    const std::vector<std::pair<Bytes, Names>> rows = {
+        {words("SoMe"), {"Some_File-name.mp3", "SOME other"}},
+        {words("mp3"), {"Some_File-name.mp3"}},
+        {words("som"), {}},
+        {words("some_file"), {}},  // only blanks divide a searched text
+        {words("left"), {}},
+        {words("left+right"), {"left+right"}},
+        {words("j"), all_ten},
+        {words("k"), {}},  // the eleventh word
+        {words("a k"), all_ten},
+        {words("  blue   SK "), {"Blue Sky", "blue skin", "sky blue"}},
+        {words("sk blue"), {}},
+        {words(std::string(254, 'x')), {}},
+        {words(std::string(45, 'y')), {run}},
+        {words(run), {run}},  // divided in the same way
+        {joined(Op::both, tag_is(kSize, Is::equal, 1000), words("sky")), {"Blue Sky", "sky blue"}},
+        // No keyword: every file is looked at, and every part of a word counts.
+        {joined(Op::either, words("lue sk"), words("WES")), {"awesome", "Blue Sky", "blue skin"}},
+        {joined(Op::but_not, words("blu"), words("sky")), {"blue skin"}},
+        {tag_contains(kName, "sky"), {"Blue Sky", "sky blue"}},
+    };
+    for (const auto& [expression, found] : rows)
+        EXPECT_EQ(names(client_.search(expression).records), found)
+            << ::testing::PrintToString(expression);
+}
 
 // The order of a scan: by bucket, and in a bucket by creation.
 Names in_scan_order(std::vector<Record> files, std::uint32_t buckets) {
@@ -26,7 +109,7 @@ TEST(ScanSearch, BatchesOf200FollowTheBucketsWhateverTheirNumber) {
     };
     for (const Row& row :
          {Row{"keywordSearch=true", 2333, anything()}, Row{"keywordSearch=false", 2333, anything()},
-          Row{"keywordSearch=false", 2333, words("song")}, Row{"tableSize=1", 1, anything()},
+          Row{"keywordSearch=false", 2333, words("song")}, Row{"tableSize=0", 1, anything()},
           Row{"tableSize=7", 7, anything()}, Row{"tableSize=1000000", 1000000, anything()}}) {
         SCOPED_TRACE(row.settings);
         const ServerProcess server(row.settings);
@@ -46,19 +129,6 @@ TEST(ScanSearch, BatchesOf200FollowTheBucketsWhateverTheirNumber) {
     }
 }
 
-TEST(ScanSearch, ItGoesOnAtAPositionNotAtAFile) {
-    const ServerProcess server("tableSize=1");  // one bucket: positions are places in one row
-    const WireClient client = WireClient::high(server);
-    WireClient leaver = WireClient::high(server);
-    leaver.publish({file(hash_of(1), "gone 1"), file(hash_of(2), "gone 2")});
-    client.publish(songs(210));
-    EXPECT_EQ(names(client.search(anything()).records).back(), "song 197");
-    leaver.close();
-    server.wait_for_users(1);
-    // The row has moved up by two: the place after the last result now holds a later file.
-    EXPECT_EQ(names(client.more().records), names(songs(10, 200)));
-}
-
 // A hundred steps, on the only worker: the asker's next answer waits for it, another's does not.
 TEST(ScanSearch, ALongSearchLetsOthersIn) {
     const ServerProcess server("threads=1\ntableSize=1");
@@ -66,9 +136,7 @@ TEST(ScanSearch, ALongSearchLetsOthersIn) {
     WireClient impatient = WireClient::high(server);
     const WireClient other = WireClient::high(server);
     asker.publish(songs(400));
-    Bytes expression = tag_is("\x02", Is::at_least, 390);
-    for (int doubled = 0; doubled < 14; ++doubled)
-        expression = joined(Op::either, expression, expression);
+    const Bytes expression = doubled(14, Op::either, tag_is(kSize, Is::at_least, 390));
     impatient.send(search_files(expression));
     asker.send(search_files(expression));
     asker.send(search_files(words("7")));
@@ -85,9 +153,7 @@ TEST(ScanSearch, LongSearchesByDatagramLetOthersInAndAllAreAnswered) {
     const ServerProcess server("threads=1\ntableSize=1");
     const WireClient client = WireClient::high(server);
     client.publish(songs(4000));
-    Bytes expression = tag_is("\x02", Is::at_least, 3990);
-    for (int doubled = 0; doubled < 7; ++doubled)
-        expression = joined(Op::either, expression, expression);
+    const Bytes expression = doubled(7, Op::either, tag_is(kSize, Is::at_least, 3990));
     std::vector<Datagram> askers;  // more than are served at a time
     for (int i = 0; i < 100; ++i)
         askers.emplace_back(server).send(udp_search_files(expression));
@@ -99,16 +165,6 @@ TEST(ScanSearch, LongSearchesByDatagramLetOthersInAndAllAreAnswered) {
         EXPECT_EQ(names(found), names(songs(10, 3990)));
         asker.expect_nothing();
     }
-}
-
-TEST(ScanSearch, WithoutKeywordsAWordIsAnyPartOfAnyText) {
-    const ServerProcess server("keywordSearch=false");
-    const WireClient client = WireClient::high(server);
-    client.publish(
-        {file(hash_of(3), "Some_File"), file(hash_of(2), "awesome"), file(hash_of(1), "blue sky")});
-    EXPECT_EQ(names(client.search(words("SOME")).records), (Names{"awesome", "Some_File"}));
-    EXPECT_EQ(names(client.search(words("e s")).records), Names{"blue sky"});
-    EXPECT_EQ(names(client.search(words("sky blue")).records), Names{});  // one text, not two words
 }
 
 // Only who is reachable sees files that no reachable client has.
@@ -137,19 +193,6 @@ TEST(Visibility, OthersSeeAFileAsLongAsItHasAReachableSource) {
             EXPECT_EQ(watcher.search(expression).records.size(), 2U);
         }
     }
-}
-
-TEST(Visibility, HiddenFilesDoNotCountTowardsTheLimit) {
-    const ServerProcess server;
-    const WireClient low = WireClient::low(server);
-    const WireClient high = WireClient::high(server);
-    low.publish(songs(200));
-    high.publish(songs(200, 200));
-    EXPECT_EQ(low.search(anything()).records.size(), 200U);
-    const Results by_word = low.search(words("song"));
-    EXPECT_EQ(names(by_word.records), names(songs(200, 200)));
-    EXPECT_FALSE(by_word.more);
-    EXPECT_EQ(high.search(words("song")).records.size(), 201U);
 }
 
 }  // namespace
