@@ -1,10 +1,12 @@
 // What the random operations of IndexModelTest.cpp do not reach.
+#include <atomic>
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <string>
+#include <thread>
 #include <vector>
 
-#include "client/FileIndex.h"
+#include "base/Random.h"
 #include "client/KeywordFileIndex.h"
 #include "tests/search/SearchFixture.h"
 
@@ -48,52 +50,27 @@ std::vector<std::uint32_t> batch(const FileIndex& index, Search& search, ClientI
     return numbers;
 }
 
-void expect_safe_resumption(FileIndex& index) {
-    index.init(2333);
-    for (std::uint32_t i = 0; i < 10; ++i) {
-        std::vector<FrozenRecord> files;
-        files.push_back(file(i, "x"));
-        index.publish(std::move(files), kHigh, kPort);
-    }
-    for (const std::int32_t position : {INT32_MIN, -1, 0, 2332, 2333, INT32_MAX})
-        for (const std::int32_t offset : {INT32_MIN, -1, 0, 1, INT32_MAX})
-            for (const std::int32_t limit : {INT32_MIN, 0, 1, INT32_MAX}) {
-                Search scan = search_of(std::make_unique<SN_All>());
-                Search keyword = search_of(word("x"));
-                for (Search* search : {&scan, &keyword}) {
-                    search->resume_position = position;
-                    search->resume_offset = offset;
-                    EXPECT_LE(batch(index, *search, kHigh, limit).size(), 10u);
-                }
-            }
-}
-
-TEST(FileIndex, ResumePositionsOfAnyValueAreSafe) {
-    FileIndex plain;
-    expect_safe_resumption(plain);
-    KeywordFileIndex by_keyword;
-    expect_safe_resumption(by_keyword);
-}
-
-// Most of the files leave, so that segments are packed and the frequent word's bitmaps stay.
-TEST(KeywordFileIndex, OrderAndPositionsOutliveTheDeathOfMostFiles) {
-    KeywordFileIndex index({.segment_rows = 8192, .sorted_scan = 0});
+// Most of the files leave, so that segments are packed, with their filters or with one another, and
+// the frequent word's bitmaps stay; in the end all leave, and with them all memory.
+void expect_order_after_departures(std::uint32_t segment_rows, std::uint32_t staying_of_20) {
+    KeywordFileIndex index({.segment_rows = segment_rows, .sorted_scan = 0});
     index.init(3);
     const std::size_t allocated_before = ::mallinfo2().uordblks;
-    constexpr std::uint32_t kFiles = 20000;
+    constexpr std::uint32_t kFiles = 40000;
+    std::vector<std::uint32_t> common;
+    std::vector<std::uint32_t> seldom;
     for (std::uint32_t i = 0; i < kFiles; ++i) {
-        std::vector<FrozenRecord> files;
-        files.push_back(file(i, i % 40 == 0 ? "common rare" : "common other"));
-        index.publish(std::move(files), i % 20 < 9 ? kHigh : kOtherHigh, kPort);
+        const bool stays = i % 20 < staying_of_20;
+        if (stays) common.push_back(i);
+        if (i % 40 == 0) seldom.push_back(i);
+        for (std::uint32_t source = 0; source < 5; ++source) {
+            std::vector<FrozenRecord> files;
+            files.push_back(file(i, i % 40 == 0 ? "common seldom" : "common other"));
+            index.publish(std::move(files), stays ? kHigh : kOtherHigh, kPort);
+        }
     }
     index.remove_client(kOtherHigh);
 
-    std::vector<std::uint32_t> common;
-    std::vector<std::uint32_t> rare;
-    for (std::uint32_t i = 0; i < kFiles; ++i) {
-        if (i % 20 < 9) common.push_back(i);
-        if (i % 40 == 0) rare.push_back(i);
-    }
     for (const ClientId asker : {kHigh, kLow}) {
         Search search = search_of(word("common"));
         std::vector<std::uint32_t> found;
@@ -102,15 +79,95 @@ TEST(KeywordFileIndex, OrderAndPositionsOutliveTheDeathOfMostFiles) {
             found.insert(found.end(), next.begin(), next.end());
         } while (search.resume_position >= 0);
         EXPECT_EQ(found, common);
-        Search both = search_of(word("common rare"));
-        EXPECT_EQ(batch(index, both, asker, 1000000), rare);
-        Search either = search_of(combine(CombineOp::kOr, word("rare"), word("none")));
-        EXPECT_EQ(batch(index, either, asker, 1000000).size(), rare.size());
+        Search both = search_of(word("common seldom"));
+        EXPECT_EQ(batch(index, both, asker, 1000000), seldom);
+        Search either = search_of(combine(CombineOp::kOr, word("seldom"), word("nobody")));
+        EXPECT_EQ(batch(index, either, asker, 1000000).size(), seldom.size());
     }
     index.remove_client(kHigh);
     EXPECT_EQ(index.keyword_total(), 0u);
     // Some of what is free the allocator counts as used.
     EXPECT_LT(::mallinfo2().uordblks, allocated_before + 256 * 1024);
+}
+
+TEST(KeywordFileIndex, OrderAndPositionsOutliveTheDeathOfMostFiles) {
+    expect_order_after_departures(32768, 9);
+    expect_order_after_departures(4096, 1);
+}
+
+// All operations at once; what it shows, it shows under the thread sanitizer.
+constexpr int kPublishers = 3;
+constexpr int kReaders = 2;
+constexpr std::uint32_t kHashes = 2000;
+
+std::vector<FrozenRecord> some_files(Random& random) {
+    static const std::string kWords[] = {"alpha", "beta", "gamma", "delta", "epsilon"};
+    std::vector<FrozenRecord> files;
+    for (std::uint64_t count = 1 + random.below(150); count > 0; --count)
+        files.push_back(file(static_cast<std::uint32_t>(random.below(kHashes)),
+                             kWords[random.below(5)] + " " + kWords[random.below(5)]));
+    return files;
+}
+
+Search some_search(Random& random) {
+    switch (random.below(4)) {
+        case 0:
+            return search_of(std::make_unique<SN_All>());
+        case 1:
+            return search_of(word("alpha gamma"));
+        case 2:
+            return search_of(combine(CombineOp::kOr, word("delta"), word("epsil")));
+        default:
+            return search_of(word("beta"));
+    }
+}
+
+TEST(FileIndexThreads, PublishSearchAskAndLeaveTogether) {
+    KeywordFileIndex index({.row_limit = 8000, .slice = 16, .sorted_scan = 100});
+    index.init(101);
+    std::atomic<int> publishing = kPublishers;
+    std::atomic<std::uint64_t> answers = 0;
+    std::vector<std::thread> threads;
+    for (int publisher = 0; publisher < kPublishers; ++publisher)
+        threads.emplace_back([&, publisher] {
+            Random random(static_cast<std::uint64_t>(publisher));
+            // Two of the clients are shared: one leaves while the other still publishes.
+            const ClientId own(0x01000000u + static_cast<std::uint32_t>(publisher));
+            const ClientId clients[] = {own, ClientId(0), ClientId(0xFF000000)};
+            // A busy machine may be slow to start the readers.
+            for (int i = 0; i < 60 || answers == 0; ++i) {
+                index.publish(some_files(random), clients[random.below(3)], 4662);
+                if (random.below(4) == 0) index.remove_client(clients[random.below(3)]);
+            }
+            for (const ClientId client : clients)
+                index.remove_client(client);
+            --publishing;
+        });
+    for (int reader = 0; reader < kReaders; ++reader)
+        threads.emplace_back([&, reader] {
+            Random random(static_cast<std::uint64_t>(100 + reader));
+            while (publishing > 0) {
+                kx_memory_file out(4096);
+                if (index.write_sources(hash_of(static_cast<std::uint32_t>(random.below(kHashes))),
+                                        out))
+                    ++answers;
+                Search search = some_search(random);
+                for (int batches = 0; batches < 3; ++batches) {
+                    answers += index.search(search, out, 20, ClientId(0x7F000001));
+                    if (search.resume_position < 0) break;
+                }
+                (void)index.source_total();
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    // A client that left while another thread published for it has sources again.
+    index.remove_client(ClientId(0));
+    index.remove_client(ClientId(0xFF000000));
+    EXPECT_EQ(index.source_total(), 0);
+    EXPECT_EQ(index.file_total(), 0u);
+    EXPECT_EQ(index.keyword_total(), 0u);
+    EXPECT_GT(answers, 0u);
 }
 
 }  // namespace

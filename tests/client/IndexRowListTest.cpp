@@ -5,8 +5,6 @@
 #include <vector>
 
 #include "client/index/RowList.h"
-#include "client/index/RowListTable.h"
-#include "client/index/row_search.h"
 
 namespace vorrim {
 namespace {
@@ -105,86 +103,6 @@ TEST(IndexRowList, KeepsTheRowsOfAVectorThroughAllForms) {
     for (std::uint32_t i = 0; i < rows.size(); ++i)
         rows[i] = i;
     ASSERT_NO_FATAL_FAILURE(expect_same(moved, rows, random));
-}
-
-TEST(IndexRowSearch, FindsWhatABinarySearchFinds) {
-    std::mt19937 random(13);
-    for (const std::uint32_t gap : {1u, 3u, 1000u, 4000000u})
-        for (const std::size_t size : {0u, 1u, 2u, 17u, 1000u}) {
-            Rows rows;
-            std::uint32_t row = 0;
-            // Uneven: the second half a hundred times as dense.
-            for (std::size_t i = 0; i < size; ++i) {
-                row +=
-                    1 + static_cast<std::uint32_t>(random() % (i < size / 2 ? gap : gap / 100 + 1));
-                rows.push_back(row);
-            }
-            for (int i = 0; i < 300; ++i) {
-                const auto wanted = static_cast<std::uint32_t>(random() % (std::uint64_t{row} + 3));
-                ASSERT_EQ(find_row(rows, wanted),
-                          static_cast<std::size_t>(
-                              std::lower_bound(rows.begin(), rows.end(), wanted) - rows.begin()));
-            }
-            for (const std::uint32_t each : rows)
-                ASSERT_EQ(rows[find_row(rows, each)], each);
-        }
-}
-
-TEST(IndexRowList, GivesItsMemoryBack) {
-    RowList list;
-    Rows rows;
-    std::uint32_t row = 0;
-    for (int i = 0; i < 300000; ++i) {
-        // Stretches of frequent and of rare rows.
-        row += i / 10000 % 2 == 0 ? 2 : 50;
-        rows.push_back(row);
-        list.append(row);
-    }
-    for (std::size_t i = 0; i < rows.size(); ++i)
-        if (i % 1000 != 0) list.erase(rows[i]);
-    EXPECT_EQ(list.size(), 300u);
-    EXPECT_LT(list.heap_bytes(), 8 * 1024u);
-    for (std::size_t i = 0; i < rows.size(); i += 1000)
-        list.erase(rows[i]);
-    EXPECT_TRUE(list.empty());
-    EXPECT_EQ(list.heap_bytes(), 0u);
-}
-
-TEST(IndexRowListTable, HoldsOneListPerKeyAndDropsEmptyOnes) {
-    std::mt19937 random(11);
-    RowListTable table;
-    std::vector<Rows> model(3000);
-    std::uint32_t next = 0;
-    for (int i = 0; i < 60000; ++i) {
-        const auto key = static_cast<std::uint32_t>(random() % model.size());
-        Rows& rows = model[key];
-        const std::uint32_t wire_key = key * 2654435761u;
-        if (rows.empty() || random() % 2 == 0) {
-            EXPECT_EQ(table.append(wire_key, next), rows.empty());
-            rows.push_back(next++);
-        } else {
-            const auto at = rows.begin() + static_cast<std::ptrdiff_t>(random() % rows.size());
-            const std::uint32_t row = *at;
-            rows.erase(at);
-            EXPECT_EQ(table.erase(wire_key, row), rows.empty());
-        }
-    }
-    std::size_t lists = 0;
-    for (std::uint32_t key = 0; key < model.size(); ++key) {
-        const RowList* const list = table.find(key * 2654435761u);
-        ASSERT_EQ(list != nullptr, !model[key].empty());
-        if (list == nullptr) continue;
-        ++lists;
-        EXPECT_EQ(visited(*list).found, model[key]);
-    }
-    EXPECT_EQ(table.size(), lists);
-    EXPECT_EQ(table.find(1), nullptr);
-
-    for (std::uint32_t key = 0; key < model.size(); ++key)
-        for (const std::uint32_t row : model[key])
-            table.erase(key * 2654435761u, row);
-    EXPECT_EQ(table.size(), 0u);
-    EXPECT_EQ(table.heap_bytes(), 0u);
 }
 
 }  // namespace
