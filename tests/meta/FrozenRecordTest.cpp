@@ -33,19 +33,6 @@ Bytes frozen_bytes(const FrozenRecord& record) {
     return test::copy_of(record.bytes());
 }
 
-TEST(FrozenRecord, CutsTextsAndNamesAtTheFirstZeroByte) {
-    const Bytes received = record_of(4, hex("02 03 00 61 00 62 04 00 78 00 79 7A") +  // "a" = "x"
-                                            hex("03 02 00 6E 00 01 00 00 00") +       // unnamed
-                                            hex("02 01 00 00 01 00 00") +             // "" = ""
-                                            (hex("01 01 00 07") + Bytes(16)));  // zeros of a hash
-    const Bytes canonical =
-        record_of(4, hex("02 01 00 61 01 00 78") + hex("03 01 00 6E 01 00 00 00") +
-                         hex("02 00 00 00 00") + (hex("01 01 00 07") + Bytes(16)));
-    kx_memory_file stream = test::stream_of(received);
-    EXPECT_EQ(frozen_bytes(FrozenRecord::from_network(stream)), canonical);
-    EXPECT_EQ(stream.remaining(), 0U);
-}
-
 // The two decoders of a record held against each other over damaged bytes. VORRIM_SEED repeats a
 // run, VORRIM_ROUNDS makes it longer.
 class Decoders : public testing::Test {

@@ -76,11 +76,6 @@ private:
 inline const std::string kUnknownOperator = "Unknown Operation in Search";
 inline const std::string kUnknownCompare = "Unknown Operation in SN_IntTagCompare";
 
-template <std::size_t Size>
-std::string bytes(const char (&literal)[Size]) {
-    return std::string(literal, Size - 1);
-}
-
 inline std::span<const std::byte> as_span(std::string_view text) {
     return std::as_bytes(std::span(text.data(), text.size()));
 }

@@ -118,28 +118,5 @@ TEST(SearchModelTest, RandomExpressionsBehaveAsTheModel) {
     }
 }
 
-TEST(SearchModelTest, DamagedBytesAreEitherReadWholeOrRefused) {
-    Chance chance(20240229);
-    for (int round = 0; round < 1500; ++round) {
-        std::string wire = chance.expression(4).encode();
-        for (int flips = 1 + chance.below(3); flips > 0; --flips)
-            wire[static_cast<std::size_t>(chance.below(static_cast<int>(wire.size())))] =
-                static_cast<char>(chance.below(256));
-        test::ErrorLines errors;
-        kx_memory_file stream = kx_memory_file::reading(test::as_span(wire));
-        Search search;
-        if (!search.read(stream)) {
-            EXPECT_EQ(search.root(), nullptr);
-            continue;
-        }
-        EXPECT_LE(static_cast<std::uint32_t>(search.root()->wire_size()), stream.tell());
-        const std::string once = test::written(*search.root());
-        Search again;
-        ASSERT_TRUE(test::read_bytes(again, once));
-        EXPECT_EQ(test::written(*again.root()), once);
-        static_cast<void>(search.matches(record_of(chance.record())));  // sanitizers look on
-    }
-}
-
 }  // namespace
 }  // namespace vorrim

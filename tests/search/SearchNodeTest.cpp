@@ -13,10 +13,13 @@ using test::ErrorLines;
 using test::kUnknownOperator;
 using test::printed;
 using test::Record;
+using test::search_of;
+using test::size_above;
 using test::word;
 using test::written;
 
-// How nodes evaluate, print, write and copy is compared with a model in SearchModelTest.
+// How nodes evaluate, print, write and copy is compared with a model in SearchModelTest, what can
+// be read is the wire tests' matter.
 
 TEST(SearchNodeTest, ReportsThatAreHeldComeLaterInOrderAndNotWithoutEnd) {
     ErrorLines errors;
@@ -109,6 +112,26 @@ INSTANTIATE_TEST_SUITE_P(Shapes, DeepTreeTest,
                                      return "Zigzag";
                              }
                          });
+
+// The keyword taken out of a tree, and what is left, as "keyword -> printed tree".
+std::string extracted(std::unique_ptr<SearchNode> root) {
+    Search search = search_of(std::move(root));
+    std::string result(search.extract_keyword());
+    EXPECT_EQ(result, search.keyword());
+    return result + " -> " + printed(*search.root());
+}
+
+// Cases that the random ones of the model rarely reach.
+TEST(SearchTest, AKeywordIsTheFirstWordAndTheOthersBecomeAChain) {
+    const std::string full(255, 'x');
+    EXPECT_EQ(extracted(word("sky")), "sky -> *");
+    EXPECT_EQ(extracted(word("a b c d")), "a ->  ( d &  ( c & b )  ) ");
+    EXPECT_EQ(extracted(word("a-b,c\td e")), "a-b,c\td -> e") << "only blanks separate";
+    EXPECT_EQ(extracted(word(full)), full + " -> *");
+    EXPECT_EQ(extracted(word(full + "xy b")), full + " ->  ( b & xy ) ");
+    EXPECT_EQ(extracted(combine(0, combine(0, word(""), size_above(1)), word("b"))), "b -> \x02>1");
+    EXPECT_EQ(extracted(combine(1, word("a"), word("b"))), " ->  ( a | b ) ");
+}
 
 }  // namespace
 }  // namespace vorrim
