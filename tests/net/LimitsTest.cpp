@@ -369,6 +369,12 @@ TEST_F(LimitedConnectionTest, ExemptNetworksHaveNoLimits) {
     pass(1000h);
     EXPECT_EQ(handled_, 201);
     EXPECT_FALSE(closed());
+    // A length that nobody may send is no limit that somebody has reached.
+    connect();
+    write_all(*peer_, Bytes(5, std::byte{0xE3}));
+    settle();
+    EXPECT_TRUE(closed());
+    EXPECT_EQ(count(Limit::packet_size), 0U);
 }
 
 }  // namespace
