@@ -2,7 +2,7 @@
 #include <string>
 
 #include "app/ConfigCheck.h"
-#include "tests/app/support.h"
+#include "tests/app/CurrentFolder.h"
 
 namespace vorrim {
 namespace {
@@ -96,7 +96,7 @@ TEST(ConfigCheck, JudgesSettingsTogether) {
 }
 
 TEST(ConfigCheck, TheReportShowsEffectiveValuesAndWhereTheyComeFrom) {
-    const ScratchFolder folder;
+    const CurrentFolder folder;
     folder.write("my.ini",
                  "[server]\nmaxClients=7x\nadminName=me\nadminPass=secret\nlogFile=true\n");
     const ConfigReport report =

@@ -1,10 +1,7 @@
-// The console and its output, while administrators take it and give it back.
-#include <atomic>
+// Administrators who do not log in, or vanish while they do.
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "app/Console.h"
 #include "net/Controller.h"
@@ -20,86 +17,6 @@ public:
     Event wait() override { return Event::stopped; }
     void wake() noexcept override {}
 };
-
-class CountingReceiver final : public MessageReceiver {
-public:
-    void receive(std::string_view text) override { lines += text == "hello" ? 1 : 1000; }
-    int lines = 0;
-};
-
-TEST(Console, ALoginNeedsBothTextsExactlyAndTheOutputToItself) {
-    NoInput input;
-    Console console(input);
-    CountingReceiver one;
-    CountingReceiver two;
-    EXPECT_FALSE(console.login("", "", one));
-    console.setRemoteCredentials("root", "secret");
-    for (const auto& [name, password] :
-         std::vector<std::pair<const char*, const char*>>{{"root", "secre"},
-                                                          {"root", "secrets"},
-                                                          {"root", "secretsecret"},
-                                                          {"root", ""},
-                                                          {"", "secret"},
-                                                          {"Root", "secret"},
-                                                          {"roo", "secret"},
-                                                          {"rootroot", "secret"}})
-        EXPECT_FALSE(console.login(name, password, one)) << name << ' ' << password;
-    EXPECT_TRUE(console.login("root", "secret", one));
-    EXPECT_FALSE(console.login("root", "secret", two));
-    console.releaseOutput(two);  // which it does not hold
-    EXPECT_FALSE(console.login("root", "secret", two));
-    console.releaseOutput(one);
-    console.setRemoteCredentials("", "");  // empty, but both given
-    EXPECT_TRUE(console.login("", "", two));
-    console.releaseOutput(two);
-}
-
-// Meant for the sanitizers: messages from many threads while administrators come and go.
-TEST(Console, MessagesOfAllThreadsSurviveAdministratorsThatComeAndGo) {
-    NoInput input;
-    Console console(input);
-    console.setRemoteCredentials("root", "secret");
-    std::atomic<bool> over{false};
-    std::atomic<int> printed{0};
-    // Counts, because a std::string would need a lock of its own.
-    class Counter final : public Output {
-    public:
-        void vprintLine(const char*, va_list) override { ++lines; }
-        std::atomic<int> lines{0};
-    };
-    Counter local;
-    const ScopedOutput current(local);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 3; ++i) {
-        threads.emplace_back([&] {
-            while (!over) {
-                current_output().printLine("hello");
-                ++printed;
-            }
-        });
-    }
-    std::atomic<int> remote{0};
-    std::atomic<int> logins{0};
-    for (int i = 0; i < 2; ++i) {
-        threads.emplace_back([&] {
-            while (!over) {
-                const auto receiver = std::make_unique<CountingReceiver>();
-                if (!console.login("root", "secret", *receiver)) continue;
-                ++logins;
-                std::this_thread::yield();
-                console.releaseOutput(*receiver);
-                remote += receiver->lines;
-            }
-        });
-    }
-    while (logins < 200)
-        std::this_thread::yield();
-    over = true;
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(local.lines + remote, printed);
-    EXPECT_EQ(&current_output(), &local);
-}
 
 class AdministratorTest : public PoolFixture {
 protected:

@@ -7,13 +7,13 @@
 
 #include "app/ConfigCheck.h"
 #include "app/SettingKeys.h"
-#include "tests/app/support.h"
+#include "tests/ScratchFolder.h"
 
 namespace vorrim {
 namespace {
 
 std::string file_of_the_tree(const std::string& name) {
-    std::string text = ScratchFolder::read(std::string(VORRIM_SOURCE_DIR "/") + name);
+    std::string text = ScratchFolder().read(VORRIM_SOURCE_DIR "/" + name);
     EXPECT_FALSE(text.empty()) << name;
     return text;
 }

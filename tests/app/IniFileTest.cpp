@@ -2,7 +2,6 @@
 #include <string>
 
 #include "app/IniFile.h"
-#include "tests/app/support.h"
 
 namespace vorrim {
 namespace {

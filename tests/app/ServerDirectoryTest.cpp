@@ -13,7 +13,7 @@
 #include "base/file/primitives.h"
 #include "base/kx_err.h"
 #include "meta/ClientId.h"
-#include "tests/app/support.h"
+#include "tests/app/CurrentFolder.h"
 #include "tests/base/RecordingOutput.h"
 #include "tests/net/NotingNetwork.h"
 
@@ -56,7 +56,7 @@ protected:
         return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
     }
 
-    ScratchFolder folder_;
+    CurrentFolder folder_;
     testing::RecordingOutput output_;
     ScopedOutput current_{output_};
     ServerSettings settings_;
@@ -78,13 +78,13 @@ TEST_F(ServerDirectoryTest, AFileThatCannotBeReadGivesWayToTheSeed) {
          {"1.2.3.4:4661 0"}},
     };
     for (const auto& [content, expected] : outcomes) {
-        ScratchFolder::write("serverList.met", content);
+        folder_.write("serverList.met", content);
         ServerDirectory directory(settings_, net_, limits_);
         directory.start();
         EXPECT_EQ(list([&](const auto& see) { directory.forEachKnown(see); }), expected);
     }
     for (const std::size_t size : {0U, 1U, 4U, 5U, 10U, 14U}) {
-        ScratchFolder::write("serverList.met", one.substr(0, size));
+        folder_.write("serverList.met", one.substr(0, size));
         ServerDirectory directory(settings_, net_, limits_);
         EXPECT_THROW(directory.start(), kx_err) << size;
     }
@@ -102,7 +102,7 @@ TEST_F(ServerDirectoryTest, TheCountOfPingsGoesOnAfterARestart) {
     next.sweep();
     EXPECT_EQ(net_.take(), Datagrams());
     next.save();
-    EXPECT_EQ(ScratchFolder::read("serverList.met"), kEmptyList);
+    EXPECT_EQ(folder_.read("serverList.met"), kEmptyList);
 }
 
 TEST_F(ServerDirectoryTest, ItNeverCallsNorForgetsItself) {
@@ -132,8 +132,9 @@ TEST_F(ServerDirectoryTest, WithoutRoomThoseWhoAnsweredStayAndThoseOnlyHeardOfMa
 
     directory_.sweep();
     directory_.onHello(address(1, 2), 1, Told::by_others);
+    directory_.onHello(address(2, 1), 1, Told::by_others);
     directory_.onHello(address(3, 3), 1, Told::by_itself);  // instead of the one silent longest
-    EXPECT_EQ(known(), (Servers{"1.0.1.2:1 0", "1.0.2.1:1 1", "1.0.3.3:1 0"}));
+    EXPECT_EQ(known(), (Servers{"1.0.1.2:1 0", "1.0.2.1:1 0", "1.0.3.3:1 0"}));
     directory_.onHello(address(1, 2), 1, Told::by_itself);
     directory_.onHello(address(1, 4), 1, Told::by_itself);
     directory_.onHello(address(1, 5), 1, Told::by_itself);  // its network is full of good ones

@@ -11,7 +11,7 @@
 
 #include "app/ServerOutput.h"
 #include "base/kx_err.h"
-#include "tests/app/support.h"
+#include "tests/app/CurrentFolder.h"
 
 namespace vorrim {
 namespace {
@@ -40,16 +40,16 @@ protected:
             text.append(room.data(), static_cast<std::size_t>(count));
         return text;
     }
-    static std::string logged(Output& output) {
+    std::string logged(Output& output) const {
         output.flush();
-        return ScratchFolder::read("log");
+        return folder_.read("log");
     }
     void close_reader() {
         if (ends_[0] >= 0) ::close(ends_[0]);
         ends_[0] = -1;
     }
 
-    ScratchFolder folder_;
+    CurrentFolder folder_;
     ServerSettings settings_;
     std::array<int, 2> ends_{-1, -1};
     std::unique_ptr<OutputWriter> console_;
@@ -140,7 +140,19 @@ TEST_F(ServerOutputTest, WhatWasPrintedBeforeAnErrorThatEndsTheProcessIsInTheLog
             kx_fatal_error(kx_err("boom"));
         },
         ::testing::ExitedWithCode(255), "boom");
-    EXPECT_EQ(ScratchFolder::read("log").size(), 1000 * (kLine.size() + 1));
+    EXPECT_EQ(folder_.read("log").size(), 1000 * (kLine.size() + 1));
+}
+
+TEST(OutputWriterTest, WhatAFailingSinkLosesIsCounted) {
+    const CurrentFolder folder;
+    OutputWriter log("log", FileSink::for_log("/dev/full"));
+    for (int n = 0; n < 100; ++n)
+        log.print("lost\n");
+    EXPECT_TRUE(log.flush(OutputWriter::kLastPatience));
+    log.change_sink(FileSink::for_log("log"));
+    log.print("back\n");
+    EXPECT_TRUE(log.flush(OutputWriter::kLastPatience));
+    EXPECT_EQ(folder.read("log"), "(the log was full: 100 messages are missing)\nback\n");
 }
 
 TEST_F(ServerOutputTest, NeitherAClosedConsoleNorALogThatCannotBeWrittenMatters) {

@@ -4,7 +4,7 @@
 
 #include "app/ServerSettings.h"
 #include "meta/TagNames.h"
-#include "tests/app/support.h"
+#include "tests/app/CurrentFolder.h"
 #include "tests/base/RecordingOutput.h"
 
 namespace vorrim {
@@ -13,10 +13,10 @@ namespace {
 using Texts = std::vector<std::string>;
 
 TEST(ServerSettings, EveryKeyReachesItsField) {
-    const ScratchFolder folder;
+    const CurrentFolder folder;
     ServerSettings settings;
     testing::RecordingOutput output;
-    ScratchFolder::write(
+    folder.write(
         "vorrim.ini",
         "[server]\n"
         "maxClients=1\nname=N\ndesc=D\npublic=true\nlogFile=true\nconsole=false\nverbose=true\n"
@@ -52,6 +52,21 @@ TEST(ServerSettings, EveryKeyReachesItsField) {
     ASSERT_TRUE(loaded.administrator);
     EXPECT_EQ(loaded.administrator->name, "A");
     EXPECT_EQ(loaded.administrator->password, "") << "an empty text counts as given";
+}
+
+TEST(ServerSettings, TheSecondsOfTheLimitsReachTheirFields) {
+    LimitSettings settings;
+    settings.firstPacketSeconds = 1;
+    settings.packetSeconds = 2;
+    settings.unreadSeconds = 3;
+    settings.floodSeconds = -4;
+    Limits limits;
+    Random random(1);
+    settings.apply_to(limits, random);
+    EXPECT_EQ(limits.first_packet.count(), 1);
+    EXPECT_EQ(limits.packet.count(), 2);
+    EXPECT_EQ(limits.stalled_send.count(), 3);
+    EXPECT_EQ(limits.flood.count(), 0) << "below zero is off";
 }
 
 }  // namespace

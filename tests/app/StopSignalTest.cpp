@@ -1,6 +1,5 @@
 #include <array>
 #include <csignal>
-#include <cstdlib>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
@@ -16,25 +15,6 @@ bool is_blocked(int signal) {
     sigset_t blocked;
     pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
     return sigismember(&blocked, signal) == 1;
-}
-
-TEST(StopSignal, AfterAStopWithoutASignalTheSecondOneEndsTheProcess) {
-    StopSignal stop;
-    stop.endWaits();
-    EXPECT_EXIT(
-        {
-            ::raise(SIGINT);
-            ::raise(SIGTERM);
-        },
-        ::testing::KilledBySignal(SIGTERM), "");
-    EXPECT_EXIT(
-        {
-            ::raise(SIGTERM);
-            std::_Exit(7);
-        },
-        ::testing::ExitedWithCode(7), "");
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
 }
 
 TEST(StopSignal, AHangUpThatIsIgnoredStaysIgnored) {
