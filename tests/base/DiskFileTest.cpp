@@ -1,16 +1,12 @@
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <sstream>
-#include <stdlib.h>
 #include <string>
-#include <vector>
 
 #include "base/Random.h"
 #include "base/file/kx_disk_file.h"
 #include "base/file/primitives.h"
 #include "base/kx_err.h"
+#include "tests/ScratchFolder.h"
 
 namespace vorrim {
 namespace {
@@ -19,27 +15,15 @@ namespace fs = std::filesystem;
 
 class DiskFile : public ::testing::Test {
 protected:
-    DiskFile() {
-        std::string name = (fs::temp_directory_path() / "vorrim-disk-XXXXXX").string();
-        folder_ = ::mkdtemp(name.data());
-    }
-    ~DiskFile() override { fs::remove_all(folder_); }
-
-    std::string path(const std::string& name) const { return (folder_ / name).string(); }
-    void put(const std::string& name, const std::string& text) const {
-        std::ofstream(path(name), std::ios::binary) << text;
-    }
-    std::string get(const std::string& name) const {
-        std::ostringstream text;
-        text << std::ifstream(path(name), std::ios::binary).rdbuf();
-        return text.str();
-    }
+    std::string path(const std::string& name) const { return (folder_.path() / name).string(); }
+    void put(const std::string& name, const std::string& text) const { folder_.write(name, text); }
+    std::string get(const std::string& name) const { return folder_.read(name); }
     std::size_t files() const {
         return static_cast<std::size_t>(
-            std::distance(fs::directory_iterator(folder_), fs::directory_iterator()));
+            std::distance(fs::directory_iterator(folder_.path()), fs::directory_iterator()));
     }
 
-    fs::path folder_;
+    const ScratchFolder folder_;
 };
 
 TEST_F(DiskFile, WritesFromItsFirstByteAndRaisesItsSize) {
@@ -86,27 +70,6 @@ TEST_F(DiskFile, ReadsBackWhatItHasJustWritten) {
     write_16(*file, 0x0202);
     file->seek(0);
     EXPECT_EQ(read_32(*file), 0x0202u);
-}
-
-TEST_F(DiskFile, MapsOneRangeAtATime) {
-    put("file", std::string(5000, 'a') + "bcd");
-    auto file = kx_open_file(path("file"), KX_FILE_READ | KX_FILE_WRITE);
-    auto* const bytes = static_cast<char*>(file->map(5000, 3, KX_FILE_READ));
-    ASSERT_NE(bytes, nullptr);
-    EXPECT_EQ(std::string(bytes, 3), "bcd");
-    EXPECT_EQ(file->map(0, 1, KX_FILE_READ), nullptr);
-    EXPECT_FALSE(file->unmap(bytes + 1, 3));
-    EXPECT_TRUE(file->unmap(bytes, 3));
-    EXPECT_FALSE(file->unmap(bytes, 3));
-
-    EXPECT_EQ(file->map(5000, 4, KX_FILE_READ), nullptr);
-    EXPECT_EQ(file->map(0, 0, KX_FILE_READ), nullptr);
-    auto* const longer = static_cast<char*>(file->map(5000, 10, KX_FILE_READ | KX_FILE_WRITE));
-    ASSERT_NE(longer, nullptr);
-    std::memcpy(longer, "0123456789", 10);
-    EXPECT_TRUE(file->unmap(longer, 10));
-    EXPECT_EQ(get("file").substr(4999), "a0123456789");
-    EXPECT_EQ(file->size(), 5010u);
 }
 
 TEST_F(DiskFile, IsReplacedAsAWholeOrNotAtAll) {

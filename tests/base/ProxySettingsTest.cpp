@@ -1,10 +1,7 @@
 // The user's registry, and which proxy its values select.
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
@@ -13,6 +10,7 @@
 #include "base/proxy/kx_proxy_settings.h"
 #include "base/proxy/kx_registry_value.h"
 #include "platform/registry.h"
+#include "tests/ScratchFolder.h"
 
 namespace vorrim {
 namespace {
@@ -24,24 +22,15 @@ using Type = kx_proxy_type;
 // A folder that is the user's configuration folder as long as it lives.
 class RegistryTest : public ::testing::Test {
 protected:
-    RegistryTest() {
-        std::string name = (fs::temp_directory_path() / "vorrim-registry-XXXXXX").string();
-        folder_ = ::mkdtemp(name.data());
-    }
-    ~RegistryTest() override { fs::remove_all(folder_); }
-
-    [[nodiscard]] std::string file() const { return folder_ / "vorrim" / "registry"; }
-    [[nodiscard]] std::string content() const {
-        std::ifstream from(file(), std::ios::binary);
-        return {std::istreambuf_iterator<char>(from), {}};
-    }
+    [[nodiscard]] std::string file() const { return folder_.path() / "vorrim" / "registry"; }
+    [[nodiscard]] std::string content() const { return folder_.read("vorrim/registry"); }
     [[nodiscard]] Registry with(const std::string& content) const {
-        fs::create_directories(folder_ / "vorrim");
-        std::ofstream(file(), std::ios::binary) << content;
+        fs::create_directories(folder_.path() / "vorrim");
+        folder_.write("vorrim/registry", content);
         return Registry(file());
     }
 
-    fs::path folder_;
+    const ScratchFolder folder_;
 };
 
 TEST_F(RegistryTest, ReadsValuesOfTheirKeyWhateverIsWrittenAroundThem) {
@@ -87,11 +76,11 @@ TEST_F(RegistryTest, AFileThatCannotBeReadIsAnEmptyRegistry) {
     const std::string remark(Registry::kMostBytes - value.size() - 1, '#');
     EXPECT_EQ(with(value + remark + '\n').text("K", "name"), "text");
     EXPECT_EQ(with(value + remark + "#\n").text("K", "name"), std::nullopt);
-    EXPECT_EQ(Registry(folder_).text("K", "name"), std::nullopt);
-    EXPECT_EQ(Registry(folder_ / "nothing").text("K", "name"), std::nullopt);
+    EXPECT_EQ(Registry(folder_.path()).text("K", "name"), std::nullopt);
+    EXPECT_EQ(Registry(folder_.path() / "nothing").text("K", "name"), std::nullopt);
     EXPECT_EQ(Registry("").text("K", "name"), std::nullopt);
-    ASSERT_EQ(::mkfifo((folder_ / "pipe").c_str(), 0600), 0);
-    EXPECT_EQ(Registry(folder_ / "pipe").text("K", "name"), std::nullopt);
+    ASSERT_EQ(::mkfifo((folder_.path() / "pipe").c_str(), 0600), 0);
+    EXPECT_EQ(Registry(folder_.path() / "pipe").text("K", "name"), std::nullopt);
 }
 
 TEST_F(RegistryTest, StoringKeepsEveryOtherLineAndTheSecretsOfTheUser) {

@@ -3,11 +3,8 @@
 #include <array>
 #include <functional>
 #include <gtest/gtest.h>
-#include <numeric>
 #include <string>
-#include <vector>
 
-#include "base/Random.h"
 #include "base/file/kx_memory_file.h"
 #include "base/file/primitives.h"
 #include "base/kx_err.h"
@@ -170,27 +167,6 @@ TEST(Primitives, ReadCountedTexts) {
             [](auto& s) { EXPECT_EQ(raised_by([&] { (void)read_string(s); }), "readAll error"); });
     on_both("\x01"sv,
             [](auto& s) { EXPECT_EQ(raised_by([&] { (void)read_string(s); }), "read_16 error"); });
-}
-
-TEST(Primitives, WriteTheSameBytesToEveryStream) {
-    using namespace std::string_view_literals;
-    const auto write = [](auto& to) {
-        write_8(to, 0xE3);
-        write_16(to, 0x1234);
-        write_32(to, 0x89ABCDEF);
-        write_string("abc", to);
-        write_string(kx_string(), to);
-        write_bytes(to, bytes_of("xy"));
-    };
-    const auto golden =
-        "\xE3\x34\x12\xEF\xCD\xAB\x89\x03\x00"
-        "abc\x00\x00xy"sv;
-    kx_memory_file memory(4);
-    write(memory);
-    EXPECT_EQ(text_in(memory.contents()), golden);
-    Trickle trickle("");
-    write(trickle);
-    EXPECT_EQ(trickle.text(), golden);
 }
 
 TEST(Primitives, WriteNoTextThatHasNoFormOrNoRoom) {
