@@ -28,8 +28,9 @@ double Churn::rate() const {
 }
 
 void Churn::withdraw(FileIndex::Departure& departure) {
-    const std::size_t until = departure.done + kListFiles;
-    while (departure.done < until && engine_.index().continue_departure(departure)) {
+    FileIndex& index = engine_.index();
+    const std::int32_t until = index.source_total() - static_cast<std::int32_t>(kListFiles);
+    while (index.source_total() > until && index.continue_departure(departure)) {
     }
 }
 

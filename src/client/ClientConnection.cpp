@@ -50,21 +50,21 @@ ClientConnection::~ClientConnection() {
 
 bool ClientConnection::farewell() {
     FileIndex& files = service_.files;
-    if (!departure_) {
+    if (!leaving_) {
         long_search_.reset();
         if (test_ != nullptr) test_->abandon();
         if (room_ != nullptr) room_->leave(*this);
         room_ = nullptr;
-        departure_ = std::make_unique<FileIndex::Departure>();
-        *departure_ = files.begin_departure(id());
+        departure_ = files.begin_departure(id());
+        leaving_ = true;
     }
-    if (files.continue_departure(*departure_)) return false;
+    if (files.continue_departure(departure_)) return false;
     if (former_ids_.empty()) return true;
     // Files of an earlier login have no connection of their own left that would withdraw them.
     const ClientId former = former_ids_.back();
     former_ids_.pop_back();
     if (!service_.clients.with_id(former, [](ClientConnection&) {})) {
-        *departure_ = files.begin_departure(former);
+        departure_ = files.begin_departure(former);
     }
     return false;
 }

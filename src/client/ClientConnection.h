@@ -102,8 +102,9 @@ private:
     std::unique_ptr<LongSearch> long_search_;
     ReachabilityTest* test_ = nullptr;  // while the login waits for it
     Room* room_ = nullptr;
-    std::vector<ClientId> former_ids_;                 // of earlier logins under which files stand
-    std::unique_ptr<FileIndex::Departure> departure_;  // once the connection is leaving
+    std::vector<ClientId> former_ids_;  // of earlier logins under which files stand
+    FileIndex::Departure departure_;    // once the connection is leaving
+    bool leaving_ = false;
     bool rejected_ = false;  // the version gate refused it: the next packet ends it
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "base/Rollback.h"
 #include "base/file/primitives.h"
 #include "client/index/MatchCollector.h"
 #include "client/index/StepBudget.h"
@@ -11,12 +12,6 @@
 #include "search/prefix_walk.h"
 
 namespace vorrim {
-namespace {
-
-// Those of its words, and its bucket.
-constexpr std::size_t kListsOfARecord = kWordsOfARecord + 1;
-
-}  // namespace
 
 FileIndex::FileIndex(IndexTuning tuning)
     : tuning_(tuning), table_(tuning.row_limit, tuning.segment_rows) {}
@@ -64,7 +59,7 @@ std::uint32_t FileIndex::publish(std::vector<FrozenRecord> records, ClientId own
                                  std::uint16_t port) {
     std::vector<Prepared> slice;
     slice.reserve(std::min<std::size_t>(records.size(), tuning_.slice));
-    std::int32_t accepted = 0;
+    std::uint32_t accepted = 0;
     const std::shared_ptr<const Filters> in_force = filters();
     const auto refused = [&in_force](RecordView record) {
         return std::any_of(in_force->begin(), in_force->end(),
@@ -81,8 +76,7 @@ std::uint32_t FileIndex::publish(std::vector<FrozenRecord> records, ClientId own
         slice.clear();
     }
     if (!slice.empty()) enter(slice, owner, port);
-    source_total_.fetch_add(accepted, std::memory_order_relaxed);
-    return static_cast<std::uint32_t>(accepted);
+    return accepted;
 }
 
 void FileIndex::enter(std::span<Prepared> slice, ClientId owner, std::uint16_t port) {
@@ -99,9 +93,16 @@ void FileIndex::enter(std::span<Prepared> slice, ClientId owner, std::uint16_t p
     std::vector<std::uint32_t> handles;
     handles.reserve(slice.size());
     const kx_write_guard guard(lock_);
+    OwnerIndex& owners = table_.owners();
+    owners.make_room(owner, slice.size());
+    // Whatever has entered by the time that memory runs out has its owner.
+    const Rollback note([&] {
+        owners.add(owner, handles);
+        source_total_.fetch_add(static_cast<std::int32_t>(handles.size()),
+                                std::memory_order_relaxed);
+    });
     for (Prepared& prepared : slice)
         handles.push_back(add_record(prepared, owner, port));
-    table_.owners().add(owner, handles);
 }
 
 // Most publications are of files that others have too: for those nothing is prepared.
@@ -136,8 +137,9 @@ std::uint32_t FileIndex::add_record(Prepared& prepared, ClientId owner, std::uin
 
 void FileIndex::renumber() {
     const RowStore::NewNumbers new_number(table_.rows());
+    FileTable::Renumbered renumbered = table_.renumbered(new_number);
     places_.renumber([&](std::uint32_t row) { return new_number.of_any(row); });
-    table_.renumber(new_number);
+    table_.take_over(std::move(renumbered));
 }
 
 // ---- departure ----
@@ -147,7 +149,7 @@ bool FileIndex::has_files_of(ClientId client) const {
     return table_.owners().has(client);
 }
 
-void FileIndex::remove_client(ClientId client) {
+void FileIndex::remove_client(ClientId client) noexcept {
     Departure departure = begin_departure(client);
     while (continue_departure(departure)) {
     }
@@ -158,32 +160,26 @@ FileIndex::Departure FileIndex::begin_departure(ClientId client) noexcept {
     return {.client = client, .owned = table_.owners().take(client)};
 }
 
-bool FileIndex::continue_departure(Departure& departure) {
-    if (!departure.owned.empty()) {
-        departure.handles = departure.owned.sorted();
-        departure.owned = {};
+bool FileIndex::continue_departure(Departure& departure) noexcept {
+    std::array<std::uint32_t, kMostLeaving> handles;
+    const std::size_t sources = departure.owned.read(
+        std::span(handles).first(std::min<std::size_t>(tuning_.slice, kMostLeaving)));
+    if (sources == 0) return false;
+    std::array<Leaving, kMostLeaving> leaving;
+    std::size_t entries = 0;
+    for (const std::uint32_t handle : std::span(handles).first(sources)) {
+        if (entries == 0 || leaving[entries - 1].handle != handle)
+            leaving[entries++].handle = handle;
+        ++leaving[entries - 1].sources;
     }
-    const std::vector<std::uint32_t>& handles = departure.handles;
-    std::size_t at = departure.done;
-    if (at == handles.size()) return false;
-    std::vector<Leaving> slice;
-    slice.reserve(std::min<std::size_t>(handles.size() - at, tuning_.slice));
-    while (at < handles.size() && slice.size() < tuning_.slice) {
-        const std::size_t first = at;
-        while (at < handles.size() && handles[at] == handles[first])
-            ++at;
-        slice.push_back({handles[first], static_cast<std::uint32_t>(at - first)});
-    }
+    const std::span<Leaving> slice = std::span(leaving).first(entries);
     foresee(slice);
-    // What comes before may raise, and is done again then.
-    departure.done = at;
     leave(slice, departure.client);
-    if (at < handles.size()) return true;
-    source_total_.fetch_sub(static_cast<std::int32_t>(handles.size()), std::memory_order_relaxed);
-    return false;
+    source_total_.fetch_sub(static_cast<std::int32_t>(sources), std::memory_order_relaxed);
+    return !departure.owned.empty();
 }
 
-void FileIndex::leave(std::span<Leaving> slice, ClientId client) {
+void FileIndex::leave(std::span<Leaving> slice, ClientId client) noexcept {
     const kx_write_guard guard(lock_);
     for (Leaving& leaving : slice) {
         if (table_.remove_sources(leaving.handle, client, leaving.sources)) continue;
@@ -195,7 +191,7 @@ void FileIndex::leave(std::span<Leaving> slice, ClientId client) {
 
 // All that can be done while others may read. The entries stay, for they have sources that are yet
 // to be removed.
-void FileIndex::foresee(std::span<Leaving> slice) const {
+void FileIndex::foresee(std::span<Leaving> slice) const noexcept {
     const kx_read_guard guard(lock_);
     for (const Leaving& leaving : slice)
         __builtin_prefetch(&table_.entry(leaving.handle), 1);
@@ -208,15 +204,25 @@ void FileIndex::foresee(std::span<Leaving> slice) const {
     warm(slice);
 }
 
-void FileIndex::make_words(Leaving& leaving) const {
+void FileIndex::make_words(Leaving& leaving) const noexcept {
     const RecordView record = table_.entry(leaving.handle).record.view();
     leaving.digest = digest_of(hash_key_, record.hash());
     leaving.words = words_of(record);
 }
 
-void FileIndex::warm(std::span<const Prepared> slice) const {
+template <class Prefetch>
+void FileIndex::Lists::fetch(Prefetch&& prefetch) noexcept {
+    const auto begin = all_.begin();
+    for (int step = 0; count_ != 0; ++step) {
+        const auto end =
+            std::remove_if(begin, begin + static_cast<std::ptrdiff_t>(count_),
+                           [&](const RowOfList& at) { return !prefetch(*at.list, at.row, step); });
+        count_ = static_cast<std::size_t>(end - begin);
+    }
+}
+
+void FileIndex::warm(std::span<const Prepared> slice) const noexcept {
     Lists lists;
-    lists.reserve(slice.size() * kListsOfARecord);
     for (const Prepared& prepared : slice) {
         if (prepared.known()) continue;
         table_.prefetch_bucket(prepared.record.view().hash());
@@ -225,16 +231,15 @@ void FileIndex::warm(std::span<const Prepared> slice) const {
     for (const Prepared& prepared : slice) {
         if (prepared.known()) continue;
         if (const RowList* const bucket = table_.bucket(prepared.record.view().hash()))
-            lists.push_back({bucket, 0});
+            lists.add({bucket, 0});
         add_lists(prepared.words, 0, lists);
     }
-    fetch(lists,
-          [](const RowList& list, std::uint32_t, int step) { return list.prefetch_append(step); });
+    lists.fetch(
+        [](const RowList& list, std::uint32_t, int step) { return list.prefetch_append(step); });
 }
 
-void FileIndex::warm(std::span<const Leaving> slice) const {
+void FileIndex::warm(std::span<const Leaving> slice) const noexcept {
     Lists lists;
-    lists.reserve(slice.size() * kListsOfARecord);
     for (const Leaving& leaving : slice) {
         if (!leaving.last) continue;
         table_.prefetch_bucket(table_.entry(leaving.handle).record.view().hash());
@@ -243,33 +248,25 @@ void FileIndex::warm(std::span<const Leaving> slice) const {
     for (const Leaving& leaving : slice) {
         if (!leaving.last) continue;
         const FileEntry& entry = table_.entry(leaving.handle);
-        lists.push_back({table_.bucket(entry.record.view().hash()), entry.row});
+        lists.add({table_.bucket(entry.record.view().hash()), entry.row});
         add_lists(leaving.words, entry.row, lists);
     }
-    fetch(lists, [](const RowList& list, std::uint32_t row, int step) {
+    lists.fetch([](const RowList& list, std::uint32_t row, int step) {
         return list.prefetch_erase(row, step);
     });
     for (const Leaving& leaving : slice)
         if (leaving.last) table_.prefetch(leaving.digest);
 }
 
-// Step by step for all lists, those that need no further one left out.
-template <class Prefetch>
-void FileIndex::fetch(Lists& lists, Prefetch&& prefetch) {
-    for (int step = 0; !lists.empty(); ++step)
-        std::erase_if(lists,
-                      [&](const RowOfList& at) { return !prefetch(*at.list, at.row, step); });
-}
+void FileIndex::prefetch_heads(const KeywordHashes&) const noexcept {}
 
-void FileIndex::prefetch_heads(const KeywordHashes&) const {}
+void FileIndex::add_lists(const KeywordHashes&, std::uint32_t, Lists&) const noexcept {}
 
-void FileIndex::add_lists(const KeywordHashes&, std::uint32_t, Lists&) const {}
-
-KeywordHashes FileIndex::words_of(RecordView) const {
+KeywordHashes FileIndex::words_of(RecordView) const noexcept {
     return {};
 }
 
-void FileIndex::entry_leaves(std::uint32_t, const KeywordHashes&) {}
+void FileIndex::entry_leaves(std::uint32_t, const KeywordHashes&) noexcept {}
 
 // ---- questions ----
 

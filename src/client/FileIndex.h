@@ -13,8 +13,11 @@
 // Order       A scan visits bucket by bucket (first four bytes of the hash, little-endian, modulo
 //             the bucket count), within a bucket by creation of the entries. Sources stand in order
 //             of publication. A continued search remembers positions, not entries.
-// Errors      Filters and searches with unknown operators print. Running out of memory raises.
-//             Replies are appended to streams that grow; in one that does not they are cut.
+// Errors      Filters and searches with unknown operators print. Running out of memory raises: of a
+//             publication then stands what had been entered, and leaves with its owner. Departures
+//             need no memory. Replies are appended to streams that grow; in one that does not they
+//             are cut.
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -64,7 +67,7 @@ public:
 
     // Removes all sources with this identifier that were published before the call; entries that
     // lose their last source go with them. Costs that client's files, not the index. Any thread.
-    void remove_client(ClientId client);
+    void remove_client(ClientId client) noexcept;
 
     // Whether there is anything to remove. Any thread.
     [[nodiscard]] bool has_files_of(ClientId client) const;
@@ -73,13 +76,10 @@ public:
     // until it says false. A departure belongs to one thread and must be continued to its end.
     struct Departure {
         ClientId client{};
-        OwnerIndex::Handles owned{};           // until the first step, which sorts them
-        std::vector<std::uint32_t> handles{};  // ascending; an entry once for each of its sources
-        std::size_t done = 0;
+        OwnerIndex::Handles owned{};  // what has yet to leave
     };
-    // Raises nothing: whoever has begun has taken the files over.
     [[nodiscard]] Departure begin_departure(ClientId client) noexcept;
-    [[nodiscard]] bool continue_departure(Departure& departure);
+    [[nodiscard]] bool continue_departure(Departure& departure) noexcept;
 
     // Appends hash, count (one byte, at most 230) and that many sources (u32 identifier, u16 port)
     // in order of publication. Without an entry: false, and nothing is appended. Any thread.
@@ -120,7 +120,7 @@ public:
 
 protected:
     // Adds a prepared record as a source of its hash's entry, which is made when there is none.
-    // Returns the handle of the entry.
+    // Returns the handle of the entry. Raises std::bad_alloc, and has added nothing then.
     virtual std::uint32_t add_record(Prepared& prepared, ClientId owner, std::uint16_t port)
         REQUIRES(lock_);
     // One step of a batch. What the collector has when it is full, or the batch is through, is all.
@@ -129,29 +129,48 @@ protected:
 
     // An entry from which a client's sources are removed.
     struct Leaving {
-        std::uint32_t handle;
-        std::uint32_t sources;     // how many the client has there
-        std::uint32_t digest = 0;  // of the file hash
-        bool last = false;         // no other client has the file: the words are made
+        std::uint32_t handle = 0;
+        std::uint32_t sources = 0;  // how many of the client's leave with this slice
+        std::uint32_t digest = 0;   // of the file hash
+        bool last = false;          // no other client has the file: the words are made
         KeywordHashes words{};
     };
+
+    static constexpr std::size_t kMostLeaving = 64;  // at once
 
     // What the keyword variant adds: taking the keyword out of a Search, the words of a record, and
     // an entry's way out of the lists of its words.
     virtual void extract(Search& search) const;
-    [[nodiscard]] virtual KeywordHashes words_of(RecordView record) const;
-    virtual void entry_leaves(std::uint32_t row, const KeywordHashes& words) REQUIRES(lock_);
-    // A list that a record's row enters or leaves.
+    [[nodiscard]] virtual KeywordHashes words_of(RecordView record) const noexcept;
+    virtual void entry_leaves(std::uint32_t row, const KeywordHashes& words) noexcept
+        REQUIRES(lock_);
+    // The lists that the records of a slice enter or leave, with their rows. What is too much of
+    // them is not worth fetching in advance.
     struct RowOfList {
         const RowList* list;
         std::uint32_t row;
     };
-    using Lists = std::vector<RowOfList>;
+    class Lists {
+    public:
+        void add(RowOfList one) noexcept {
+            if (count_ < all_.size()) all_[count_++] = one;
+        }
+        // Takes step after step for all of them, those left out that need no further one.
+        template <class Prefetch>
+        void fetch(Prefetch&& prefetch) noexcept;
+
+    private:
+        std::size_t count_ = 0;
+        // Those of a record's words, and its bucket.
+        static constexpr std::size_t kOfARecord = kWordsOfARecord + 1;
+        std::array<RowOfList, kMostLeaving * kOfARecord> all_;
+    };
     // Fetches the heads of the words' lists in advance; and adds the lists that there are.
-    virtual void prefetch_heads(const KeywordHashes& words) const REQUIRES_SHARED(lock_);
-    virtual void add_lists(const KeywordHashes& words, std::uint32_t row, Lists& lists) const
-        REQUIRES_SHARED(lock_);
-    // Gives the live rows new numbers when the old ones have run out.
+    virtual void prefetch_heads(const KeywordHashes& words) const noexcept REQUIRES_SHARED(lock_);
+    virtual void add_lists(const KeywordHashes& words, std::uint32_t row,
+                           Lists& lists) const noexcept REQUIRES_SHARED(lock_);
+    // Gives the live rows new numbers when the old ones have run out. Raises std::bad_alloc, and
+    // they keep the old ones then.
     virtual void renumber() REQUIRES(lock_);
 
     const IndexTuning tuning_;
@@ -167,14 +186,12 @@ private:
     void prepare(Prepared& prepared) const;
     void enter(std::span<Prepared> slice, ClientId owner, std::uint16_t port);
     void find_known(std::span<Prepared> slice) const;
-    void leave(std::span<Leaving> slice, ClientId client);
-    void foresee(std::span<Leaving> slice) const;
-    void make_words(Leaving& leaving) const REQUIRES_SHARED(lock_);
+    void leave(std::span<Leaving> slice, ClientId client) noexcept;
+    void foresee(std::span<Leaving> slice) const noexcept;
+    void make_words(Leaving& leaving) const noexcept REQUIRES_SHARED(lock_);
     // Fetch in advance, while others may still read, what entering and leaving will touch.
-    void warm(std::span<const Prepared> slice) const REQUIRES_SHARED(lock_);
-    void warm(std::span<const Leaving> slice) const REQUIRES_SHARED(lock_);
-    template <class Prefetch>
-    static void fetch(Lists& lists, Prefetch&& prefetch);
+    void warm(std::span<const Prepared> slice) const noexcept REQUIRES_SHARED(lock_);
+    void warm(std::span<const Leaving> slice) const noexcept REQUIRES_SHARED(lock_);
     template <class Deliver>
     bool step(SearchBatch& batch, Deliver&& deliver) const;
 

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <limits>
-#include <vector>
+#include <new>
+#include <utility>
 
 #include "client/index/CandidatePlan.h"
 #include "client/index/KeywordWalk.h"
@@ -23,35 +24,44 @@ std::uint32_t KeywordFileIndex::keyword_total() const {
 std::uint32_t KeywordFileIndex::add_record(Prepared& prepared, ClientId owner, std::uint16_t port) {
     const std::uint32_t handle = FileIndex::add_record(prepared, owner, port);
     const FileEntry& entry = table_.entry(handle);
-    if (entry.sources.size() == 1)
-        for (const std::uint32_t word : prepared.words)
-            keywords_.append(word, entry.row);
+    if (entry.sources.size() > 1) return handle;
+    const std::uint32_t* word = prepared.words.begin();
+    try {
+        for (; word != prepared.words.end(); ++word)
+            keywords_.append(*word, entry.row);
+    } catch (const std::bad_alloc&) {
+        while (word != prepared.words.begin())
+            keywords_.erase(*--word, entry.row);
+        table_.remove_entry(handle, prepared.digest);
+        throw;
+    }
     return handle;
 }
 
-KeywordHashes KeywordFileIndex::words_of(RecordView record) const {
+KeywordHashes KeywordFileIndex::words_of(RecordView record) const noexcept {
     return keywords_of(record);
 }
 
-void KeywordFileIndex::entry_leaves(std::uint32_t row, const KeywordHashes& words) {
+void KeywordFileIndex::entry_leaves(std::uint32_t row, const KeywordHashes& words) noexcept {
     for (const std::uint32_t word : words)
         keywords_.erase(word, row);
 }
 
-void KeywordFileIndex::prefetch_heads(const KeywordHashes& words) const {
+void KeywordFileIndex::prefetch_heads(const KeywordHashes& words) const noexcept {
     for (const std::uint32_t word : words)
         keywords_.prefetch(word);
 }
 
 void KeywordFileIndex::add_lists(const KeywordHashes& words, std::uint32_t row,
-                                 Lists& lists) const {
+                                 Lists& lists) const noexcept {
     for (const std::uint32_t word : words)
-        if (const RowList* const list = keywords_.find(word)) lists.push_back({list, row});
+        if (const RowList* const list = keywords_.find(word)) lists.add({list, row});
 }
 
 void KeywordFileIndex::renumber() {
-    keywords_.renumber(RowStore::NewNumbers(table_.rows()));
+    RowListTable renumbered = keywords_.renumbered(RowStore::NewNumbers(table_.rows()));
     FileIndex::renumber();
+    keywords_ = std::move(renumbered);
 }
 
 void KeywordFileIndex::extract(Search& search) const {

@@ -25,11 +25,12 @@ private:
     void search_locked(SearchBatch& batch, MatchCollector& collector,
                        StepBudget& budget) const override REQUIRES_SHARED(lock_);
     void extract(Search& search) const override;
-    [[nodiscard]] KeywordHashes words_of(RecordView record) const override;
-    void entry_leaves(std::uint32_t row, const KeywordHashes& words) override REQUIRES(lock_);
-    void prefetch_heads(const KeywordHashes& words) const override REQUIRES_SHARED(lock_);
-    void add_lists(const KeywordHashes& words, std::uint32_t row, Lists& lists) const override
-        REQUIRES_SHARED(lock_);
+    [[nodiscard]] KeywordHashes words_of(RecordView record) const noexcept override;
+    void entry_leaves(std::uint32_t row, const KeywordHashes& words) noexcept override
+        REQUIRES(lock_);
+    void prefetch_heads(const KeywordHashes& words) const noexcept override REQUIRES_SHARED(lock_);
+    void add_lists(const KeywordHashes& words, std::uint32_t row,
+                   Lists& lists) const noexcept override REQUIRES_SHARED(lock_);
     void renumber() override REQUIRES(lock_);
 
     RowListTable keywords_ GUARDED_BY(lock_);

@@ -96,7 +96,7 @@ TEST(IndexRowList, KeepsTheRowsOfAVectorThroughAllForms) {
 
     RowList moved = std::move(list);
     ASSERT_NO_FATAL_FAILURE(expect_same(moved, rows, random));
-    moved.renumber([&](std::uint32_t row) {
+    moved = moved.renumbered([&](std::uint32_t row) {
         return static_cast<std::uint32_t>(std::lower_bound(rows.begin(), rows.end(), row) -
                                           rows.begin());
     });

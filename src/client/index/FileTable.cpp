@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "base/Rollback.h"
+
 namespace vorrim {
 
 FileTable::FileTable(std::uint32_t row_limit, std::uint32_t segment_rows)
@@ -10,10 +12,9 @@ FileTable::FileTable(std::uint32_t row_limit, std::uint32_t segment_rows)
 }
 
 FileTable::~FileTable() {
-    for (const auto& segment : rows_.segments())
-        segment->for_each_live([&](std::uint32_t slot) {
-            entries_[segment->handle_of(slot)].sources.clear(sources_);
-        });
+    rows_.for_each_live([&](const Segment& segment, std::uint32_t slot) {
+        entries_[segment.handle_of(slot)].sources.clear(sources_);
+    });
 }
 
 void FileTable::set_buckets(std::uint32_t count) {
@@ -24,15 +25,21 @@ void FileTable::set_buckets(std::uint32_t count) {
 std::uint32_t FileTable::add_entry(Prepared& prepared, ClientId owner, std::uint16_t port) {
     const bool reachable = owner.exceeds_low_range();
     const FileHash hash = prepared.record.view().hash();
+    const std::uint32_t bucket = bucket_of(hash);
     const std::uint32_t handle = entries_.add();
     FileEntry& entry = entries_[handle];
-    entry.record = std::move(prepared.record);
-    entry.sources.append(sources_, owner, port);
-    entry.reachable = reachable ? 1 : 0;
-    entry.row = rows_.append(handle, prepared.signature, reachable, entry.record.view());
+    Rollback entry_made([&] { entries_.remove(handle); });
+    entry.row = rows_.append(handle, prepared.signature, reachable, prepared.record.view());
+    Rollback row_given([&] { rows_.remove(entry.row); });
     by_hash_.insert(prepared.digest, handle);
-    const std::uint32_t bucket = bucket_of(hash);
+    Rollback hash_known([&] { by_hash_.erase(prepared.digest, handle); });
     if (bucket_lists_.append(bucket, entry.row)) occupied_.set(bucket);
+    hash_known.keep();
+    row_given.keep();
+    entry_made.keep();
+    entry.record = std::move(prepared.record);
+    entry.sources.append(sources_, owner, port);  // the first needs no memory
+    entry.reachable = reachable ? 1 : 0;
     return handle;
 }
 
@@ -43,7 +50,7 @@ void FileTable::add_source(std::uint32_t handle, ClientId owner, std::uint16_t p
     entry.record.set_availability(entry.sources.size());
 }
 
-bool FileTable::remove_sources(std::uint32_t handle, ClientId owner, std::uint32_t count) {
+bool FileTable::remove_sources(std::uint32_t handle, ClientId owner, std::uint32_t count) noexcept {
     FileEntry& entry = entries_[handle];
     entry.sources.remove(sources_, owner, count);
     if (entry.sources.size() == 0) return false;
@@ -55,7 +62,7 @@ bool FileTable::remove_sources(std::uint32_t handle, ClientId owner, std::uint32
     return true;
 }
 
-void FileTable::remove_entry(std::uint32_t handle, std::uint32_t digest) {
+void FileTable::remove_entry(std::uint32_t handle, std::uint32_t digest) noexcept {
     FileEntry& entry = entries_[handle];
     const FileHash hash = entry.record.view().hash();
     const std::uint32_t bucket = bucket_of(hash);
@@ -66,10 +73,18 @@ void FileTable::remove_entry(std::uint32_t handle, std::uint32_t digest) {
     entries_.remove(handle);
 }
 
-void FileTable::renumber(const RowStore::NewNumbers& new_number) {
-    bucket_lists_.renumber(new_number);
-    rows_.renumber([&](std::uint32_t handle) { return entries_[handle].record.view(); },
-                   [&](std::uint32_t handle, std::uint32_t row) { entries_[handle].row = row; });
+FileTable::Renumbered FileTable::renumbered(const RowStore::NewNumbers& new_number) const {
+    return {.rows = rows_.renumbered(
+                [&](std::uint32_t handle) { return entries_[handle].record.view(); }),
+            .bucket_lists = bucket_lists_.renumbered(new_number)};
+}
+
+void FileTable::take_over(Renumbered renumbered) noexcept {
+    rows_ = std::move(renumbered.rows);
+    bucket_lists_ = std::move(renumbered.bucket_lists);
+    rows_.for_each_live([&](const Segment& segment, std::uint32_t slot) {
+        entries_[segment.handle_of(slot)].row = segment.row_of(slot);
+    });
 }
 
 std::size_t FileTable::heap_bytes() const noexcept {

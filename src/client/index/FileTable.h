@@ -63,15 +63,16 @@ public:
     }
 
     // Makes the entry of a hash that has none, with its first source. Takes the record, whose
-    // availability is 1. Raises std::bad_alloc when the rows are exhausted.
+    // availability is 1. Raises std::bad_alloc, also when the rows are exhausted, and there is no
+    // entry then.
     std::uint32_t add_entry(Prepared& prepared, ClientId owner, std::uint16_t port);
-    // Appends a source to an entry.
+    // Appends a source to an entry. Raises std::bad_alloc, and has changed nothing then.
     void add_source(std::uint32_t handle, ClientId owner, std::uint16_t port);
     // Takes the first `count` sources with this identifier from an entry, which has as many.
     // Returns whether sources are left; if not, the caller removes the entry.
-    bool remove_sources(std::uint32_t handle, ClientId owner, std::uint32_t count);
+    bool remove_sources(std::uint32_t handle, ClientId owner, std::uint32_t count) noexcept;
     // The digest is that of its hash.
-    void remove_entry(std::uint32_t handle, std::uint32_t digest);
+    void remove_entry(std::uint32_t handle, std::uint32_t digest) noexcept;
 
     [[nodiscard]] const FileEntry& entry(std::uint32_t handle) const noexcept {
         return entries_[handle];
@@ -94,8 +95,14 @@ public:
     OwnerIndex& owners() noexcept { return owners_; }
     [[nodiscard]] const OwnerIndex& owners() const noexcept { return owners_; }
 
-    // Gives all rows the new numbers, which NewNumbers of this table's rows told.
-    void renumber(const RowStore::NewNumbers& new_number);
+    // All that names rows, with the new numbers that NewNumbers of this table's rows told.
+    struct Renumbered {
+        RowStore rows;
+        RowListTable bucket_lists;
+    };
+    // Making it raises std::bad_alloc, taking it over nothing.
+    [[nodiscard]] Renumbered renumbered(const RowStore::NewNumbers& new_number) const;
+    void take_over(Renumbered renumbered) noexcept;
 
     [[nodiscard]] std::uint32_t size() const noexcept { return entries_.size(); }
     [[nodiscard]] std::size_t heap_bytes() const noexcept;

@@ -39,6 +39,7 @@ public:
     }
 
     // An empty slot for a key that is not there; the caller fills it at once. Moves other slots.
+    // Raises std::bad_alloc, and nothing has changed then.
     [[nodiscard]] Slot& insert(std::uint32_t hash) {
         Shard& shard = shards_[shard_of(hash)];
         if (too_full(shard.size + 1, shard.capacity) &&
@@ -50,7 +51,7 @@ public:
     }
 
     // Empties a slot that find or insert returned. Moves other slots.
-    void erase(Slot& slot) {
+    void erase(Slot& slot) noexcept {
         Shard& shard = shards_[shard_of(hash_of_(slot))];
         auto hole = static_cast<std::uint32_t>(&slot - shard.slots.get());
         shard.slots[hole] = Slot{};
@@ -68,6 +69,22 @@ public:
         if (shard.size == 0 || shard.size < shard.capacity / 4)
             std::ignore =
                 resize(shard, shard.size == 0 ? 0 : shard.size + shard.size / 2 + kFirstCapacity);
+    }
+
+    // The same keys with other contents: turned(slot) for each.
+    template <class Turned>
+    [[nodiscard]] FlatShards with_each(Turned&& turned) const {
+        FlatShards result(hash_of_);
+        for (std::size_t number = 0; number < shards_.size(); ++number) {
+            const Shard& from = shards_[number];
+            if (from.capacity == 0) continue;
+            Shard& to = result.shards_[number];
+            to = {std::make_unique<Slot[]>(from.capacity), from.capacity, from.size};
+            for (std::uint32_t at = 0; at < from.capacity; ++at)
+                if (!from.slots[at].empty()) to.slots[at] = turned(std::as_const(from.slots[at]));
+        }
+        result.size_ = size_;
+        return result;
     }
 
     template <class Visit>
@@ -123,7 +140,7 @@ private:
     }
 
     // False, and nothing has changed, when there is no memory.
-    [[nodiscard]] bool resize(Shard& shard, std::uint32_t capacity) {
+    [[nodiscard]] bool resize(Shard& shard, std::uint32_t capacity) noexcept {
         Shard resized;
         if (capacity != 0) {
             resized.slots.reset(new (std::nothrow) Slot[capacity]());

@@ -40,7 +40,7 @@ public:
     void insert(std::uint32_t digest, std::uint32_t handle) {
         slots_.insert(digest) = {digest, handle};
     }
-    void erase(std::uint32_t digest, std::uint32_t handle) {
+    void erase(std::uint32_t digest, std::uint32_t handle) noexcept {
         slots_.erase(*slots_.find(
             digest, [handle](const Slot& candidate) { return candidate.handle == handle; }));
     }

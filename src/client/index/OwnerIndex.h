@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "client/index/FlatShards.h"
@@ -21,22 +22,29 @@ namespace vorrim {
 
 class OwnerIndex {
 public:
-    // The handles of one client, taken out of the index.
+    // The handles of one client, taken out of the index, to be read once.
     class Handles {
     public:
-        // All of them in ascending order, with repetitions.
-        [[nodiscard]] std::vector<std::uint32_t> sorted() const;
-        [[nodiscard]] bool empty() const noexcept { return runs_.empty(); }
+        // Reads the next ones, as many as there is room for, ascending within their slice. Returns
+        // their number: 0 when none are left.
+        [[nodiscard]] std::size_t read(std::span<std::uint32_t> to) noexcept;
+        [[nodiscard]] bool empty() const noexcept { return !runs_; }
 
     private:
         friend class OwnerIndex;
-        std::vector<std::uint8_t> runs_;
+        std::unique_ptr<std::vector<std::uint8_t>> runs_;  // null when all are read
+        std::size_t at_ = 0;
+        std::uint32_t left_ = 0;  // of the slice
+        std::uint32_t last_ = 0;
     };
 
     OwnerIndex() : owners_(HashOfOwner{}) {}
 
-    // Adds handles to a client. Sorts them in place.
-    void add(ClientId client, std::vector<std::uint32_t>& handles);
+    // Makes room for a slice of so many handles of a client, so that adding them needs no memory.
+    // Raises std::bad_alloc, and nothing has changed then.
+    void make_room(ClientId client, std::size_t handles);
+    // Adds the slice for which room was made, or what has come of it. Sorts it in place.
+    void add(ClientId client, std::span<std::uint32_t> handles) noexcept;
     [[nodiscard]] bool has(ClientId client) const noexcept { return find(client) != nullptr; }
     // Takes all handles of a client; it owns none afterwards.
     [[nodiscard]] Handles take(ClientId client) noexcept;

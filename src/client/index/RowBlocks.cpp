@@ -2,6 +2,8 @@
 
 #include <bit>
 #include <cstring>
+#include <new>
+#include <tuple>
 
 #include "client/index/row_search.h"
 
@@ -23,26 +25,33 @@ constexpr std::uint32_t kMergedRows = RowBlocks::kBlockRows / 2;
 
 }  // namespace
 
-RowBlocks::Block RowBlocks::make_array(std::uint32_t base, std::uint32_t capacity) {
+RowBlocks::Block RowBlocks::try_array(std::uint32_t base, std::uint32_t capacity) noexcept {
     Block block;
     block.base = base;
     block.capacity = static_cast<std::uint16_t>(capacity);
-    block.data = std::make_unique_for_overwrite<std::byte[]>(capacity * sizeof(std::uint32_t));
+    block.data.reset(new (std::nothrow) std::byte[capacity * sizeof(std::uint32_t)]);
     return block;
 }
 
-RowBlocks::Block RowBlocks::make_bitmap(std::uint32_t window_start) {
+RowBlocks::Block RowBlocks::try_bitmap(std::uint32_t window_start) noexcept {
     Block block;
     block.base = window_start;
-    block.data = std::make_unique<std::byte[]>(kBitmapBytes);
+    block.data.reset(new (std::nothrow) std::byte[kBitmapBytes]());
     return block;
 }
 
-void RowBlocks::resize_array(Block& block, std::uint32_t capacity) {
-    Block resized = make_array(block.base, capacity);
+RowBlocks::Block RowBlocks::with_data(Block block) {
+    if (!block.data) throw std::bad_alloc();
+    return block;
+}
+
+bool RowBlocks::resize_array(Block& block, std::uint32_t capacity) noexcept {
+    Block resized = try_array(block.base, capacity);
+    if (!resized.data) return false;
     resized.count = block.count;
     std::copy_n(block.rows(), block.count, resized.rows());
     block = std::move(resized);
+    return true;
 }
 
 std::uint32_t RowBlocks::select(const Block& block, std::uint32_t index) noexcept {
@@ -77,26 +86,30 @@ void RowBlocks::append(std::uint32_t row) {
                 ++last.count;
                 return;
             }
+        } else if (last.count + 1u >= kDense && last.count < kBlockRows &&
+                   window_of(last.rows()[last.count + 1u - kDense]) == window_of(row)) {
+            turn_tail_dense(window_of(row) << kWindowBits);
+            return append(row);
         } else if (last.count < kBlockRows) {
-            if (last.count == last.capacity)
-                resize_array(last, std::min<std::uint32_t>(kBlockRows, last.capacity * 2u));
+            if (last.count == last.capacity &&
+                !resize_array(last, std::min<std::uint32_t>(kBlockRows, last.capacity * 2u)))
+                throw std::bad_alloc();
             last.rows()[last.count++] = row;
-            if (last.count >= kDense &&
-                window_of(last.rows()[last.count - kDense]) == window_of(row))
-                turn_tail_dense();
             return;
         }
     }
-    blocks_.push_back(make_array(row, kFirstCapacity));
+    blocks_.push_back(with_data(try_array(row, kFirstCapacity)));
     blocks_.back().rows()[0] = row;
     blocks_.back().count = 1;
 }
 
-// The end of the last array holds enough rows of one window: they become its bitmap, together with
-// those at the end of the array before, for a window's bitmap has all of its rows.
-void RowBlocks::turn_tail_dense() {
-    const std::uint32_t window_start = window_of(blocks_.back().array().back()) << kWindowBits;
-    Block bitmap = make_bitmap(window_start);
+// The end of the last array holds so many rows of one window that one more deserves its bitmap:
+// they become it, together with those at the end of the array before, for a window's bitmap has
+// all of its rows.
+void RowBlocks::turn_tail_dense(std::uint32_t window_start) {
+    blocks_.push_back(with_data(try_bitmap(window_start)));  // what follows raises nothing
+    Block bitmap = std::move(blocks_.back());
+    blocks_.pop_back();
     while (!blocks_.empty() && !blocks_.back().bitmap() &&
            blocks_.back().array().back() >= window_start) {
         Block& last = blocks_.back();
@@ -108,7 +121,7 @@ void RowBlocks::turn_tail_dense() {
         bitmap.count = static_cast<std::uint16_t>(bitmap.count + last.count - kept);
         last.count = static_cast<std::uint16_t>(kept);
         if (kept != 0) {
-            resize_array(last, kept);
+            std::ignore = resize_array(last, kept);
             break;
         }
         blocks_.pop_back();
@@ -116,8 +129,9 @@ void RowBlocks::turn_tail_dense() {
     blocks_.push_back(std::move(bitmap));
 }
 
-void RowBlocks::turn_sparse(Block& block) {
-    Block array = make_array(block.base, block.count);
+void RowBlocks::turn_sparse(Block& block) noexcept {
+    Block array = try_array(block.base, block.count);
+    if (!array.data) return;
     for (std::uint32_t word = 0; word < kWindowWords; ++word)
         for (std::uint64_t rest = block.bits()[word]; rest != 0; rest &= rest - 1)
             array.rows()[array.count++] =
@@ -125,7 +139,7 @@ void RowBlocks::turn_sparse(Block& block) {
     block = std::move(array);
 }
 
-void RowBlocks::erase(std::uint32_t row) {
+void RowBlocks::erase(std::uint32_t row) noexcept {
     const std::size_t index = block_of(row);
     Block& block = blocks_[index];
     if (block.bitmap()) {
@@ -144,7 +158,7 @@ void RowBlocks::erase(std::uint32_t row) {
 
 // After an erasure: no empty block stays, small neighbours merge, an array three quarters empty
 // gives its room back.
-void RowBlocks::tidy(std::size_t index) {
+void RowBlocks::tidy(std::size_t index) noexcept {
     Block& block = blocks_[index];
     if (block.count == 0) {
         blocks_.erase(blocks_.begin() + static_cast<std::ptrdiff_t>(index));
@@ -153,16 +167,16 @@ void RowBlocks::tidy(std::size_t index) {
     }
     if (merge_with_next(index) || (index > 0 && merge_with_next(index - 1))) return;
     if (block.capacity > kFirstCapacity && block.count < block.capacity / 4)
-        resize_array(block, block.capacity / 2u);
+        std::ignore = resize_array(block, block.capacity / 2u);
 }
 
-bool RowBlocks::merge_with_next(std::size_t index) {
+bool RowBlocks::merge_with_next(std::size_t index) noexcept {
     if (index + 1 >= blocks_.size()) return false;
     Block& first = blocks_[index];
     const Block& second = blocks_[index + 1];
     const std::uint32_t together = std::uint32_t{first.count} + second.count;
     if (first.bitmap() || second.bitmap() || together > kMergedRows) return false;
-    if (together > first.capacity) resize_array(first, together);
+    if (together > first.capacity && !resize_array(first, together)) return false;
     std::copy_n(second.rows(), second.count, first.rows() + first.count);
     first.count = static_cast<std::uint16_t>(together);
     blocks_.erase(blocks_.begin() + static_cast<std::ptrdiff_t>(index) + 1);

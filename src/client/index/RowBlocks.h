@@ -35,10 +35,11 @@ public:
 
     RowBlocks() = default;
 
-    // Appends a row that is higher than all in the list.
+    // Appends a row that is higher than all in the list. Raises std::bad_alloc, and the list is as
+    // it was then.
     void append(std::uint32_t row);
-    // Removes a row that is in the list.
-    void erase(std::uint32_t row);
+    // Removes a row that is in the list. Without memory for a smaller form it keeps the one it has.
+    void erase(std::uint32_t row) noexcept;
     // How many rows of the list are lower.
     [[nodiscard]] std::uint32_t rank(std::uint32_t row) const noexcept;
 
@@ -76,19 +77,23 @@ private:
 
     static constexpr std::uint32_t kFirstCapacity = 64;
 
-    [[nodiscard]] static Block make_array(std::uint32_t base, std::uint32_t capacity);
-    [[nodiscard]] static Block make_bitmap(std::uint32_t window_start);
-    static void resize_array(Block& block, std::uint32_t capacity);
+    // Without data when there is no memory.
+    [[nodiscard]] static Block try_array(std::uint32_t base, std::uint32_t capacity) noexcept;
+    [[nodiscard]] static Block try_bitmap(std::uint32_t window_start) noexcept;
+    // Raises std::bad_alloc.
+    [[nodiscard]] static Block with_data(Block block);
+    // False, and nothing has changed, when there is no memory.
+    [[nodiscard]] static bool resize_array(Block& block, std::uint32_t capacity) noexcept;
     // The row number `index` of a bitmap, counted from 0.
     [[nodiscard]] static std::uint32_t select(const Block& block, std::uint32_t index) noexcept;
 
     // Where the row's block should be, and where it is.
     [[nodiscard]] std::size_t likely_block_of(std::uint32_t row) const noexcept;
     [[nodiscard]] std::size_t block_of(std::uint32_t row) const noexcept;
-    void turn_tail_dense();
-    void turn_sparse(Block& block);
-    void tidy(std::size_t index);
-    [[nodiscard]] bool merge_with_next(std::size_t index);
+    void turn_tail_dense(std::uint32_t window_start);
+    static void turn_sparse(Block& block) noexcept;
+    void tidy(std::size_t index) noexcept;
+    [[nodiscard]] bool merge_with_next(std::size_t index) noexcept;
 
     std::vector<Block> blocks_;
 };

@@ -1,8 +1,8 @@
 #include "client/index/RowList.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
+#include <new>
 
 #include "client/index/row_search.h"
 
@@ -10,6 +10,12 @@ namespace vorrim {
 namespace {
 
 using OwnedArray = std::unique_ptr<std::uint32_t[]>;
+using OwnedBlocks = std::unique_ptr<RowBlocks>;
+
+// Null when there is no memory.
+OwnedArray try_array(std::uint32_t rows) noexcept {
+    return OwnedArray(new (std::nothrow) std::uint32_t[rows]);
+}
 
 }  // namespace
 
@@ -33,10 +39,10 @@ void RowList::clear() noexcept {
         case Form::in_header:
             break;
         case Form::array:
-            OwnedArray{array_};
+            OwnedArray{array()};
             break;
         case Form::blocks:
-            std::unique_ptr<RowBlocks>{blocks_};
+            OwnedBlocks{blocks()};
             break;
     }
     count_ = 0;
@@ -44,54 +50,46 @@ void RowList::clear() noexcept {
 
 void RowList::append(std::uint32_t row) {
     if (count_ < kInlineRows) {
-        inline_[count_] = row;
-    } else if (count_ < kArrayRows) {
-        const std::uint32_t capacity = capacity_for(count_ + 1);
-        if (count_ == kInlineRows) {
-            const std::array<std::uint32_t, kInlineRows> rows = {inline_[0], inline_[1]};
-            become_array(rows, capacity);
-        } else if (capacity_for(count_) != capacity) {
-            const OwnedArray full{array_};
-            become_array({full.get(), count_}, capacity);
-        }
-        array_[count_] = row;
-    } else {
-        if (count_ == kArrayRows) array_to_blocks();
-        blocks_->append(row);
+        inline_[count_++] = row;
+        return;
     }
-    ++count_;
+    if (form() != Form::blocks && count_ == kArrayRows) array_to_blocks();
+    if (form() == Form::blocks) {
+        blocks()->append(row);
+        ++count_;
+        return;
+    }
+    const std::uint32_t capacity = capacity_for(count_ + 1);
+    if (count_ == kInlineRows || capacity_for(count_) != capacity) {
+        OwnedArray larger = std::make_unique_for_overwrite<std::uint32_t[]>(capacity);
+        std::copy_n(short_rows().data(), count_, larger.get());
+        become(std::move(larger));
+    }
+    array()[count_++] = row;
 }
 
-void RowList::erase(std::uint32_t row) {
+void RowList::erase(std::uint32_t row) noexcept {
     switch (form()) {
         case Form::in_header:
             if (inline_[0] == row) inline_[0] = inline_[1];
             --count_;
             return;
         case Form::array: {
-            std::uint32_t* const end = array_ + count_;
-            std::uint32_t* const at = array_ + find_row(short_rows(), row);
+            std::uint32_t* const end = array() + count_;
+            std::uint32_t* const at = array() + find_row(short_rows(), row);
             std::memmove(at, at + 1, static_cast<std::size_t>(end - at - 1) * sizeof(*at));
-            --count_;
-            if (count_ == kInlineRows) {
-                const OwnedArray array{array_};
-                std::copy_n(array.get(), kInlineRows, inline_);
-            } else if (capacity_for(count_) != capacity_for(count_ + 1)) {
-                const OwnedArray array{array_};
-                become_array({array.get(), count_}, capacity_for(count_));
-            }
+            shrink_array();
             return;
         }
         case Form::blocks:
-            blocks_->erase(row);
-            --count_;
-            if (count_ == kArrayRows) blocks_to_array();
+            blocks()->erase(row);
+            shrink_blocks();
             return;
     }
 }
 
 std::uint32_t RowList::rank(std::uint32_t row) const noexcept {
-    if (form() == Form::blocks) return blocks_->rank(row);
+    if (form() == Form::blocks) return blocks()->rank(row);
     return static_cast<std::uint32_t>(find_row(short_rows(), row));
 }
 
@@ -112,29 +110,53 @@ std::uint32_t RowList::row_at(std::uint32_t position) const noexcept {
     return first.row;
 }
 
-// Copies the rows into a new array. The old one is the caller's to free.
-void RowList::become_array(std::span<const std::uint32_t> rows, std::uint32_t capacity) {
-    auto array = std::make_unique_for_overwrite<std::uint32_t[]>(capacity);
-    std::copy(rows.begin(), rows.end(), array.get());
-    array_ = array.release();
+// Takes the place of the array, if there was one.
+void RowList::become(OwnedArray next) noexcept {
+    if (count_ > kInlineRows) OwnedArray{array()};
+    place_ = reinterpret_cast<std::uintptr_t>(next.release());
 }
 
 // Called with a full array, before the row that no longer fits.
 void RowList::array_to_blocks() {
-    const OwnedArray array{array_};
     auto blocks = std::make_unique<RowBlocks>();
-    for (std::uint32_t index = 0; index < kArrayRows; ++index)
-        blocks->append(array[index]);
-    blocks_ = blocks.release();
+    for (const std::uint32_t row : short_rows())
+        blocks->append(row);
+    become(nullptr);
+    place_ = reinterpret_cast<std::uintptr_t>(blocks.release()) + kBlocksAreHere;
 }
 
-// Called when as many rows are left as an array takes.
-void RowList::blocks_to_array() {
-    const std::unique_ptr<RowBlocks> blocks{blocks_};
-    auto array = std::make_unique_for_overwrite<std::uint32_t[]>(kArrayRows);
-    std::uint32_t count = 0;
-    blocks->for_each([&](std::uint32_t row) { array[count++] = row; });
-    array_ = array.release();
+// One row of the array is gone, which the count has yet to learn.
+void RowList::shrink_array() noexcept {
+    --count_;
+    if (count_ == kInlineRows) {
+        const OwnedArray rows{array()};
+        std::copy_n(rows.get(), kInlineRows, inline_);
+        return;
+    }
+    const std::uint32_t capacity = capacity_for(count_);
+    if (capacity == capacity_for(count_ + 1)) return;
+    if (OwnedArray smaller = try_array(capacity)) {
+        std::copy_n(array(), count_, smaller.get());
+        become(std::move(smaller));
+    }
+}
+
+// The same for the blocks, which become an array as soon as one takes the rows.
+void RowList::shrink_blocks() noexcept {
+    --count_;
+    if (count_ > kArrayRows) return;
+    RowBlocks* const from = blocks();
+    const auto copy_rows = [from](std::uint32_t* to) {
+        from->for_each([&to](std::uint32_t row) { *to++ = row; });
+    };
+    if (count_ == kInlineRows) {
+        const OwnedBlocks done{from};
+        copy_rows(inline_);
+    } else if (OwnedArray smaller = try_array(capacity_for(count_))) {
+        const OwnedBlocks done{from};
+        copy_rows(smaller.get());
+        place_ = reinterpret_cast<std::uintptr_t>(smaller.release());
+    }
 }
 
 bool RowList::prefetch_append(int step) const noexcept {
@@ -142,11 +164,11 @@ bool RowList::prefetch_append(int step) const noexcept {
         case Form::in_header:
             return false;
         case Form::array:
-            __builtin_prefetch(array_ + count_, 1);
+            __builtin_prefetch(array() + count_, 1);
             return false;
         case Form::blocks:
-            if (step != 0) return blocks_->prefetch_append(step - 1);
-            __builtin_prefetch(blocks_, 1);
+            if (step != 0) return blocks()->prefetch_append(step - 1);
+            __builtin_prefetch(blocks(), 1);
             return true;
     }
     return false;
@@ -161,12 +183,12 @@ bool RowList::prefetch_erase(std::uint32_t row, int step) const noexcept {
                 vorrim::prefetch_row(short_rows(), row);
                 return false;
             }
-            __builtin_prefetch(array_, 1);
-            __builtin_prefetch(array_ + count_ - 1, 1);
+            __builtin_prefetch(array(), 1);
+            __builtin_prefetch(array() + count_ - 1, 1);
             return true;
         case Form::blocks:
-            if (step != 0) return blocks_->prefetch_erase(row, step - 1);
-            __builtin_prefetch(blocks_);
+            if (step != 0) return blocks()->prefetch_erase(row, step - 1);
+            __builtin_prefetch(blocks());
             return true;
     }
     return false;
@@ -179,7 +201,7 @@ std::size_t RowList::heap_bytes() const noexcept {
         case Form::array:
             return capacity_for(count_) * sizeof(std::uint32_t);
         case Form::blocks:
-            return sizeof(RowBlocks) + blocks_->heap_bytes();
+            return sizeof(RowBlocks) + blocks()->heap_bytes();
     }
     return 0;
 }

@@ -35,10 +35,11 @@ public:
     [[nodiscard]] std::uint32_t size() const noexcept { return count_; }
     [[nodiscard]] bool empty() const noexcept { return count_ == 0; }
 
-    // Appends a row that is higher than all in the list.
+    // Appends a row that is higher than all in the list. Raises std::bad_alloc, and has changed
+    // nothing then.
     void append(std::uint32_t row);
-    // Removes a row that is in the list.
-    void erase(std::uint32_t row);
+    // Removes a row that is in the list. Without memory for a smaller form it keeps the one it has.
+    void erase(std::uint32_t row) noexcept;
     void clear() noexcept;
     // How many rows of the list are lower: the position of a row that is in it.
     [[nodiscard]] std::uint32_t rank(std::uint32_t row) const noexcept;
@@ -51,7 +52,7 @@ public:
     template <class Visitor>
     bool visit(std::uint32_t from, Visitor&& visitor) const {
         if (from >= count_) return true;
-        if (form() == Form::blocks) return blocks_->visit(from, std::forward<Visitor>(visitor));
+        if (form() == Form::blocks) return blocks()->visit(from, std::forward<Visitor>(visitor));
         return visitor.rows(short_rows().subspan(from));
     }
 
@@ -63,9 +64,9 @@ public:
     template <class Visit>
     void for_each(Visit&& visit_row) const;
 
-    // Replaces every row by new_row(row), which must keep their order.
+    // The same list with every row replaced by new_row(row), which must keep their order.
     template <class NewRow>
-    void renumber(NewRow&& new_row);
+    [[nodiscard]] RowList renumbered(NewRow&& new_row) const;
 
     [[nodiscard]] std::size_t heap_bytes() const noexcept;
     // Fetch in advance what an append, or the erasure of a row that is in the list, touches. What
@@ -78,32 +79,38 @@ private:
 
     static constexpr std::uint32_t kInlineRows = 2;
     static constexpr std::uint32_t kArrayRows = RowBlocks::kBlockRows;
+    static constexpr std::uintptr_t kBlocksAreHere = 1;
 
     [[nodiscard]] Form form() const noexcept {
-        return count_ <= kInlineRows  ? Form::in_header
-               : count_ <= kArrayRows ? Form::array
-                                      : Form::blocks;
+        return count_ <= kInlineRows            ? Form::in_header
+               : (place_ & kBlocksAreHere) == 0 ? Form::array
+                                                : Form::blocks;
+    }
+    [[nodiscard]] std::uint32_t* array() const noexcept {
+        return reinterpret_cast<std::uint32_t*>(place_);
+    }
+    [[nodiscard]] RowBlocks* blocks() const noexcept {
+        return reinterpret_cast<RowBlocks*>(place_ - kBlocksAreHere);
     }
     [[nodiscard]] std::span<const std::uint32_t> short_rows() const noexcept {
-        return count_ <= kInlineRows ? std::span(inline_, count_) : std::span(array_, count_);
+        return count_ <= kInlineRows ? std::span(inline_, count_) : std::span(array(), count_);
     }
     // The capacity of the array for so many rows: whole units of the allocator, growing by an
-    // eighth to a quarter. The array has just this one at any time, so that it need not be
-    // remembered.
+    // eighth to a quarter. The array never has less, so that what it has need not be remembered.
     [[nodiscard]] static constexpr std::uint32_t capacity_for(std::uint32_t rows) noexcept {
         const std::uint32_t step = std::max<std::uint32_t>(4, std::bit_floor(rows) / 4);
         return std::min(kArrayRows, (rows + step - 3) / step * step + 2);
     }
-    void become_array(std::span<const std::uint32_t> rows, std::uint32_t capacity);
+    void become(std::unique_ptr<std::uint32_t[]> array) noexcept;
     void array_to_blocks();
-    void blocks_to_array();
+    void shrink_array() noexcept;
+    void shrink_blocks() noexcept;
 
     std::uint32_t key_;
     std::uint32_t count_ = 0;
     union {
         std::uint32_t inline_[kInlineRows];
-        std::uint32_t* array_;
-        RowBlocks* blocks_;
+        std::uintptr_t place_;  // of the array, or of the blocks and kBlocksAreHere
     };
 };
 
@@ -112,7 +119,7 @@ static_assert(sizeof(RowList) == 16);
 template <class Visit>
 void RowList::for_each(Visit&& visit_row) const {
     if (form() == Form::blocks) {
-        blocks_->for_each(visit_row);
+        blocks()->for_each(visit_row);
     } else {
         for (const std::uint32_t row : short_rows())
             visit_row(row);
@@ -120,10 +127,10 @@ void RowList::for_each(Visit&& visit_row) const {
 }
 
 template <class NewRow>
-void RowList::renumber(NewRow&& new_row) {
-    RowList renumbered(key_);
-    for_each([&](std::uint32_t row) { renumbered.append(new_row(row)); });
-    *this = std::move(renumbered);
+RowList RowList::renumbered(NewRow&& new_row) const {
+    RowList list(key_);
+    for_each([&](std::uint32_t row) { list.append(new_row(row)); });
+    return list;
 }
 
 }  // namespace vorrim

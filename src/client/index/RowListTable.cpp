@@ -13,7 +13,7 @@ bool RowListTable::append(std::uint32_t key, std::uint32_t row) {
     return true;
 }
 
-bool RowListTable::erase(std::uint32_t key, std::uint32_t row) {
+bool RowListTable::erase(std::uint32_t key, std::uint32_t row) noexcept {
     RowList* const list = slot(key);
     if (list->size() > 1) {
         list->erase(row);

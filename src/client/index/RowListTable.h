@@ -20,16 +20,19 @@ public:
     [[nodiscard]] const RowList* find(std::uint32_t key) const noexcept { return slot(key); }
 
     // Appends to the key's list, which is made when there is none. The row is higher than all in
-    // it. Returns whether the list is new.
+    // it. Returns whether the list is new. Raises std::bad_alloc, and has changed nothing then.
     bool append(std::uint32_t key, std::uint32_t row);
     // Removes a row that is in the key's list; the last one takes the list with it. Returns whether
     // it did.
-    bool erase(std::uint32_t key, std::uint32_t row);
+    bool erase(std::uint32_t key, std::uint32_t row) noexcept;
 
-    // Renumbers all lists; see RowList.
+    // All lists with other rows; see RowList.
     template <class NewRow>
-    void renumber(NewRow&& new_row) {
-        lists_.for_each([&](RowList& list) { list.renumber(new_row); });
+    [[nodiscard]] RowListTable renumbered(NewRow&& new_row) const {
+        RowListTable table;
+        table.lists_ =
+            lists_.with_each([&](const RowList& list) { return list.renumbered(new_row); });
+        return table;
     }
 
     [[nodiscard]] std::size_t size() const noexcept { return lists_.size(); }

@@ -11,7 +11,8 @@ std::uint32_t RowStore::append(std::uint32_t handle, const TextSignature& signat
     if (exhausted()) throw std::bad_alloc();
     const std::uint32_t window = window_of(next_row_);
     if (windows_.empty()) first_window_ = window;
-    if (window - first_window_ >= windows_.size()) {
+    // A window may be there without its segment, when memory ran out between the two.
+    if (window - first_window_ >= windows_.size() || windows_.back() == nullptr) {
         windows_.resize(window - first_window_ + 1, nullptr);
         Segment* const before = segments_.empty() ? nullptr : segments_.back().get();
         segments_.push_back(std::make_unique<Segment>(next_row_, segment_rows()));
@@ -26,7 +27,7 @@ std::uint32_t RowStore::append(std::uint32_t handle, const TextSignature& signat
     return next_row_++;
 }
 
-void RowStore::remove(std::uint32_t row) {
+void RowStore::remove(std::uint32_t row) noexcept {
     Segment& segment = segment_with(row);
     segment.kill(segment.slot_of(row));
     --live_count_;
@@ -48,7 +49,7 @@ bool RowStore::closed(const Segment& segment) const noexcept {
     return segment.ordinal + 1 < segments_.size() || segment.full() || !segment.dense();
 }
 
-void RowStore::tidy(Segment& segment) {
+void RowStore::tidy(Segment& segment) noexcept {
     const std::size_t ordinal = segment.ordinal;
     const std::uint32_t live = segment.live_count();
     if (live == 0) return drop(ordinal);
@@ -69,9 +70,14 @@ void RowStore::tidy(Segment& segment) {
     pack(with_next <= with_previous ? ordinal : ordinal - 1, true);
 }
 
-void RowStore::pack(std::size_t ordinal, bool with_successor) {
+void RowStore::pack(std::size_t ordinal, bool with_successor) noexcept {
     const Segment* const successor = with_successor ? segments_[ordinal + 1].get() : nullptr;
-    auto packed = segments_[ordinal]->packed(successor);
+    std::unique_ptr<Segment> packed;
+    try {
+        packed = segments_[ordinal]->packed(successor);
+    } catch (const std::bad_alloc&) {
+        return;  // the next row that leaves tries again
+    }
     packed->ordinal = static_cast<std::uint32_t>(ordinal);
     packed->serial = next_serial_++;
     point_windows(*packed, packed.get());
@@ -82,7 +88,7 @@ void RowStore::pack(std::size_t ordinal, bool with_successor) {
     }
 }
 
-void RowStore::drop(std::size_t ordinal) {
+void RowStore::drop(std::size_t ordinal) noexcept {
     point_windows(*segments_[ordinal], nullptr);
     segments_.erase(segments_.begin() + static_cast<std::ptrdiff_t>(ordinal));
     number_from(ordinal);

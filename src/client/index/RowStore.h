@@ -35,11 +35,11 @@ public:
     // All numbers are used up: number anew before the next append.
     [[nodiscard]] bool exhausted() const noexcept { return next_row_ >= row_limit_; }
     // A row for a new entry; the record's texts are what the signature was made of. Raises
-    // std::bad_alloc when exhausted.
+    // std::bad_alloc, also when exhausted, and no row has changed then.
     std::uint32_t append(std::uint32_t handle, const TextSignature& signature, bool reachable,
                          RecordView record);
-    // The row's entry is gone.
-    void remove(std::uint32_t row);
+    // The row's entry is gone. Without memory for packing, segments stay as they are.
+    void remove(std::uint32_t row) noexcept;
     void set_reachable(std::uint32_t row, bool reachable) noexcept;
 
     [[nodiscard]] const Segment& segment_of(std::uint32_t row) const noexcept {
@@ -71,23 +71,23 @@ public:
         std::vector<std::size_t> first_word_;  // of a segment, by its ordinal
         std::vector<std::uint32_t> below_;     // live rows below each 64 slots
     };
-    // Gives every live row the number that NewNumbers said, calling visit(handle, row) for each.
-    // record_of(handle) is the row's record.
-    template <class RecordOf, class Visit>
-    void renumber(RecordOf&& record_of, Visit&& visit) {
-        RowStore renumbered(row_limit_, segment_rows());
-        for (std::unique_ptr<Segment>& segment : segments_) {
-            segment->for_each_live([&](std::uint32_t slot) {
-                const std::uint32_t handle = segment->handle_of(slot);
-                visit(handle, renumbered.append(handle, segment->signature_of(slot),
-                                                segment->reachable(slot), record_of(handle)));
-            });
-            segment.reset();
-        }
-        for (const std::unique_ptr<Segment>& segment : renumbered.segments_)
-            segment->serial += next_serial_;
-        renumbered.next_serial_ += next_serial_;
-        *this = std::move(renumbered);
+    // The live rows under the numbers that NewNumbers said. record_of(handle) is a row's record.
+    template <class RecordOf>
+    [[nodiscard]] RowStore renumbered(RecordOf&& record_of) const {
+        RowStore store(row_limit_, segment_rows());
+        store.next_serial_ = next_serial_;
+        for_each_live([&](const Segment& segment, std::uint32_t slot) {
+            const std::uint32_t handle = segment.handle_of(slot);
+            store.append(handle, segment.signature_of(slot), segment.reachable(slot),
+                         record_of(handle));
+        });
+        return store;
+    }
+    // Calls visit(segment, slot) for every live row in ascending order.
+    template <class Visit>
+    void for_each_live(Visit&& visit) const {
+        for (const std::unique_ptr<Segment>& segment : segments_)
+            segment->for_each_live([&](std::uint32_t slot) { visit(*segment, slot); });
     }
 
     [[nodiscard]] std::size_t heap_bytes() const noexcept;
@@ -103,11 +103,11 @@ private:
     [[nodiscard]] Segment& segment_with(std::uint32_t row) noexcept {
         return *windows_[window_of(row) - first_window_];
     }
-    void tidy(Segment& segment);
+    void tidy(Segment& segment) noexcept;
     [[nodiscard]] bool closed(const Segment& segment) const noexcept;
     // Replaces the segment at `ordinal` (and its successor) by their packed form.
-    void pack(std::size_t ordinal, bool with_successor);
-    void drop(std::size_t ordinal);
+    void pack(std::size_t ordinal, bool with_successor) noexcept;
+    void drop(std::size_t ordinal) noexcept;
     void point_windows(const Segment& segment, Segment* to) noexcept;
     void number_from(std::size_t ordinal) noexcept;
 

@@ -61,6 +61,7 @@ Segment::Stretch Segment::copy_of(const Line* row, std::uint32_t stretch) const 
 std::uint32_t Segment::append(std::uint32_t handle, const TextSignature& signature, bool reachable,
                               RecordView record) {
     if (used_ == slots()) grow();
+    if (!grams_) grams_ = std::make_unique<GramFilter>();
     const std::uint32_t slot = used_++;
     const std::uint32_t line = slot / Line::kRows;
     const std::uint32_t bit = slot % Line::kRows;
@@ -69,7 +70,6 @@ std::uint32_t Segment::append(std::uint32_t handle, const TextSignature& signatu
     if (reachable) bit_row(kReachableRow)[line].set(bit);
     signature.for_each_column(
         [&](std::size_t column) { bit_row(kFirstColumn + column)[line].set(bit); });
-    if (!grams_) grams_ = std::make_unique<GramFilter>();
     grams_->add(slot / kStretchRows, record);
     ++live_count_;
     return slot;

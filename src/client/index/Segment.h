@@ -84,7 +84,7 @@ public:
     Segment(std::uint32_t first_row, std::uint32_t max_rows, std::uint32_t lines = 1);
 
     // The next row of a dense segment that is not full; the record's texts are what the signature
-    // was made of. Returns its slot.
+    // was made of. Returns its slot. Raises std::bad_alloc, and has changed nothing then.
     std::uint32_t append(std::uint32_t handle, const TextSignature& signature, bool reachable,
                          RecordView record);
     // The row's entry is gone. Its slot stays until the segment is packed.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 namespace vorrim {
 namespace {
@@ -28,10 +29,9 @@ void SourceList::resize(SourceStore& store, std::uint32_t further) {
     if (further != 0) {
         piece = store.take(further);
         if (before != 0)
-            std::memcpy(store.at(piece, further), store.at(piece_, before),
-                        std::min(before, further) * kSourceSize);
+            std::memcpy(store.at(piece), store.at(piece_), std::min(before, further) * kSourceSize);
     }
-    if (before != 0) store.give_back(piece_, before);
+    if (before != 0) store.give_back(piece_);
     piece_ = piece;
 }
 
@@ -40,13 +40,13 @@ void SourceList::append(SourceStore& store, ClientId id, std::uint16_t port) {
         put_source(first_.data(), id, port);
     } else {
         resize(store, count_);
-        put_source(store.at(piece_, count_) + (count_ - 1) * kSourceSize, id, port);
+        put_source(store.at(piece_) + (count_ - 1) * kSourceSize, id, port);
     }
     ++count_;
 }
 
-void SourceList::remove(SourceStore& store, ClientId id, std::uint32_t count) {
-    std::byte* const further = count_ < 2 ? nullptr : store.at(piece_, count_ - 1);
+void SourceList::remove(SourceStore& store, ClientId id, std::uint32_t count) noexcept {
+    std::byte* const further = count_ < 2 ? nullptr : store.at(piece_);
     const auto at = [&](std::uint32_t index) {
         return index == 0 ? first_.data() : further + (index - 1) * kSourceSize;
     };
@@ -63,12 +63,16 @@ void SourceList::remove(SourceStore& store, ClientId id, std::uint32_t count) {
             std::memmove(at(kept++), at(index), kSourceSize);
         }
     }
-    resize(store, kept == 0 ? 0 : kept - 1);
+    try {
+        resize(store, kept == 0 ? 0 : kept - 1);
+    } catch (const std::bad_alloc&) {
+        // They stay in the larger piece.
+    }
     count_ = kept;
 }
 
 void SourceList::clear(SourceStore& store) noexcept {
-    if (count_ > 1) store.give_back(piece_, count_ - 1);
+    if (count_ > 1) store.give_back(piece_);
     count_ = 0;
 }
 

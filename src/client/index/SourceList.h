@@ -29,16 +29,18 @@ public:
     }
     [[nodiscard]] std::span<const std::byte> further(const SourceStore& store) const noexcept {
         if (count_ < 2) return {};
-        return {store.at(piece_, count_ - 1), (count_ - 1) * kSourceSize};
+        return {store.at(piece_), (count_ - 1) * kSourceSize};
     }
 
+    // Raises std::bad_alloc, and has changed nothing then.
     void append(SourceStore& store, ClientId id, std::uint16_t port);
-    // Removes the first `count` sources with this identifier, of which there are as many.
-    void remove(SourceStore& store, ClientId id, std::uint32_t count);
+    // Removes the first `count` sources with this identifier, of which there are as many. Without
+    // memory for a smaller piece the others keep the one they have.
+    void remove(SourceStore& store, ClientId id, std::uint32_t count) noexcept;
     void clear(SourceStore& store) noexcept;
 
     void prefetch(const SourceStore& store) const noexcept {
-        if (count_ > 1) __builtin_prefetch(store.at(piece_, count_ - 1));
+        if (count_ > 1) __builtin_prefetch(store.at(piece_));
     }
 
 private:

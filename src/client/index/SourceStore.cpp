@@ -13,12 +13,8 @@ std::size_t SourceStore::class_of(std::uint32_t sources) noexcept {
         std::lower_bound(kCapacities.begin(), kCapacities.end(), sources) - kCapacities.begin());
 }
 
-std::uint32_t SourceStore::piece_units(std::size_t size_class) noexcept {
-    return kCapacities[size_class] * static_cast<std::uint32_t>(kSourceSize / kUnit);
-}
-
 bool SourceStore::has_room(const Page& page) noexcept {
-    return page.free != kNoUnit || (page.cut + 1u) * piece_units(page.size_class) <= kUnits;
+    return page.free != kNoUnit || (page.cut + 1u) * kCapacities[page.size_class] <= kUnits;
 }
 
 std::uint32_t SourceStore::capacity_for(std::uint32_t sources) noexcept {
@@ -40,17 +36,18 @@ std::uint32_t SourceStore::take(std::uint32_t sources) {
         piece += page.free;
         std::memcpy(&page.free, in_page(piece), sizeof(page.free));
     } else {
-        piece += page.cut++ * piece_units(size_class);
+        piece += page.cut++ * kCapacities[size_class];
     }
     ++page.used;
     if (!has_room(page)) unlink(number, head);
     return piece;
 }
 
-void SourceStore::give_back(std::uint32_t piece, std::uint32_t sources) noexcept {
-    if (sources > kLargestPiece) {
-        blocks_[piece].reset();
-        block_bytes_ -= capacity_for(sources) * kSourceSize;
+void SourceStore::give_back(std::uint32_t piece) noexcept {
+    if (piece >= kFirstBlock) {
+        Block& block = blocks_[piece - kFirstBlock];
+        block_bytes_ -= block.size;
+        block = Block{};
         free_blocks_.push_back(piece);
         if (block_bytes_ != 0) return;
         blocks_.clear();
@@ -84,7 +81,7 @@ std::uint32_t SourceStore::fresh_page(std::size_t size_class) {
 void SourceStore::add_chunk() {
     auto bytes = std::make_unique_for_overwrite<PageBytes[]>(kChunkPages);
     if (without_memory_ == kNone) {
-        constexpr std::size_t kMostPages = kNone / kUnits;
+        constexpr std::size_t kMostPages = kFirstBlock / kUnits;
         const std::size_t pages = (chunks_.size() + 1) * kChunkPages;
         if (pages > kMostPages) throw std::bad_alloc();
         pages_.resize(pages);
@@ -137,15 +134,19 @@ void SourceStore::unlink(std::uint32_t number, std::uint32_t& head) noexcept {
 
 std::uint32_t SourceStore::take_block(std::uint32_t sources) {
     const std::size_t size = capacity_for(sources) * kSourceSize;
-    auto block = std::make_unique_for_overwrite<std::byte[]>(size);
+    auto bytes = std::make_unique_for_overwrite<std::byte[]>(size);
     if (free_blocks_.empty()) {
+        if (blocks_.size() == blocks_.capacity()) {
+            const std::size_t room = blocks_.size() * 2 + 1;
+            free_blocks_.reserve(room);  // giving back needs no memory
+            blocks_.reserve(room);
+        }
+        free_blocks_.push_back(kFirstBlock + static_cast<std::uint32_t>(blocks_.size()));
         blocks_.emplace_back();
-        free_blocks_.reserve(blocks_.capacity());  // giving back needs no memory
-        free_blocks_.push_back(static_cast<std::uint32_t>(blocks_.size() - 1));
     }
     const std::uint32_t piece = free_blocks_.back();
     free_blocks_.pop_back();
-    blocks_[piece] = std::move(block);
+    blocks_[piece - kFirstBlock] = {std::move(bytes), size};
     block_bytes_ += size;
     return piece;
 }

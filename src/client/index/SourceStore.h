@@ -24,24 +24,24 @@ inline constexpr std::size_t kSourceSize = 6;
 class SourceStore {
 public:
     // How many sources a piece for so many has room for; 0 for none. Follows from the number alone,
-    // so that nobody need remember it.
+    // so that nobody need remember it; a piece may be larger, never smaller.
     [[nodiscard]] static std::uint32_t capacity_for(std::uint32_t sources) noexcept;
 
-    // A piece for so many sources (at least 1). Raises std::bad_alloc when memory runs out.
+    // A piece for so many sources (at least 1). Raises std::bad_alloc, and nothing has changed
+    // then.
     [[nodiscard]] std::uint32_t take(std::uint32_t sources);
-    // Where the piece is that was taken for as many sources, or for as many of the same capacity.
-    [[nodiscard]] std::byte* at(std::uint32_t piece, std::uint32_t sources) const noexcept {
-        return sources > kLargestPiece ? blocks_[piece].get() : in_page(piece);
+    [[nodiscard]] std::byte* at(std::uint32_t piece) const noexcept {
+        return piece < kFirstBlock ? in_page(piece) : blocks_[piece - kFirstBlock].bytes.get();
     }
-    void give_back(std::uint32_t piece, std::uint32_t sources) noexcept;
+    void give_back(std::uint32_t piece) noexcept;
 
     [[nodiscard]] std::size_t heap_bytes() const noexcept;
 
 private:
     static constexpr std::size_t kPageBytes = 4096;
-    static constexpr std::size_t kUnit = 2;  // every piece begins at a multiple of it
-    static constexpr std::uint32_t kUnits = kPageBytes / kUnit;
-    static constexpr std::uint32_t kChunkPages = 16;  // allocated together
+    static constexpr std::uint32_t kUnits = kPageBytes / kSourceSize;
+    static constexpr std::uint32_t kFirstBlock = 1u << 31;  // pieces from here on are blocks
+    static constexpr std::uint32_t kChunkPages = 16;        // allocated together
     static constexpr std::uint32_t kNone = UINT32_MAX;
     static constexpr std::uint16_t kNoUnit = UINT16_MAX;
     static constexpr std::array<std::uint8_t, 20> kCapacities = {
@@ -66,13 +66,17 @@ private:
         std::uint32_t next = kNone;  // of the chunks without memory
     };
 
+    struct Block {
+        std::unique_ptr<std::byte[]> bytes;
+        std::size_t size = 0;
+    };
+
     [[nodiscard]] static std::size_t class_of(std::uint32_t sources) noexcept;
-    [[nodiscard]] static std::uint32_t piece_units(std::size_t size_class) noexcept;
     [[nodiscard]] static bool has_room(const Page& page) noexcept;
     [[nodiscard]] std::byte* in_page(std::uint32_t piece) const noexcept {
         const std::uint32_t page = piece / kUnits;
         return chunks_[page / kChunkPages].bytes[page % kChunkPages].data() +
-               piece % kUnits * kUnit;
+               piece % kUnits * kSourceSize;
     }
     [[nodiscard]] std::uint32_t fresh_page(std::size_t size_class);
     void add_chunk();
@@ -89,7 +93,7 @@ private:
     std::uint32_t used_pages_ = 0;
     std::array<std::uint32_t, kCapacities.size()> with_room_ = make_heads();
     std::uint32_t free_pages_ = kNone;
-    std::vector<std::unique_ptr<std::byte[]>> blocks_;
+    std::vector<Block> blocks_;
     std::vector<std::uint32_t> free_blocks_;
     std::size_t block_bytes_ = 0;
 

@@ -1,0 +1,165 @@
+// Memory that runs out at any moment of a publication, and all through a departure.
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <new>
+#include <set>
+#include <string>
+
+#include "client/KeywordFileIndex.h"
+#include "tests/search/SearchFixture.h"
+
+namespace {
+
+// How many more allocations succeed before `failing` of them do not.
+std::atomic<std::int64_t> left{INT64_MAX};
+std::atomic<std::int64_t> failing{0};
+
+void* allocate(std::size_t size, std::size_t alignment) {
+    if (left.fetch_sub(1) <= 0 && failing.fetch_sub(1) > 0) throw std::bad_alloc();
+    void* const memory = std::aligned_alloc(alignment, (size + alignment) / alignment * alignment);
+    if (memory == nullptr) throw std::bad_alloc();
+    return memory;
+}
+
+void fail_after(std::int64_t succeeding, std::int64_t then_failing) {
+    failing = then_failing;
+    left = succeeding;
+}
+
+// Whether it came to that.
+bool end_of_failures() {
+    return left.exchange(INT64_MAX) < 0;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    return allocate(size, __STDCPP_DEFAULT_NEW_ALIGNMENT__);
+}
+void* operator new(std::size_t size, std::align_val_t alignment) {
+    return allocate(size, static_cast<std::size_t>(alignment));
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::align_val_t) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
+    std::free(memory);
+}
+
+namespace vorrim {
+namespace {
+
+using namespace test;
+
+constexpr std::uint16_t kPort = 4662;
+constexpr std::int32_t kAll = 1000000;
+
+FileHash hash_of(std::uint32_t number) {
+    FileHash hash;
+    store_32(hash.bytes.data(), number);
+    return hash;
+}
+
+// Every file is listed under "common"; some words are of a few files, some of one.
+FrozenRecord file(std::uint32_t number) {
+    kx_memory_file wire(256);
+    write_bytes(wire, hash_of(number).bytes);
+    write_32(wire, 0);
+    write_16(wire, 0);
+    write_32(wire, 1);
+    write_8(wire, TagType::text);
+    write_string("\x01", wire);
+    write_string("common w" + std::to_string(number % 97) + " v" + std::to_string(number % 4) +
+                     " only" + std::to_string(number),
+                 wire);
+    wire.seek(0);
+    return FrozenRecord::from_network(wire);
+}
+
+std::vector<FrozenRecord> files(std::uint32_t first, std::uint32_t end) {
+    std::vector<FrozenRecord> list;
+    for (std::uint32_t number = first; number < end; ++number)
+        list.push_back(file(number));
+    return list;
+}
+
+std::set<std::uint32_t> found(const FileIndex& index, Search search) {
+    std::set<std::uint32_t> files;
+    SearchBatch batch = index.begin_batch(search, kAll, ClientId(0x01000001));
+    while (!index.continue_batch(batch, [&](RecordView record) {
+        EXPECT_TRUE(files.insert(record.hash().first_u32()).second);
+    })) {
+    }
+    return files;
+}
+
+// However it is asked, the index tells of the same files, and of all their sources.
+void expect_consistent(const KeywordFileIndex& index) {
+    const auto all = found(index, search_of(std::make_unique<SN_All>()));
+    ASSERT_EQ(all, found(index, search_of(word("common"))));
+    ASSERT_EQ(all.size(), index.file_total());
+    std::int32_t sources = 0;
+    for (const std::uint32_t number : all) {
+        kx_memory_file reply(64);
+        ASSERT_TRUE(index.write_sources(hash_of(number), reply));
+        sources += std::to_integer<std::int32_t>(reply.written()[kHashSize]);
+    }
+    ASSERT_EQ(sources, index.source_total());
+}
+
+// One allocation of a publication fails, the first, the second and so on until it needs fewer, some
+// left out where they are many and alike; then those who leave get no memory at all, or all they
+// want. The files of the guest begin a segment, use up the rows, and make the lists of some words
+// too long for an array.
+TEST(KeywordFileIndex, LosesNothingWhenMemoryRunsOutAndGivesEverythingBackWithoutAny) {
+    constexpr std::uint32_t kSegment = 4096;
+    constexpr std::uint32_t kResidents = kSegment - 20;
+    constexpr ClientId kResident(1);
+    constexpr ClientId kGuest(0x01000001);
+    constexpr ClientId kSecondGuest(0x01000002);
+    KeywordFileIndex index({.row_limit = kSegment + 20, .segment_rows = kSegment});
+    index.init(50);
+    bool failed = true;
+    for (std::uint32_t n = 0; failed; n += n < 100 ? 1 : 11) {
+        SCOPED_TRACE(n);
+        index.publish(files(0, kResidents), kResident, kPort);
+        auto list = files(kResidents - 10, kResidents + 50);
+        // Sources of one file: more than stand in a page.
+        for (int copy = 0; copy < 70; ++copy)
+            list.push_back(file(kResidents));
+        fail_after(n, 1);
+        try {
+            index.publish(std::move(list), kGuest, kPort);
+        } catch (const std::bad_alloc&) {
+        }
+        failed = end_of_failures();
+        index.publish(files(kResidents, kResidents + 20), kSecondGuest, kPort);
+        ASSERT_NO_FATAL_FAILURE(expect_consistent(index));
+
+        std::array leaving{kResident, kGuest, kSecondGuest};
+        std::ranges::rotate(leaving, leaving.begin() + n % leaving.size());
+        for (const ClientId client : leaving) {
+            fail_after(n % 7, n % 2 * kAll);
+            index.remove_client(client);
+            end_of_failures();
+            if (n % 16 == 0) {
+                ASSERT_NO_FATAL_FAILURE(expect_consistent(index));
+            }
+        }
+        ASSERT_EQ(index.file_total(), 0u);
+        ASSERT_EQ(index.keyword_total(), 0u);
+        ASSERT_EQ(index.source_total(), 0);
+    }
+}
+
+}  // namespace
+}  // namespace vorrim
