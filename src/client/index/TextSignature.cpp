@@ -5,7 +5,6 @@
 namespace vorrim {
 namespace {
 
-constexpr std::size_t kTrigram = 3;
 constexpr std::uint32_t kTrigramMask = 0xFFFFFF;
 constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;  // 2^64 divided by the golden ratio
 
@@ -17,12 +16,12 @@ constexpr std::size_t column_of(std::uint64_t spread) {
 }  // namespace
 
 void TextSignature::add(std::string_view text) noexcept {
-    if (text.size() < kTrigram) return;
     std::uint32_t window = 0;
-    std::size_t at = 0;
+    std::uint32_t separators = 0b11;  // one bit each; the text stands between some
     for (const char byte : text) {
         window = (window << 8 | folded_byte(byte)) & kTrigramMask;
-        if (++at < kTrigram) continue;
+        separators = separators << 1 | (separates_words(byte) ? 1 : 0);
+        if ((separators & 0b101) != 0) continue;
         const std::uint64_t spread = window * kSpread;
         set(column_of(spread >> 32));
         set(column_of(spread & 0xFFFFFFFF));

@@ -1,8 +1,11 @@
 #pragma once
-// Letters as a search sees them: A to Z as a to z, every other byte as it is.
+// Letters as a search sees them: A to Z as a to z, every other byte as it is; and which bytes stand
+// between words.
 #include <array>
 #include <cstddef>
 #include <cstdint>
+
+#include "client/index/keyword_hash.h"
 
 namespace vorrim {
 
@@ -15,6 +18,17 @@ inline constexpr std::array<std::uint8_t, 256> kFoldedBytes = [] {
 
 [[nodiscard]] constexpr std::uint8_t folded_byte(char byte) noexcept {
     return kFoldedBytes[static_cast<unsigned char>(byte)];
+}
+
+inline constexpr std::array<bool, 256> kSeparatesWords = [] {
+    std::array<bool, 256> separators{};
+    for (const char byte : kWordSeparators)
+        separators[static_cast<unsigned char>(byte)] = true;
+    return separators;
+}();
+
+[[nodiscard]] constexpr bool separates_words(char byte) noexcept {
+    return kSeparatesWords[static_cast<unsigned char>(byte)];
 }
 
 }  // namespace vorrim
