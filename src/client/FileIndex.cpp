@@ -336,18 +336,20 @@ SearchBatch FileIndex::begin_batch(Search& search, std::int32_t limit, ClientId 
 
 template <class Deliver>
 bool FileIndex::step(SearchBatch& batch, Deliver&& deliver) const {
+    struct Taker final : MatchCollector::Taker {
+        explicit Taker(Deliver& to) : deliver(to) {}
+        void take(RecordView record) override { deliver(record); }
+        Deliver& deliver;
+    };
     if (batch.through_) return true;
+    Taker taker(deliver);
     StepBudget budget(tuning_.step);
-    std::vector<RecordView> matches;  // valid as long as the lock is held
     const HeldReports reports(batch.reports_);
     const kx_read_guard guard(lock_);
-    if (!batch.place_ && !batch.plan_->admits_all()) batch.plan_->order_by(table_.rows().weights());
-    MatchCollector collector(table_, *batch.search_, batch.capacity_ - batch.found_, matches,
-                             budget, kRecordCost + batch.nodes_);
+    MatchCollector collector(table_, *batch.search_, batch.capacity_ - batch.found_, taker, budget,
+                             kRecordCost + batch.nodes_);
     search_locked(batch, collector, budget);
-    for (const RecordView record : matches)
-        deliver(record);
-    batch.found_ += static_cast<std::uint32_t>(matches.size());
+    batch.found_ += static_cast<std::uint32_t>(collector.count());
     return batch.through_;
 }
 
@@ -373,6 +375,7 @@ void FileIndex::extract(Search&) const {}
 void FileIndex::search_locked(SearchBatch& batch, MatchCollector& collector,
                               StepBudget& budget) const {
     Search& search = *batch.search_;
+    if (!batch.place_) batch.plan_->order_by(table_.rows().weights());
     ScanWalk::Place from{batch.bucket_, 0};
     if (batch.place_) {
         from.row = batch.place_->row();

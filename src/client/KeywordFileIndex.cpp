@@ -81,7 +81,7 @@ void KeywordFileIndex::search_locked(SearchBatch& batch, MatchCollector& collect
             batch.place_
                 ? batch.place_->row()
                 : list->row_at(static_cast<std::uint32_t>(std::max<std::int64_t>(position, 0)));
-        collector.expect(list->size());
+        if (!batch.place_) batch.plan_->order_by(table_.rows().weights());
         KeywordWalk walk(table_, *batch.plan_, !batch.asker_.exceeds_low_range(), collector,
                          budget);
         if (const auto next = walk.run(*list, from)) return batch.pause_at(places_, *next);

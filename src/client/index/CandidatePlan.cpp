@@ -15,11 +15,10 @@ CandidatePlan::CandidatePlan(const SearchNode& root) {
 
 CandidatePlan::Group CandidatePlan::group_of(const SearchNode& root, int depth) {
     Group group;
-    TextSignature needed;
-    const auto need = [&](std::string_view text) {
-        needed.add(text);
-        GramFilter::for_each_place(text, [&](std::uint32_t place) {
-            if (group.grams.size() < kGrams) group.grams.push_back(place);
+    const auto need = [&group](std::string_view text) {
+        group.needed.add(text);
+        GramFilter::for_each_place(text, [&group](std::uint32_t place) {
+            if (group.gram_count < kGrams) group.grams[group.gram_count++] = place;
         });
     };
     prefix_walk(root, [&](const SearchNode& node) {
@@ -34,9 +33,7 @@ CandidatePlan::Group CandidatePlan::group_of(const SearchNode& root, int depth) 
         if (const auto* compare = node_as<SN_StringTagCompare>(&node)) need(compare->text());
         return Sides::neither;
     });
-    needed.for_each_column(
-        [&](std::size_t column) { group.columns.push_back(static_cast<std::uint16_t>(column)); });
-    columns_ += std::min(kColumns, group.columns.size());
+    columns_ += std::min(kColumns, group.needed.count());
     return group;
 }
 
@@ -65,36 +62,57 @@ std::vector<CandidatePlan::Group> CandidatePlan::alternatives_of(const SN_Operat
     return groups;
 }
 
-void CandidatePlan::order_by(const RowStore::ColumnWeights& weights) {
+void CandidatePlan::order_by(const RowStore::ColumnWeights& weights) noexcept {
     order(root_, weights);
 }
 
-void CandidatePlan::order(Group& group, const RowStore::ColumnWeights& weights) {
-    std::sort(group.columns.begin(), group.columns.end(),
-              [&](std::uint16_t a, std::uint16_t b) { return weights[a] < weights[b]; });
-    if (group.columns.size() > kColumns) group.columns.resize(kColumns);
+void CandidatePlan::order(Group& group, const RowStore::ColumnWeights& weights) noexcept {
+    group.column_count = 0;
+    group.needed.for_each_column([&](std::size_t column) {
+        std::size_t at = group.column_count;
+        for (; at > 0 && weights[column] < weights[group.columns[at - 1]]; --at)
+            if (at < kColumns) group.columns[at] = group.columns[at - 1];
+        if (at == kColumns) return;
+        group.columns[at] = static_cast<std::uint16_t>(column);
+        if (group.column_count < kColumns) ++group.column_count;
+    });
     for (auto& alternatives : group.alternatives)
         for (Group& alternative : alternatives)
             order(alternative, weights);
 }
 
-GramFilter::Stretches CandidatePlan::stretches(const Group& group,
-                                               const GramFilter& grams) noexcept {
-    GramFilter::Stretches left = GramFilter::kAllStretches;
-    for (const std::uint32_t place : group.grams)
-        left &= grams.at(place);
+GramFilter::Parts CandidatePlan::parts(const Group& group, const GramFilter& grams) noexcept {
+    GramFilter::Parts left = GramFilter::kAllParts;
+    for (const std::uint32_t place : group.runs())
+        if ((left &= grams.at(place)) == 0) return 0;
     for (const auto& alternatives : group.alternatives) {
-        if (left == 0) break;
-        GramFilter::Stretches united = 0;
+        GramFilter::Parts united = 0;
         for (const Group& alternative : alternatives)
-            united |= stretches(alternative, grams);
-        left &= united;
+            united |= parts(alternative, grams);
+        if ((left &= united) == 0) return 0;
     }
     return left;
 }
 
+template <class Visit>
+void CandidatePlan::for_each_first(Visit&& visit) const {
+    visit(root_);
+    if (!root_.needed.empty()) return;
+    for (const Group& alternative : root_.alternatives.front())
+        visit(alternative);
+}
+
+void CandidatePlan::prefetch_parts(const Segment& segment) const noexcept {
+    constexpr std::size_t kRunsAhead = 4;
+    if (const GramFilter* const grams = segment.grams())
+        for_each_first([&](const Group& group) {
+            for (std::size_t i = 0; i < std::min<std::size_t>(kRunsAhead, group.gram_count); ++i)
+                grams->prefetch(group.grams[i]);
+        });
+}
+
 void CandidatePlan::narrow(const Segment& segment, std::uint32_t stretch,
-                           Segment::Stretch& bits) const {
+                           Segment::Stretch& bits) const noexcept {
     std::uint32_t line = stretch * Segment::kStretchLines;
     for (Segment::Line& of_stretch : bits) {
         if (of_stretch.any()) narrow(root_, segment, line, of_stretch);
@@ -104,8 +122,8 @@ void CandidatePlan::narrow(const Segment& segment, std::uint32_t stretch,
 
 // Line by line: after two or three columns most lines are empty, and the others are not read.
 void CandidatePlan::narrow(const Group& group, const Segment& segment, std::uint32_t line,
-                           Segment::Line& bits) {
-    for (const std::uint16_t column : group.columns)
+                           Segment::Line& bits) noexcept {
+    for (const std::uint16_t column : group.asked())
         if (!(bits &= segment.column(column)[line]).any()) return;
     for (const auto& alternatives : group.alternatives) {
         Segment::Line united;
@@ -120,7 +138,7 @@ void CandidatePlan::narrow(const Group& group, const Segment& segment, std::uint
 
 std::size_t CandidatePlan::narrow(const Group& group, const Segment& segment,
                                   std::span<std::uint32_t> slots) noexcept {
-    for (const std::uint16_t column : group.columns) {
+    for (const std::uint16_t column : group.asked()) {
         const Segment::Line* const bits = segment.column(column);
         std::size_t kept = 0;
         for (const std::uint32_t slot : slots) {  // without a branch that nobody could foretell
@@ -151,18 +169,18 @@ std::size_t CandidatePlan::narrow(const Group& group, const Segment& segment,
 }
 
 void CandidatePlan::prefetch(const Segment& segment, std::uint32_t stretch) const noexcept {
-    constexpr std::size_t kColumnsAhead = 2;
     const std::uint32_t first = stretch * Segment::kStretchLines;
     const std::uint32_t end = std::min(segment.lines(), first + Segment::kStretchLines);
-    const auto fetch = [&](const Group& group) {
-        for (std::size_t i = 0; i < std::min(kColumnsAhead, group.columns.size()); ++i)
-            for (std::uint32_t line = first; line < end; ++line)
-                __builtin_prefetch(segment.column(group.columns[i]) + line);
-    };
-    fetch(root_);
-    if (!root_.columns.empty()) return;
-    for (const Group& alternative : root_.alternatives.front())
-        fetch(alternative);
+    for (std::uint32_t line = first; line < end; ++line)
+        prefetch_line(segment, line);
+}
+
+void CandidatePlan::prefetch_line(const Segment& segment, std::uint32_t line) const noexcept {
+    constexpr std::size_t kColumnsAhead = 2;
+    for_each_first([&](const Group& group) {
+        for (std::size_t i = 0; i < std::min<std::size_t>(kColumnsAhead, group.column_count); ++i)
+            __builtin_prefetch(segment.column(group.columns[i]) + line);
+    });
 }
 
 }  // namespace vorrim

@@ -3,8 +3,8 @@
 //
 //     blue & (sky | sea) & size > 1000         columns of blue, and (columns of sky, or of sea)
 //
-// A group asks for all of its columns, for the runs of five letters of its longer texts and, of
-// each of its alternatives, for one group. What cannot be told from signatures (short texts,
+// A group asks for its rarest columns, for the runs of letters of its texts and, of each of its
+// alternatives, for one group. What cannot be told from signatures (short texts,
 // numbers, the right side of "and not") asks for nothing. So a row that the plan dismisses cannot
 // match; one that it admits has still to be evaluated.
 //
@@ -12,6 +12,7 @@
 // record dismissed unseen would leave its line out.
 //
 // Threads     Built and used by one thread; reads segments under the index lock.
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -30,18 +31,24 @@ public:
     // Nothing can be dismissed: the other operations need not be called.
     [[nodiscard]] bool admits_all() const noexcept { return root_.empty(); }
 
-    // The stretches of a segment in which a match may be: few when the search is for something
-    // rare. Asked before what follows.
-    [[nodiscard]] GramFilter::Stretches stretches(const Segment& segment) const noexcept {
+    // The parts of a segment in which a match may be: few when the search is for something rare.
+    // Asked before what follows.
+    [[nodiscard]] GramFilter::Parts parts(const Segment& segment) const noexcept {
         const GramFilter* const grams = segment.grams();
-        return grams == nullptr ? GramFilter::kAllStretches : stretches(root_, *grams);
+        return grams == nullptr ? GramFilter::kAllParts : parts(root_, *grams);
     }
+    // Fetches in advance what that reads first.
+    void prefetch_parts(const Segment& segment) const noexcept;
 
-    // Puts the columns that dismiss most in front. Call before what follows; needs the index lock.
-    void order_by(const RowStore::ColumnWeights& weights);
+    // Chooses the columns that dismiss most. Call before what follows; needs the index lock.
+    void order_by(const RowStore::ColumnWeights& weights) noexcept;
 
-    // Clears the bits of the slots that cannot match, in one stretch of a segment.
-    void narrow(const Segment& segment, std::uint32_t stretch, Segment::Stretch& bits) const;
+    // Clears the bits of the slots that cannot match, in one line or stretch of a segment.
+    void narrow(const Segment& segment, std::uint32_t line, Segment::Line& bits) const noexcept {
+        narrow(root_, segment, line, bits);
+    }
+    void narrow(const Segment& segment, std::uint32_t stretch,
+                Segment::Stretch& bits) const noexcept;
     // Moves those of at most kSlots ascending slots that may match to the front and returns their
     // number.
     static constexpr std::size_t kSlots = 128;
@@ -49,24 +56,41 @@ public:
                                      std::span<std::uint32_t> slots) const noexcept {
         return narrow(root_, segment, slots);
     }
-    // What a stretch costs that is narrowed, and each of some slots, in the units of StepBudget,
-    // near enough.
+    // What a stretch costs that is narrowed, a line, and each of some slots, in the units of
+    // StepBudget, near enough.
     [[nodiscard]] std::uint32_t stretch_cost() const noexcept {
         return 20 + 3 * static_cast<std::uint32_t>(columns_);
+    }
+    [[nodiscard]] std::uint32_t line_cost() const noexcept {
+        return 3 + static_cast<std::uint32_t>(columns_) / 2;
     }
     [[nodiscard]] std::uint32_t row_cost() const noexcept {
         return static_cast<std::uint32_t>(columns_) / 4;
     }
-    // Fetches in advance what narrow reads first. Not when all is admitted.
+    // Fetch in advance what narrow reads first of a stretch, or of a line. Not when all is
+    // admitted.
     void prefetch(const Segment& segment, std::uint32_t stretch) const noexcept;
+    void prefetch_line(const Segment& segment, std::uint32_t line) const noexcept;
 
 private:
+    // With so many of the rarest columns nearly everything is dismissed that ever will be.
+    static constexpr std::size_t kColumns = 6;
+    static constexpr std::size_t kGrams = 16;
+
     struct Group {
-        std::vector<std::uint16_t> columns;
-        std::vector<std::uint32_t> grams;  // places in a GramFilter
+        TextSignature needed;
+        std::array<std::uint16_t, kColumns> columns;  // the rarest of those, once chosen
+        std::uint8_t column_count = 0;
+        std::uint8_t gram_count = 0;
+        std::array<std::uint32_t, kGrams> grams;  // places in a GramFilter
         std::vector<std::vector<Group>> alternatives;
-        [[nodiscard]] bool empty() const noexcept {
-            return columns.empty() && alternatives.empty();
+
+        [[nodiscard]] bool empty() const noexcept { return needed.empty() && alternatives.empty(); }
+        [[nodiscard]] std::span<const std::uint16_t> asked() const noexcept {
+            return {columns.data(), column_count};
+        }
+        [[nodiscard]] std::span<const std::uint32_t> runs() const noexcept {
+            return {grams.data(), gram_count};
         }
     };
 
@@ -74,21 +98,21 @@ private:
     // then asks for less, and a segment costs no more.
     static constexpr int kDepth = 8;
     static constexpr std::size_t kAlternatives = 64;
-    // With so many of the rarest columns nearly everything is dismissed that ever will be.
-    static constexpr std::size_t kColumns = 6;
-    static constexpr std::size_t kGrams = 16;
-
     [[nodiscard]] Group group_of(const SearchNode& root, int depth);
     [[nodiscard]] std::vector<Group> alternatives_of(const SN_Operator& root, int depth);
-    [[nodiscard]] static GramFilter::Stretches stretches(const Group& group,
-                                                         const GramFilter& grams) noexcept;
-    static void order(Group& group, const RowStore::ColumnWeights& weights);
+    [[nodiscard]] static GramFilter::Parts parts(const Group& group,
+                                                 const GramFilter& grams) noexcept;
+    static void order(Group& group, const RowStore::ColumnWeights& weights) noexcept;
     static void narrow(const Group& group, const Segment& segment, std::uint32_t line,
-                       Segment::Line& bits);
+                       Segment::Line& bits) noexcept;
     [[nodiscard]] static std::size_t narrow(const Group& group, const Segment& segment,
                                             std::span<std::uint32_t> slots) noexcept;
 
     Group root_;
+    // Calls visit(group) for those of which one at least is always asked first.
+    template <class Visit>
+    void for_each_first(Visit&& visit) const;
+
     // In the whole plan.
     std::size_t alternatives_ = 0;
     std::size_t columns_ = 0;

@@ -1,140 +1,251 @@
 #include "client/index/KeywordWalk.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 
 #include "client/index/row_search.h"
 
 namespace vorrim {
 
-namespace {
-
-std::uint32_t stretch_of(const Segment& segment, std::uint32_t row) {
-    return segment.slot_of(row) / Segment::kStretchRows;
-}
-
-}  // namespace
-
 std::optional<std::uint32_t> KeywordWalk::run(const RowList& list, std::uint32_t from) {
     next_.reset();
-    if (list.visit(list.rank(from), *this) || next_) collector_.finish();
+    from_ = from;
+    const bool plain = plan_.admits_all() || list.size() <= kFew;
+    if ((plain ? list.visit(list.rank(from), *this) : walk_parts(list)) || next_)
+        collector_.finish();
     return collector_.full() ? std::nullopt : next_;
 }
 
+// ---- everything ----
+
 bool KeywordWalk::rows(std::span<const std::uint32_t> run) {
-    while (!run.empty()) {
-        if (budget_.spent()) {
-            next_ = run.front();
+    const Segment* segment = nullptr;
+    for (const std::uint32_t row : run) {
+        if (segment == nullptr || row >= segment->rows_end())
+            segment = &table_.rows().segment_of(row);
+        const std::uint32_t slot = segment->slot_of(row);
+        if (reachable_only_ && !segment->reachable(slot)) {
+            budget_.charge(kRowCost);
+        } else if (!offer(row, segment->handle_at(slot))) {
             return false;
         }
-        budget_.charge(kCostAtOnce);
-        const Segment& segment = table_.rows().segment_of(run.front());
-        const std::uint32_t stretch = stretch_of(segment, run.front());
-        if (!may_be_in(segment, stretch)) {
-            run = run.subspan(find_row(run, next_possible(segment, stretch)));
-            continue;
-        }
-        const std::uint32_t end =
-            plan_.admits_all() ? segment.rows_end() : segment.stretch_end(stretch);
-        std::array<std::uint32_t, CandidatePlan::kSlots> slots;
-        std::size_t taken = 0;
-        for (; taken < std::min(run.size(), slots.size()) && run[taken] < end; ++taken)
-            slots[taken] = segment.slot_of(run[taken]);
-        run = run.subspan(taken);
-        if (!offer(segment, stretch, {slots.data(), taken})) return false;
-        budget_.charge(plan_.row_cost() * static_cast<std::uint32_t>(taken));
     }
-    return true;
-}
-
-bool KeywordWalk::may_be_in(const Segment& segment, std::uint32_t stretch) {
-    if (plan_.admits_all()) return true;
-    if (asked_ != &segment) {
-        asked_ = &segment;
-        stretches_ = plan_.stretches(segment);
-    }
-    return (stretches_ >> stretch & 1) != 0;
-}
-
-// The first row behind a stretch in which a match may be, or one between it and the rows before.
-std::uint32_t KeywordWalk::next_possible(const Segment& from, std::uint32_t stretch) {
-    const auto& segments = table_.rows().segments();
-    const Segment* segment = &from;
-    std::uint32_t next = stretch + 1;
-    while (true) {
-        for (; next < segment->stretches(); ++next)
-            if (may_be_in(*segment, next))
-                return next == 0 ? segment->first_row() : segment->stretch_end(next - 1);
-        if (segment->ordinal + 1 == segments.size()) return segment->rows_end();
-        segment = segments[segment->ordinal + 1].get();
-        next = 0;
-    }
-}
-
-// Offers what the plan and the asker leave of some slots of a stretch.
-bool KeywordWalk::offer(const Segment& segment, std::uint32_t stretch,
-                        std::span<std::uint32_t> slots) {
-    if (reachable_only_) slots = slots.first(segment.reachable_of(slots));
-    if (!plan_.admits_all()) {
-        if (stretch + 1 < segment.stretches() && may_be_in(segment, stretch + 1))
-            plan_.prefetch(segment, stretch + 1);
-        slots = slots.first(plan_.narrow(segment, slots));
-    }
-    return std::all_of(slots.begin(), slots.end(),
-                       [&](std::uint32_t slot) { return offer(segment, slot); });
-}
-
-// Offers what the plan and the asker leave of the bits.
-bool KeywordWalk::narrowed(const Segment& segment, std::uint32_t stretch, Segment::Stretch& bits) {
-    if (reachable_only_) {
-        const Segment::Stretch reachable = segment.reachable_ones(stretch);
-        for (std::size_t line = 0; line < bits.size(); ++line)
-            bits[line] &= reachable[line];
-    }
-    if (!plan_.admits_all()) {
-        if (stretch + 1 < segment.stretches() && may_be_in(segment, stretch + 1))
-            plan_.prefetch(segment, stretch + 1);
-        plan_.narrow(segment, stretch, bits);
-    }
-    for (std::uint32_t word = 0; word < Segment::kStretchRows / 64; ++word)
-        for (std::uint64_t rest = bits[word / 8].words[word % 8]; rest != 0; rest &= rest - 1) {
-            const std::uint32_t slot = stretch * Segment::kStretchRows + word * 64 +
-                                       static_cast<std::uint32_t>(std::countr_zero(rest));
-            if (!offer(segment, slot)) return false;
-        }
-    budget_.charge(plan_.stretch_cost());
     return true;
 }
 
 bool KeywordWalk::window(std::uint32_t base, RowBlocks::Window words, std::uint32_t first) {
-    const Segment& segment = table_.rows().segment_of(base);
-    if (budget_.spent()) {
-        next_ = first;
+    for (std::uint32_t word = (first - base) / 64; word < words.size(); ++word) {
+        std::array<std::uint32_t, 64> run;
+        std::size_t count = 0;
+        for (std::uint64_t rest = words[word]; rest != 0; rest &= rest - 1) {
+            const std::uint32_t row =
+                base + word * 64 + static_cast<std::uint32_t>(std::countr_zero(rest));
+            if (row >= first) run[count++] = row;
+        }
+        if (!rows({run.data(), count})) return false;
+    }
+    return true;
+}
+
+// ---- part by part ----
+
+bool KeywordWalk::walk_parts(const RowList& list) {
+    const auto& segments = table_.rows().segments();
+    const auto first =
+        std::partition_point(segments.begin(), segments.end(),
+                             [&](const auto& segment) { return segment->rows_end() <= from_; });
+    ordinal_ = static_cast<std::uint32_t>(first - segments.begin());
+    for (std::uint32_t i = 0; i < kSegmentsAhead && ordinal_ + i < segments.size(); ++i)
+        plan_.prefetch_parts(*segments[ordinal_ + i]);
+    return list.visit_runs([this](const Run& run) { return meet(run); }) && drain();
+}
+
+bool KeywordWalk::meet(const Run& run) {
+    const auto& segments = table_.rows().segments();
+    std::uint32_t row = std::max(run.base, from_);
+    while (row < run.end) {
+        while (ordinal_ < segments.size() && segments[ordinal_]->rows_end() <= row)
+            ++ordinal_;
+        if (ordinal_ == segments.size()) return true;
+        const Segment& segment = *segments[ordinal_];
+        row = std::max(row, segment.first_row());
+        const std::uint32_t end = std::min(run.end, segment.rows_end());
+        if (row < end && !meet(run, segment, row, end)) return false;
+        row = segment.rows_end();
+    }
+    return true;
+}
+
+// Meets the rows of a run, from one on and up to another, that are in one segment.
+bool KeywordWalk::meet(const Run& run, const Segment& segment, std::uint32_t from,
+                       std::uint32_t end) {
+    if (segment.grams() == nullptr) return meet_all(run, segment, from, end);
+    const std::uint32_t known = std::clamp(segment.first_known(), from, end);
+    const std::uint32_t known_end = std::clamp(segment.known_end(), known, end);
+    return meet_all(run, segment, from, known) && meet_known(run, segment, known, known_end) &&
+           meet_all(run, segment, known_end, end);
+}
+
+bool KeywordWalk::meet_all(const Run& run, const Segment& segment, std::uint32_t from,
+                           std::uint32_t end) {
+    if (from == end) return true;
+    if (run.bits == nullptr)
+        return meet_rows(run, segment, from, end, [](std::uint32_t) { return true; });
+    for (std::uint32_t first = from / kPartRows * kPartRows; first < end; first += kPartRows)
+        if (!push(part_at(run, segment, first))) return false;
+    return true;
+}
+
+// By the parts that are possible, or where most are, or a run has hardly as many rows as there are
+// parts, row by row.
+bool KeywordWalk::meet_known(const Run& run, const Segment& segment, std::uint32_t from,
+                             std::uint32_t end) {
+    if (from == end) return true;
+    const auto part_of = [&](std::uint32_t row) {
+        return (row - segment.first_known()) / kPartRows;
+    };
+    const auto most_possible = [&] {
+        const auto possible = static_cast<std::uint32_t>(std::popcount(parts_of(segment)));
+        return possible * 2 * kPartRows > segment.known_end() - segment.first_known();
+    };
+    if (run.bits == nullptr &&
+        (run.rows.size() < (run.end - run.base) / kPartRows || most_possible()))
+        return meet_rows(run, segment, from, end, [&](std::uint32_t row) {
+            return (parts_of(segment) >> part_of(row) & 1) != 0;
+        });
+    GramFilter::Parts rest = parts_of(segment) & GramFilter::kAllParts << part_of(from);
+    for (; rest != 0; rest &= rest - 1) {
+        const std::uint32_t first =
+            segment.first_known() + static_cast<std::uint32_t>(std::countr_zero(rest)) * kPartRows;
+        if (first >= end) break;
+        if (!push(part_at(run, segment, first))) return false;
+    }
+    return true;
+}
+
+// Row by row: those that are `possible`.
+template <class Possible>
+bool KeywordWalk::meet_rows(const Run& run, const Segment& segment, std::uint32_t from,
+                            std::uint32_t end, Possible&& possible) {
+    std::size_t at = find_row(run.rows, from);
+    const auto more = [&] { return at < run.rows.size() && run.rows[at] < end; };
+    if (!more()) return true;
+    if (!drain()) return false;
+    while (more()) {
+        if (budget_.spent() && run.rows[at] > from_) {
+            next_ = run.rows[at];
+            return false;
+        }
+        std::array<std::uint32_t, CandidatePlan::kSlots> slots;
+        std::size_t count = 0;
+        for (; count < slots.size() && more(); ++at)
+            if (possible(run.rows[at])) slots[count++] = segment.slot_of(run.rows[at]);
+        if (!offer_slots(segment, {slots.data(), count})) return false;
+    }
+    return true;
+}
+
+KeywordWalk::Part KeywordWalk::part_at(const Run& run, const Segment& segment,
+                                       std::uint32_t first) {
+    const std::uint32_t from = std::max(first, run.base);
+    if (run.bits != nullptr)
+        return {&segment, first, from, {}, 0, run.bits + (first - run.base) / 64};
+    const auto at = static_cast<std::size_t>(std::uint64_t{from - run.base} * run.rows.size() /
+                                             (run.end - run.base));
+    return {&segment, first, from, run.rows, at, nullptr};
+}
+
+GramFilter::Parts KeywordWalk::parts_of(const Segment& segment) {
+    if (asked_ != &segment) {
+        const auto& segments = table_.rows().segments();
+        if (segment.ordinal + kSegmentsAhead < segments.size())
+            plan_.prefetch_parts(*segments[segment.ordinal + kSegmentsAhead]);
+        budget_.charge(kPartsCost);
+        asked_ = &segment;
+        parts_ = plan_.parts(segment);
+    }
+    return parts_;
+}
+
+// Fetches what a part needs, and looks at the one that has waited longest.
+bool KeywordWalk::push(const Part& part) {
+    if (part.bits != nullptr) {
+        __builtin_prefetch(part.bits);
+    } else {
+        constexpr std::size_t kLineRows = 16;
+        __builtin_prefetch(part.rows.data() + part.at);
+        __builtin_prefetch(part.rows.data() + part.at + kLineRows);
+    }
+    if (part.segment->dense())
+        plan_.prefetch_line(*part.segment, (part.first - part.segment->first_row()) / kPartRows);
+    waiting_[pushed_++ % kPartsAhead] = part;
+    return pushed_ - popped_ < kPartsAhead || look_at(waiting_[popped_++ % kPartsAhead]);
+}
+
+bool KeywordWalk::drain() {
+    while (popped_ != pushed_)
+        if (!look_at(waiting_[popped_++ % kPartsAhead])) return false;
+    return true;
+}
+
+bool KeywordWalk::look_at(const Part& part) {
+    if (budget_.spent() && part.from > from_) {
+        next_ = part.from;
         return false;
     }
-    budget_.charge(kCostAtOnce);
-    const std::uint32_t first_word = (first - base) / 64;
-    if (!segment.dense()) {
-        std::array<std::uint32_t, RowBlocks::kWindowRows> unpacked;
-        std::size_t count = 0;
-        for (std::uint32_t word = first_word; word < words.size(); ++word)
-            for (std::uint64_t rest = words[word]; rest != 0; rest &= rest - 1) {
-                const std::uint32_t row =
-                    base + word * 64 + static_cast<std::uint32_t>(std::countr_zero(rest));
-                if (row >= first) unpacked[count++] = row;
-            }
-        return rows({unpacked.data(), count});
+    budget_.charge(plan_.line_cost());
+    Segment::Line rows;
+    if (part.bits != nullptr) {
+        std::copy_n(part.bits, rows.words.size(), rows.words.begin());
+    } else {
+        for (std::size_t at = find_row_near(part.rows, part.first, part.at);
+             at < part.rows.size() && part.rows[at] - part.first < kPartRows; ++at)
+            rows.set(part.rows[at] - part.first);
     }
+    for (std::uint32_t row = part.first; row < std::min(from_, part.first + kPartRows); ++row)
+        rows.reset(row - part.first);
+    if (!rows.any()) return true;
+    return part.segment->dense() ? offer_line(*part.segment, part.first, rows)
+                                 : offer_packed(*part.segment, part.first, rows);
+}
 
-    // The window is a stretch of the segment, bit for bit.
-    const std::uint32_t stretch = segment.slot_of(base) / Segment::kStretchRows;
-    if (!may_be_in(segment, stretch)) return true;
-    Segment::Stretch bits{};
-    for (std::uint32_t word = first_word; word < words.size(); ++word)
-        bits[word / 8].words[word % 8] = words[word];
-    bits[first_word / 8].words[first_word % 8] &= ~std::uint64_t{0} << (first % 64);
-    return narrowed(segment, stretch, bits);
+// The part is a line of the segment, bit for bit.
+bool KeywordWalk::offer_line(const Segment& segment, std::uint32_t first, Segment::Line rows) {
+    const std::uint32_t line = (first - segment.first_row()) / kPartRows;
+    if (reachable_only_) rows &= segment.reachable_line(line);
+    plan_.narrow(segment, line, rows);
+    for (std::uint32_t word = 0; word < rows.words.size(); ++word)
+        for (std::uint64_t rest = rows.words[word]; rest != 0; rest &= rest - 1) {
+            const std::uint32_t row =
+                first + word * 64 + static_cast<std::uint32_t>(std::countr_zero(rest));
+            if (!offer(row, segment.handle_at(row - segment.first_row()))) return false;
+        }
+    return true;
+}
+
+bool KeywordWalk::offer_packed(const Segment& segment, std::uint32_t first,
+                               const Segment::Line& rows) {
+    std::array<std::uint32_t, CandidatePlan::kSlots> slots;
+    std::size_t count = 0;
+    for (std::uint32_t word = 0; word < rows.words.size(); ++word)
+        for (std::uint64_t rest = rows.words[word]; rest != 0; rest &= rest - 1) {
+            slots[count++] = segment.slot_of(first + word * 64 +
+                                             static_cast<std::uint32_t>(std::countr_zero(rest)));
+            if (count == slots.size() &&
+                !offer_slots(segment, {slots.data(), std::exchange(count, 0)}))
+                return false;
+        }
+    return offer_slots(segment, {slots.data(), count});
+}
+
+// Offers what the plan and the asker leave of at most kSlots slots.
+bool KeywordWalk::offer_slots(const Segment& segment, std::span<std::uint32_t> slots) {
+    budget_.charge(kRowCost + plan_.row_cost() * static_cast<std::uint32_t>(slots.size()));
+    if (reachable_only_) slots = slots.first(segment.reachable_of(slots));
+    slots = slots.first(plan_.narrow(segment, slots));
+    return std::all_of(slots.begin(), slots.end(), [&](std::uint32_t slot) {
+        return offer(segment.row_of(slot), segment.handle_at(slot));
+    });
 }
 
 }  // namespace vorrim

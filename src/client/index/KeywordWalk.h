@@ -2,9 +2,13 @@
 // The walk of a keyword search over one keyword's list: in order, from a row on, dismissing by
 // signature what cannot match, until the work of a step is done.
 //
-//     list ──► runs of rows ──► segment by segment:  rows & reachable & plan ──► MatchCollector
+//     list ──► parts of 512 rows in which a match may be ──► rows & reachable & plan ──► collector
+//                └─ what is needed of them is fetched, some parts ahead ─┘
+//
+// A list of a few rows is not worth a plan: all of them go to the collector.
 //
 // Threads     Belongs to one search, under the index lock.
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -37,18 +41,46 @@ public:
     bool window(std::uint32_t base, RowBlocks::Window words, std::uint32_t first);
 
 private:
-    static constexpr std::uint32_t kCostAtOnce = 10;
+    using Run = RowBlocks::Run;
 
-    bool may_be_in(const Segment& segment, std::uint32_t stretch);
-    std::uint32_t next_possible(const Segment& from, std::uint32_t stretch);
-    bool offer(const Segment& segment, std::uint32_t stretch, std::span<std::uint32_t> slots);
-    bool narrowed(const Segment& segment, std::uint32_t stretch, Segment::Stretch& bits);
-    bool offer(const Segment& segment, std::uint32_t slot) {
-        if (budget_.spent()) {
-            next_ = segment.row_of(slot);
+    static constexpr std::uint32_t kFew = 32;
+    static constexpr std::uint32_t kPartRows = GramFilter::kPartRows;
+    static constexpr std::size_t kPartsAhead = 8;  // a power of two
+    static constexpr std::uint32_t kSegmentsAhead = 8;
+    static constexpr std::uint32_t kPartsCost = 20;  // of a segment
+
+    // The rows of a list in one part.
+    struct Part {
+        const Segment* segment;
+        std::uint32_t first;                  // row of the part
+        std::uint32_t from;                   // no row here is lower, all before are
+        std::span<const std::uint32_t> rows;  // among which they are
+        std::size_t at;                       // about where
+        const std::uint64_t* bits;            // or these, if not null
+    };
+
+    bool walk_parts(const RowList& list);
+    bool meet(const Run& run);
+    bool meet(const Run& run, const Segment& segment, std::uint32_t from, std::uint32_t end);
+    bool meet_all(const Run& run, const Segment& segment, std::uint32_t from, std::uint32_t end);
+    bool meet_known(const Run& run, const Segment& segment, std::uint32_t from, std::uint32_t end);
+    template <class Possible>
+    bool meet_rows(const Run& run, const Segment& segment, std::uint32_t from, std::uint32_t end,
+                   Possible&& possible);
+    [[nodiscard]] static Part part_at(const Run& run, const Segment& segment, std::uint32_t first);
+    [[nodiscard]] GramFilter::Parts parts_of(const Segment& segment);
+    bool push(const Part& part);
+    bool drain();
+    bool look_at(const Part& part);
+    bool offer_line(const Segment& segment, std::uint32_t first, Segment::Line rows);
+    bool offer_packed(const Segment& segment, std::uint32_t first, const Segment::Line& rows);
+    bool offer_slots(const Segment& segment, std::span<std::uint32_t> slots);
+    bool offer(std::uint32_t row, const std::uint32_t* handle) {
+        if (budget_.spent() && row > from_) {
+            next_ = row;
             return false;
         }
-        return collector_.offer(segment.handle_of(slot));
+        return collector_.offer_at(handle);
     }
 
     const FileTable& table_;
@@ -56,9 +88,15 @@ private:
     const bool reachable_only_;
     MatchCollector& collector_;
     StepBudget& budget_;
+    std::uint32_t from_ = 0;
     std::optional<std::uint32_t> next_;  // when the budget is spent
-    const Segment* asked_ = nullptr;     // whose stretches are at hand
-    GramFilter::Stretches stretches_ = 0;
+
+    std::uint32_t ordinal_ = 0;       // of the segment that was met last
+    const Segment* asked_ = nullptr;  // whose parts are at hand
+    GramFilter::Parts parts_ = 0;
+    std::array<Part, kPartsAhead> waiting_;
+    std::size_t pushed_ = 0;
+    std::size_t popped_ = 0;
 };
 
 }  // namespace vorrim

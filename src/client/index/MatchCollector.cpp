@@ -4,16 +4,10 @@
 
 namespace vorrim {
 
-bool MatchCollector::evaluate() {
-    const std::uint32_t handle = waiting_[evaluated_++ % kBehind];
-    const RecordView record = table_.entry(handle).record.view();
-    if (!everything_ && !search_.matches(record)) return true;
-    matches_.push_back(record);
-    last_ = handle;
-    return !full();
-}
-
 bool MatchCollector::finish() {
+    if (full()) return false;
+    while (names_read_ < name_count_)
+        if (!offer(*named_[names_read_++ % kNamed])) return false;
     for (std::size_t at = std::max(evaluated_, offered_ - std::min(offered_, kHalfWay));
          at < offered_; ++at)
         table_.entry(waiting_[at % kBehind]).prefetch_record();

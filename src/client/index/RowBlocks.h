@@ -47,6 +47,18 @@ public:
     template <class Visitor>
     bool visit(std::uint32_t from, Visitor&& visitor) const;
 
+    // Some of a list's rows, with all that lie between two numbers.
+    struct Run {
+        std::uint32_t base;  // none is lower
+        std::uint32_t end;   // none is as high
+        std::span<const std::uint32_t> rows;
+        const std::uint64_t* bits;  // of the window that begins at base; null: see `rows`
+    };
+    // Calls visit(run) for runs that follow one another until one returns false. Does not look at
+    // the rows.
+    template <class Visit>
+    bool visit_runs(Visit&& visit_run) const;
+
     // Calls visit(row) for every row in ascending order.
     template <class Visit>
     void for_each(Visit&& visit_row) const;
@@ -111,6 +123,21 @@ bool RowBlocks::visit(std::uint32_t from, Visitor&& visitor) const {
                               : visitor.rows(block.array().subspan(from));
         if (!more) return false;
         from = 0;
+    }
+    return true;
+}
+
+template <class Visit>
+bool RowBlocks::visit_runs(Visit&& visit_run) const {
+    for (std::size_t i = 0; i < blocks_.size(); ++i) {
+        const Block& block = blocks_[i];
+        const std::uint32_t end = i + 1 < blocks_.size() ? blocks_[i + 1].base : UINT32_MAX;
+        const bool more =
+            block.bitmap()
+                ? visit_run(
+                      Run{block.base, std::min(end, block.base + kWindowRows), {}, block.bits()})
+                : visit_run(Run{block.base, end, block.array(), nullptr});
+        if (!more) return false;
     }
     return true;
 }

@@ -56,6 +56,16 @@ public:
         return visitor.rows(short_rows().subspan(from));
     }
 
+    // Calls visit(run) for runs of rows (RowBlocks::Run) that follow one another, until one returns
+    // false.
+    template <class Visit>
+    bool visit_runs(Visit&& visit_run) const {
+        if (form() == Form::blocks) return blocks()->visit_runs(std::forward<Visit>(visit_run));
+        const std::span<const std::uint32_t> rows = short_rows();
+        return rows.empty() ||
+               visit_run(RowBlocks::Run{rows.front(), rows.back() + 1, rows, nullptr});
+    }
+
     // A row that as many rows of the list are lower than, for visit from there on in a list that
     // has changed meanwhile.
     [[nodiscard]] std::uint32_t row_at(std::uint32_t position) const noexcept;

@@ -71,7 +71,7 @@ void RowStore::tidy(Segment& segment) noexcept {
 }
 
 void RowStore::pack(std::size_t ordinal, bool with_successor) noexcept {
-    const Segment* const successor = with_successor ? segments_[ordinal + 1].get() : nullptr;
+    Segment* const successor = with_successor ? segments_[ordinal + 1].get() : nullptr;
     std::unique_ptr<Segment> packed;
     try {
         packed = segments_[ordinal]->packed(successor);

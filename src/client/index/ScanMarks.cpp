@@ -64,12 +64,15 @@ void ScanMarks::mark(OfSegment& marks, const Segment& segment, const CandidatePl
                      bool reachable_only) {
     marks.made = true;
     marks.places.fill(kNone);
-    const GramFilter::Stretches possible = plan.stretches(segment);
+    const std::uint64_t possible = segment.lines_of(plan.parts(segment));
     for (std::uint32_t stretch = 0; stretch < segment.stretches(); ++stretch) {
-        if ((possible >> stretch & 1) == 0) continue;
+        const std::uint64_t lines = possible >> (stretch * Segment::kStretchLines) & 0xFF;
+        if (lines == 0) continue;
         if (stretch + 1 < segment.stretches()) plan.prefetch(segment, stretch + 1);
         Segment::Stretch bits =
             reachable_only ? segment.reachable_ones(stretch) : segment.live(stretch);
+        for (std::uint32_t line = 0; line < bits.size(); ++line)
+            if ((lines >> line & 1) == 0) bits[line] = {};
         plan.narrow(segment, stretch, bits);
         const std::size_t here = count_bits(bits);
         if (here == 0) continue;

@@ -13,10 +13,8 @@ std::uint32_t lines_for(std::uint32_t slots) {
         std::max<std::uint32_t>(1, (slots + Segment::Line::kRows - 1) / Segment::Line::kRows));
 }
 
-// A packed segment's filter must be worth its memory: not be larger than the rows that it spares,
-// and not hold so much that it spares none.
+// A packed segment's filter must be worth its memory: not be larger than the rows that it spares.
 constexpr std::uint32_t kFewestForGrams = 2 * Segment::kStretchRows;
-constexpr double kDensestGrams = 0.75;
 
 // Turns a square of 64 words by 64 bits about its diagonal.
 void transpose(std::array<std::uint64_t, 64>& square) noexcept {
@@ -37,7 +35,8 @@ Segment::Segment(std::uint32_t first_row, std::uint32_t max_rows, std::uint32_t 
       max_rows_(max_rows),
       lines_(lines),
       bits_(std::make_unique<Line[]>(kBitRows * stride(lines))),
-      handles_(std::make_unique_for_overwrite<std::uint32_t[]>(lines * Line::kRows)) {}
+      handles_(std::make_unique_for_overwrite<std::uint32_t[]>(lines * Line::kRows)),
+      first_known_(first_row) {}
 
 void Segment::grow() {
     const std::uint32_t lines = lines_ * 2;
@@ -70,7 +69,7 @@ std::uint32_t Segment::append(std::uint32_t handle, const TextSignature& signatu
     if (reachable) bit_row(kReachableRow)[line].set(bit);
     signature.for_each_column(
         [&](std::size_t column) { bit_row(kFirstColumn + column)[line].set(bit); });
-    grams_->add(slot / kStretchRows, record);
+    grams_->add(slot / GramFilter::kPartRows, record);
     ++live_count_;
     return slot;
 }
@@ -100,17 +99,18 @@ TextSignature Segment::signature_of(std::uint32_t slot) const noexcept {
     return signature;
 }
 
-std::unique_ptr<Segment> Segment::packed(const Segment* successor) const {
+std::unique_ptr<Segment> Segment::packed(Segment* successor) {
     const std::uint32_t live = live_count_ + (successor ? successor->live_count_ : 0);
     auto result = std::make_unique<Segment>(first_row_, max_rows_, lines_for(live));
     result->rows_end_ = successor ? successor->rows_end_ : rows_end_;
     result->rows_.reserve(live);
-    const bool grams = grams_ && (!successor || successor->grams_) && live >= kFewestForGrams;
-    if (grams) result->grams_ = std::make_unique<GramFilter>();
     result->append_live_of(*this);
     if (successor) result->append_live_of(*successor);
-    if (grams && result->grams_->density(result->stretches()) > kDensestGrams)
-        result->grams_.reset();
+    if (live >= kFewestForGrams) {
+        Segment& larger = successor && successor->live_count_ > live_count_ ? *successor : *this;
+        result->grams_ = std::move(larger.grams_);
+        result->first_known_ = larger.first_known_;
+    }
     return result;
 }
 
@@ -124,7 +124,6 @@ void Segment::append_live_of(const Segment& other) {
         rows_.push_back(other.row_of(live[i]));
         handles_[used_ + i] = other.handles_[live[i]];
     }
-    if (grams_) unite_grams(other);
     constexpr std::size_t kGroup = 64;
     std::array<std::uint64_t, kGroup> from;
     std::array<std::uint64_t, kGroup> to;
@@ -156,16 +155,23 @@ void Segment::append_live_of(const Segment& other) {
     live_count_ += static_cast<std::uint32_t>(live.size());
 }
 
-// Everything that occurred in a stretch stays in those to which rows of it move: it may be the text
-// of any of them.
-void Segment::unite_grams(const Segment& other) {
-    GramFilter::Origins origins{};
-    std::uint32_t slot = used_;
-    other.for_each_live([&](std::uint32_t other_slot) {
-        origins[slot++ / kStretchRows] |=
-            static_cast<GramFilter::Stretches>(1u << (other_slot / kStretchRows));
-    });
-    grams_->unite(*other.grams_, origins);
+std::uint64_t Segment::lines_of(GramFilter::Parts parts) const noexcept {
+    static_assert(GramFilter::kPartRows == Line::kRows);
+    if (dense() || parts == GramFilter::kAllParts) return parts;
+    std::uint64_t lines = 0;
+    const auto add = [&](std::uint32_t slot, std::uint32_t end) {
+        for (; slot < end; slot = (slot / Line::kRows + 1) * Line::kRows)
+            lines |= std::uint64_t{1} << (slot / Line::kRows);
+    };
+    add(0, slot_from(first_known_));
+    for (; parts != 0; parts &= parts - 1) {
+        const std::uint32_t first =
+            first_known_ + static_cast<std::uint32_t>(std::countr_zero(parts) *
+                                                      static_cast<int>(GramFilter::kPartRows));
+        add(slot_from(first), slot_from(first + GramFilter::kPartRows));
+    }
+    add(slot_from(known_end()), used_);
+    return lines;
 }
 
 std::size_t Segment::heap_bytes() const noexcept {

@@ -7,7 +7,7 @@
 //     live          1    0    1    1  ...    one bit: the row has an entry
 //     reachable     1    0    0    1  ...    one bit: some source has a high identifier
 //     column 0..447 one bit each: the entry's TextSignature, cut across
-//     grams         what occurs in the texts of each 4096 slots (GramFilter)
+//     grams         what occurs in the texts of each 512 rows (GramFilter)
 //
 // Cut across, a signature test of 64 rows is one AND, and a search that needs a handful of columns
 // reads those and no others. A column of a segment is one run of at most 4 KiB: so long that a
@@ -80,7 +80,7 @@ public:
     // An empty segment for the rows from first_row, a multiple of max_rows, on. It has room for as
     // many lines of slots, a power of two, as given; a dense one grows up to max_rows slots, a
     // power of two of at least a stretch and at most kMaxRows.
-    static constexpr std::uint32_t kMaxRows = GramFilter::kMaxStretches * kStretchRows;
+    static constexpr std::uint32_t kMaxRows = GramFilter::kMaxParts * GramFilter::kPartRows;
     Segment(std::uint32_t first_row, std::uint32_t max_rows, std::uint32_t lines = 1);
 
     // The next row of a dense segment that is not full; the record's texts are what the signature
@@ -91,8 +91,9 @@ public:
     void kill(std::uint32_t slot) noexcept;
     void set_reachable(std::uint32_t slot, bool reachable) noexcept;
 
-    // Packed segment of the live rows of this one and, if there is one, of its successor.
-    [[nodiscard]] std::unique_ptr<Segment> packed(const Segment* successor) const;
+    // Packed segment of the live rows of this one and, if there is one, of its successor. Takes
+    // over what is known of the texts: the two are of no further use.
+    [[nodiscard]] std::unique_ptr<Segment> packed(Segment* successor);
 
     [[nodiscard]] bool dense() const noexcept { return rows_.empty(); }
     [[nodiscard]] bool full() const noexcept { return used_ == max_rows_; }
@@ -114,6 +115,10 @@ public:
     }
     [[nodiscard]] std::uint32_t handle_of(std::uint32_t slot) const noexcept {
         return handles_[slot];
+    }
+    // Where that stands.
+    [[nodiscard]] const std::uint32_t* handle_at(std::uint32_t slot) const noexcept {
+        return &handles_[slot];
     }
     [[nodiscard]] bool reachable(std::uint32_t slot) const noexcept {
         return bit_row(kReachableRow)[slot / Line::kRows].test(slot % Line::kRows);
@@ -139,12 +144,16 @@ public:
     [[nodiscard]] Stretch reachable_ones(std::uint32_t stretch) const noexcept {
         return copy_of(bit_row(kReachableRow), stretch);
     }
-    // What occurs in the texts; null when that is not known.
+    // What occurs in the texts of the rows from first_known() on, as many as a segment has before
+    // it is packed; null when that is not known.
     [[nodiscard]] const GramFilter* grams() const noexcept { return grams_.get(); }
-    // No row of the stretch is as high, and none below is in a later one.
-    [[nodiscard]] std::uint32_t stretch_end(std::uint32_t stretch) const noexcept {
-        const std::uint32_t slot = (stretch + 1) * kStretchRows;
-        return slot < used_ ? row_of(slot) : rows_end_;
+    [[nodiscard]] std::uint32_t first_known() const noexcept { return first_known_; }
+    [[nodiscard]] std::uint32_t known_end() const noexcept { return first_known_ + max_rows_; }
+    // The lines of slots, one bit each, in which there are rows of some parts, or such of which
+    // nothing is known.
+    [[nodiscard]] std::uint64_t lines_of(GramFilter::Parts parts) const noexcept;
+    [[nodiscard]] const Line& reachable_line(std::uint32_t line) const noexcept {
+        return bit_row(kReachableRow)[line];
     }
     // lines() lines.
     [[nodiscard]] const Line* column(std::size_t column) const noexcept {
@@ -201,7 +210,6 @@ private:
     [[nodiscard]] std::uint32_t packed_slot_of(std::uint32_t row) const noexcept;
     void grow();
     void append_live_of(const Segment& other);
-    void unite_grams(const Segment& other);
 
     std::uint32_t first_row_;
     std::uint32_t rows_end_;
@@ -213,6 +221,7 @@ private:
     std::unique_ptr<std::uint32_t[]> handles_;  // one per slot
     std::vector<std::uint32_t> rows_;           // one per used slot; empty: dense
     std::unique_ptr<GramFilter> grams_;
+    std::uint32_t first_known_;
 };
 
 }  // namespace vorrim

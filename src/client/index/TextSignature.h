@@ -30,6 +30,12 @@ public:
         return (words_[column / 64] & bit(column)) != 0;
     }
     [[nodiscard]] bool empty() const noexcept { return words_ == Words{}; }
+    [[nodiscard]] std::size_t count() const noexcept {
+        std::size_t bits = 0;
+        for (const std::uint64_t word : words_)
+            bits += static_cast<std::size_t>(std::popcount(word));
+        return bits;
+    }
     [[nodiscard]] const Words& words() const noexcept { return words_; }
 
     // Calls visit(column) for each bit that is set, in ascending order.

@@ -54,12 +54,16 @@ template <class Below>
     return low;
 }
 
-// The index of the first row that is not lower than `row`: as std::lower_bound.
+// The index of the first row that is not lower than `row`: as std::lower_bound. Quick when it is
+// near the guess, which is in the array.
+[[nodiscard]] inline std::size_t find_row_near(std::span<const std::uint32_t> rows,
+                                               std::uint32_t row, std::size_t guess) noexcept {
+    return gallop(rows.size(), guess, [&](std::size_t index) { return rows[index] < row; });
+}
+
 [[nodiscard]] inline std::size_t find_row(std::span<const std::uint32_t> rows,
                                           std::uint32_t row) noexcept {
-    if (rows.empty()) return 0;
-    return gallop(rows.size(), guess_of(rows, row),
-                  [&](std::size_t index) { return rows[index] < row; });
+    return rows.empty() ? 0 : find_row_near(rows, row, guess_of(rows, row));
 }
 
 // Fetches what find_row will touch, once the ends are at hand.
