@@ -23,8 +23,11 @@ std::size_t parts_of_this_machine() {
 
 }  // namespace
 
-kx_shared_section::kx_shared_section()
-    : count_(parts_of_this_machine()), parts_(std::make_unique<Part[]>(count_)) {
+kx_shared_section::kx_shared_section(const char* guarded)
+    : count_(parts_of_this_machine()),
+      parts_(std::make_unique<Part[]>(count_)),
+      reads_(guarded, "reading"),
+      writes_(guarded, "writing") {
     pthread_rwlockattr_t attributes;
     must(pthread_rwlockattr_init(&attributes));
 #if defined(__GLIBC__)
@@ -42,21 +45,24 @@ kx_shared_section::~kx_shared_section() {
         must(pthread_rwlock_destroy(&parts_[i].lock));
 }
 
-std::size_t kx_shared_section::enter_read() noexcept {
+kx_shared_section::Reading kx_shared_section::enter_read() noexcept {
     const int processor = ::sched_getcpu();
     const std::size_t part = processor < 0 ? 0 : static_cast<std::size_t>(processor) % count_;
     must(pthread_rwlock_rdlock(&parts_[part].lock));
-    return part;
+    return {part, HoldTimes::now()};
 }
-void kx_shared_section::leave_read(std::size_t part) noexcept {
-    must(pthread_rwlock_unlock(&parts_[part].lock));
+void kx_shared_section::leave_read(const Reading& reading) noexcept {
+    reads_.held_since(reading.since);
+    must(pthread_rwlock_unlock(&parts_[reading.part].lock));
 }
 void kx_shared_section::enter_write() noexcept {
     must(pthread_mutex_lock(&writers_));
     for (std::size_t i = 0; i < count_; ++i)
         must(pthread_rwlock_wrlock(&parts_[i].lock));
+    writing_since_ = HoldTimes::now();
 }
 void kx_shared_section::leave_write() noexcept {
+    writes_.held_since(writing_since_);
     for (std::size_t i = 0; i < count_; ++i)
         must(pthread_rwlock_unlock(&parts_[i].lock));
     must(pthread_mutex_unlock(&writers_));

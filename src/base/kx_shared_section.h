@@ -17,19 +17,25 @@
 #include <pthread.h>
 
 #include "base/Annotations.h"
+#include "base/HoldTimes.h"
 
 namespace vorrim {
 
 class CAPABILITY("shared mutex") kx_shared_section final {
 public:
-    kx_shared_section();
+    // What it guards is said where hold times are.
+    explicit kx_shared_section(const char* guarded = "a lock");
     ~kx_shared_section();
     kx_shared_section(const kx_shared_section&) = delete;
     kx_shared_section& operator=(const kx_shared_section&) = delete;
 
-    // Returns the part that is held, for leave_read.
-    [[nodiscard]] std::size_t enter_read() noexcept ACQUIRE_SHARED();
-    void leave_read(std::size_t part) noexcept RELEASE_SHARED();
+    // How a reader holds it, for leave_read.
+    struct Reading {
+        std::size_t part;
+        [[no_unique_address]] HoldTimes::Moment since;
+    };
+    [[nodiscard]] Reading enter_read() noexcept ACQUIRE_SHARED();
+    void leave_read(const Reading& reading) noexcept RELEASE_SHARED();
     void enter_write() noexcept ACQUIRE();
     void leave_write() noexcept RELEASE();
 
@@ -44,19 +50,22 @@ private:
     pthread_mutex_t writers_;
     const std::size_t count_;
     const std::unique_ptr<Part[]> parts_;
+    [[no_unique_address]] HoldTimes reads_;
+    [[no_unique_address]] HoldTimes writes_;
+    [[no_unique_address]] HoldTimes::Moment writing_since_;
 };
 
 class [[nodiscard]] SCOPED_CAPABILITY kx_read_guard final {
 public:
     explicit kx_read_guard(kx_shared_section& section) noexcept ACQUIRE_SHARED(section)
-        : section_(section), part_(section_.enter_read()) {}
-    ~kx_read_guard() RELEASE_GENERIC() { section_.leave_read(part_); }
+        : section_(section), reading_(section_.enter_read()) {}
+    ~kx_read_guard() RELEASE_GENERIC() { section_.leave_read(reading_); }
     kx_read_guard(const kx_read_guard&) = delete;
     kx_read_guard& operator=(const kx_read_guard&) = delete;
 
 private:
     kx_shared_section& section_;
-    const std::size_t part_;
+    const kx_shared_section::Reading reading_;
 };
 
 class [[nodiscard]] SCOPED_CAPABILITY kx_write_guard final {

@@ -110,7 +110,7 @@ private:
     void release_id(ClientId id);
     [[nodiscard]] static RecordView view_of(const FrozenRecord& record) noexcept;
 
-    mutable kx_shared_section lock_;
+    mutable kx_shared_section lock_{"the client table"};
     ClientConnection* first_ GUARDED_BY(lock_) = nullptr;
     ClientConnection* last_ GUARDED_BY(lock_) = nullptr;
     std::uint64_t arrivals_ GUARDED_BY(lock_) = 0;

@@ -175,7 +175,7 @@ protected:
 
     const IndexTuning tuning_;
     const KeyedHash hash_key_;
-    mutable kx_shared_section lock_;
+    mutable kx_shared_section lock_{"the index"};
     FileTable table_ GUARDED_BY(lock_);
     mutable OpenPlaces places_;
 
