@@ -48,8 +48,9 @@ public:
         for (std::size_t number = 0; number < records.size(); ++number) {
             const std::string words = words_of(folded_texts(records[number]));
             const auto record = records[number].bytes();
-            redisAppendCommand(server_, "FT.ADD files %u 1.0 NOSAVE PAYLOAD %b FIELDS texts %b",
-                               number, record.data(), record.size(), words.data(), words.size());
+            redisAppendCommand(server_, "FT.ADD files %u 1.0 FIELDS texts %b record %b",
+                               static_cast<unsigned>(number), words.data(), words.size(),
+                               record.data(), record.size());
             if (++open < kAtOnce && number + 1 < records.size()) continue;
             for (; open > 0; --open)
                 freeReplyObject(next());
@@ -60,13 +61,14 @@ public:
         std::string asked;
         for (const std::string& word : query.words)
             asked += (asked.empty() ? "" : " ") + word;
-        redisAppendCommand(server_, "FT.SEARCH files %b NOCONTENT WITHPAYLOADS LIMIT 0 %u",
-                           asked.data(), asked.size(), kLimit);
+        redisAppendCommand(server_, "FT.SEARCH files %b LIMIT 0 %u RETURN 1 record", asked.data(),
+                           asked.size(), kLimit);
         redisReply* const reply = next();
         std::uint32_t found = 0;
-        for (std::size_t at = 2; at < reply->elements; at += 2, ++found)
-            write_bytes(out,
-                        std::as_bytes(std::span(reply->element[at]->str, reply->element[at]->len)));
+        for (std::size_t at = 2; at < reply->elements; at += 2, ++found) {
+            const redisReply& record = *reply->element[at]->element[1];
+            write_bytes(out, std::as_bytes(std::span(record.str, record.len)));
+        }
         freeReplyObject(reply);
         return found;
     }
