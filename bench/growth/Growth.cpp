@@ -11,6 +11,7 @@
 // engines take turns, round by round. Memory: resident bytes per file with one source, and for each
 // further source. Each size is measured in a process of its own.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <functional>
@@ -40,6 +41,7 @@ struct Options {
     std::uint32_t rounds = 5;
     std::uint32_t queries = 100;
     double churn_seconds = 1;
+    std::vector<std::string> only;  // classes of searches; empty: all
     bool peers = true;
     bool processor_time = false;
     std::string json;
@@ -161,6 +163,10 @@ private:
     [[nodiscard]] double now() const {
         return options_.processor_time ? processor_seconds() : seconds_since(Clock::time_point());
     }
+    [[nodiscard]] bool wanted(const QueryClass& of) const {
+        const auto& only = options_.only;
+        return only.empty() || std::find(only.begin(), only.end(), of.name) != only.end();
+    }
     struct Timed {
         Samples microseconds;
         std::uint64_t found = 0;
@@ -178,6 +184,7 @@ private:
         std::vector<std::unique_ptr<Engine>> others = load_others();
         Json result = Json::array();
         for (const QueryClass& of : query_classes()) {
+            if (!wanted(of)) continue;
             const std::vector<Query> queries = of.some(corpus_, options_.queries);
             std::vector<Engine*> engines = {engine_.get()};
             for (const auto& other : others)
@@ -247,6 +254,7 @@ private:
         Json result = Json::array();
         std::printf("  searches while %u files a second come and go\n", kChurnRate);
         for (const QueryClass& of : query_classes()) {
+            if (!wanted(of)) continue;
             const std::vector<Query> queries = of.some(corpus_, options_.queries);
             const auto run = [&] {
                 Timed timed;
@@ -329,6 +337,8 @@ int run(int argc, char** argv) {
     app.add_option("--rounds", options.rounds, "turns of each engine");
     app.add_option("--queries", options.queries, "different searches of a class, at least 20");
     app.add_option("--churn-seconds", options.churn_seconds, "for each class; 0: no churn");
+    app.add_option("--only", options.only, "these searches, by their names in the JSON")
+        ->delimiter(',');
     app.add_flag("!--no-peers", options.peers, "without other search engines");
     app.add_flag("--processor-time", options.processor_time,
                  "searches in processor time, for a machine that others use");
