@@ -375,26 +375,20 @@ void FileIndex::extract(Search&) const {}
 void FileIndex::search_locked(SearchBatch& batch, MatchCollector& collector,
                               StepBudget& budget) const {
     Search& search = *batch.search_;
-    if (!batch.place_) batch.plan_->order_by(table_.rows().weights());
-    ScanWalk::Place from{batch.bucket_, 0};
-    if (batch.place_) {
-        from.row = batch.place_->row();
-    } else {
-        from.bucket = static_cast<std::uint32_t>(std::max(search.resume_position, 0));
-        const RowList* const list = table_.bucket(from.bucket);
-        if (list != nullptr)
-            from.row = list->row_at(static_cast<std::uint32_t>(std::max(search.resume_offset, 0)));
+    if (!batch.place_) {
+        batch.plan_->order_by(table_.rows().weights());
+        batch.bucket_ = static_cast<std::uint32_t>(std::max(search.resume_position, 0));
+        const RowList* const list = table_.bucket(batch.bucket_);
+        const auto offset = static_cast<std::uint32_t>(std::max(search.resume_offset, 0));
+        batch.pause_at(places_, list != nullptr ? list->row_at(offset) : 0);
     }
-    // What an expression of many nodes costs a row is not spent on thousands in one step.
-    constexpr std::uint32_t kUsualNodes = 16;
-    ScanWalk walk(table_, *batch.plan_, search, batch.asker_.below_low_limit(),
-                  tuning_.sorted_scan / (1 + batch.nodes_ / kUsualNodes), batch.scan_, collector,
-                  budget);
-    if (const auto next = walk.run(from)) {
+    OpenPlaces::Kept& kept = batch.place_->kept();
+    const ScanTask task{table_,       *batch.plan_, search, batch.asker_.below_low_limit(),
+                        batch.nodes_, collector,    budget};
+    ScanWalk walk(task, tuning_.rows_to_judge, batch.scan_, kept);
+    if (const auto next = walk.run({batch.bucket_, kept.row})) {
         batch.bucket_ = next->bucket;
-        batch.pause_at(places_, next->row);
-        if (!batch.scan_.marks.empty() && !batch.place_->may_keep_marks())
-            batch.scan_.forget_marks();
+        kept.row = next->row;
         return;
     }
     batch.through_ = true;

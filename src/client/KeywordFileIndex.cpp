@@ -79,7 +79,7 @@ void KeywordFileIndex::search_locked(SearchBatch& batch, MatchCollector& collect
         const std::int64_t position = std::int64_t{search.resume_position} + 1;
         const std::uint32_t from =
             batch.place_
-                ? batch.place_->row()
+                ? batch.place_->kept().row
                 : list->row_at(static_cast<std::uint32_t>(std::max<std::int64_t>(position, 0)));
         if (!batch.place_) batch.plan_->order_by(table_.rows().weights());
         KeywordWalk walk(table_, *batch.plan_, !batch.asker_.exceeds_low_range(), collector,

@@ -35,7 +35,7 @@ private:
 
     void pause_at(OpenPlaces& places, std::uint32_t row) {
         if (place_)
-            place_->move(row);
+            place_->kept().row = row;
         else
             place_ = std::make_unique<OpenPlaces::Place>(places, row);
     }
@@ -47,7 +47,7 @@ private:
     std::size_t capacity_ = 0;
     std::uint32_t found_ = 0;
     bool through_ = false;
-    std::unique_ptr<OpenPlaces::Place> place_;  // once a step has not been enough
+    std::unique_ptr<OpenPlaces::Place> place_;  // of a keyword, once a step has not been enough
     std::uint32_t bucket_ = 0;                  // of a scan: where the place is
     ScanState scan_;
     UnknownReports reports_;

@@ -50,10 +50,37 @@ std::vector<std::uint32_t> batch(const FileIndex& index, Search& search, ClientI
     return numbers;
 }
 
+// Of eight segments every other one is looked at, and none of those has a match.
+TEST(FileIndex, AScanMisledByItsSampleFindsTheSame) {
+    constexpr std::uint32_t kSegment = 4096;
+    constexpr std::uint32_t kBuckets = 7;
+    FileIndex index({.segment_rows = kSegment, .step = 2000});
+    index.init(kBuckets);
+    std::vector<std::uint32_t> expected;
+    std::vector<FrozenRecord> files;
+    for (std::uint32_t i = 0; i < 8 * kSegment; ++i) {
+        const bool matches = i / kSegment % 2 == 0;
+        files.push_back(file(i, matches ? "common" : "other"));
+        if (matches) expected.push_back(i);
+    }
+    index.publish(std::move(files), kHigh, kPort);
+    std::stable_sort(expected.begin(), expected.end(),
+                     [](std::uint32_t a, std::uint32_t b) { return a % kBuckets < b % kBuckets; });
+    for (const std::int32_t limit : {1000, 100000}) {
+        Search search = search_of(word("common"));
+        std::vector<std::uint32_t> found;
+        do {
+            const auto next = batch(index, search, kHigh, limit);
+            found.insert(found.end(), next.begin(), next.end());
+        } while (search.resume_position >= 0);
+        EXPECT_EQ(found, expected);
+    }
+}
+
 // Most of the files leave, so that segments are packed, with their filters or with one another, and
 // the frequent word's bitmaps stay; in the end all leave, and with them all memory.
 void expect_order_after_departures(std::uint32_t segment_rows, std::uint32_t staying_of_20) {
-    KeywordFileIndex index({.segment_rows = segment_rows, .sorted_scan = 0});
+    KeywordFileIndex index({.segment_rows = segment_rows});
     index.init(3);
     const std::size_t allocated_before = ::mallinfo2().uordblks;
     constexpr std::uint32_t kFiles = 40000;
@@ -123,7 +150,7 @@ Search some_search(Random& random) {
 }
 
 TEST(FileIndexThreads, PublishSearchAskAndLeaveTogether) {
-    KeywordFileIndex index({.row_limit = 8000, .slice = 16, .sorted_scan = 100});
+    KeywordFileIndex index({.row_limit = 8000, .slice = 16});
     index.init(101);
     std::atomic<int> publishing = kPublishers;
     std::atomic<std::uint64_t> answers = 0;

@@ -115,21 +115,21 @@ void CandidatePlan::narrow(const Segment& segment, std::uint32_t stretch,
                            Segment::Stretch& bits) const noexcept {
     std::uint32_t line = stretch * Segment::kStretchLines;
     for (Segment::Line& of_stretch : bits) {
-        if (of_stretch.any()) narrow(root_, segment, line, of_stretch);
+        if (of_stretch.any()) narrow(root_, segment, line, of_stretch, kColumns);
         ++line;
     }
 }
 
 // Line by line: after two or three columns most lines are empty, and the others are not read.
 void CandidatePlan::narrow(const Group& group, const Segment& segment, std::uint32_t line,
-                           Segment::Line& bits) noexcept {
-    for (const std::uint16_t column : group.asked())
+                           Segment::Line& bits, std::size_t columns) noexcept {
+    for (const std::uint16_t column : group.asked(columns))
         if (!(bits &= segment.column(column)[line]).any()) return;
     for (const auto& alternatives : group.alternatives) {
         Segment::Line united;
         for (const Group& alternative : alternatives) {
             Segment::Line narrowed = bits;
-            narrow(alternative, segment, line, narrowed);
+            narrow(alternative, segment, line, narrowed, columns);
             united |= narrowed;
         }
         bits = united;

@@ -12,6 +12,7 @@
 // record dismissed unseen would leave its line out.
 //
 // Threads     Built and used by one thread; reads segments under the index lock.
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -26,6 +27,9 @@ namespace vorrim {
 
 class CandidatePlan {
 public:
+    // With so many of the rarest columns nearly everything is dismissed that ever will be.
+    static constexpr std::size_t kColumns = 6;
+
     explicit CandidatePlan(const SearchNode& root);
 
     // Nothing can be dismissed: the other operations need not be called.
@@ -43,9 +47,11 @@ public:
     // Chooses the columns that dismiss most. Call before what follows; needs the index lock.
     void order_by(const RowStore::ColumnWeights& weights) noexcept;
 
-    // Clears the bits of the slots that cannot match, in one line or stretch of a segment.
-    void narrow(const Segment& segment, std::uint32_t line, Segment::Line& bits) const noexcept {
-        narrow(root_, segment, line, bits);
+    // Clears the bits of the slots that cannot match, in one line or stretch of a segment. Of each
+    // group at most so many columns are asked.
+    void narrow(const Segment& segment, std::uint32_t line, Segment::Line& bits,
+                std::size_t columns = kColumns) const noexcept {
+        narrow(root_, segment, line, bits, columns);
     }
     void narrow(const Segment& segment, std::uint32_t stretch,
                 Segment::Stretch& bits) const noexcept;
@@ -61,8 +67,8 @@ public:
     [[nodiscard]] std::uint32_t stretch_cost() const noexcept {
         return 20 + 3 * static_cast<std::uint32_t>(columns_);
     }
-    [[nodiscard]] std::uint32_t line_cost() const noexcept {
-        return 3 + static_cast<std::uint32_t>(columns_) / 2;
+    [[nodiscard]] std::uint32_t line_cost(std::size_t columns = kColumns) const noexcept {
+        return 3 + static_cast<std::uint32_t>(columns_ * columns / (2 * kColumns));
     }
     [[nodiscard]] std::uint32_t row_cost() const noexcept {
         return static_cast<std::uint32_t>(columns_) / 4;
@@ -73,8 +79,6 @@ public:
     void prefetch_line(const Segment& segment, std::uint32_t line) const noexcept;
 
 private:
-    // With so many of the rarest columns nearly everything is dismissed that ever will be.
-    static constexpr std::size_t kColumns = 6;
     static constexpr std::size_t kGrams = 16;
 
     struct Group {
@@ -86,8 +90,9 @@ private:
         std::vector<std::vector<Group>> alternatives;
 
         [[nodiscard]] bool empty() const noexcept { return needed.empty() && alternatives.empty(); }
-        [[nodiscard]] std::span<const std::uint16_t> asked() const noexcept {
-            return {columns.data(), column_count};
+        [[nodiscard]] std::span<const std::uint16_t> asked(
+            std::size_t most = kColumns) const noexcept {
+            return {columns.data(), std::min<std::size_t>(column_count, most)};
         }
         [[nodiscard]] std::span<const std::uint32_t> runs() const noexcept {
             return {grams.data(), gram_count};
@@ -104,7 +109,7 @@ private:
                                                  const GramFilter& grams) noexcept;
     static void order(Group& group, const RowStore::ColumnWeights& weights) noexcept;
     static void narrow(const Group& group, const Segment& segment, std::uint32_t line,
-                       Segment::Line& bits) noexcept;
+                       Segment::Line& bits, std::size_t columns) noexcept;
     [[nodiscard]] static std::size_t narrow(const Group& group, const Segment& segment,
                                             std::span<std::uint32_t> slots) noexcept;
 

@@ -32,6 +32,7 @@ struct FileEntry {
         const std::byte* const bytes = record.bytes().data();
         __builtin_prefetch(bytes);
         __builtin_prefetch(bytes + kLine);
+        __builtin_prefetch(bytes + 2 * kLine - 1);
     }
 };
 

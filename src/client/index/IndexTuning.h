@@ -12,12 +12,11 @@ struct IndexTuning {
     std::uint32_t segment_rows = 32768;
     // Records entered, or entries left, under one hold of the index lock.
     std::uint32_t slice = 64;
-    // A scan with at most this many candidates evaluates them in the order of their rows and sorts
-    // what matches; one with more walks the buckets.
-    std::uint32_t sorted_scan = 8192;
-    // Work of a search under one hold of the index lock, in the units of StepBudget: a millisecond,
-    // more or less.
-    std::uint32_t step = 100'000;
+    // Rows that a scan goes on by buckets before it judges whether that will do.
+    std::uint32_t rows_to_judge = 1024;
+    // Work of a search under one hold of the index lock, in the units of StepBudget: less than half
+    // a millisecond.
+    std::uint32_t step = 40'000;
 };
 
 }  // namespace vorrim

@@ -44,6 +44,16 @@ void RowStore::set_reachable(std::uint32_t row, bool reachable) noexcept {
     segment.set_reachable(segment.slot_of(row), reachable);
 }
 
+std::optional<std::uint32_t> RowStore::find(std::uint32_t row) const noexcept {
+    const std::size_t window = std::size_t{window_of(row)} - first_window_;
+    if (window >= windows_.size() || windows_[window] == nullptr) return std::nullopt;
+    const Segment& segment = *windows_[window];
+    const std::uint32_t slot = segment.slot_from(row);
+    if (slot >= segment.used() || segment.row_of(slot) != row || !segment.is_live(slot))
+        return std::nullopt;
+    return segment.handle_of(slot);
+}
+
 // No more rows are appended to it: the last segment takes them all.
 bool RowStore::closed(const Segment& segment) const noexcept {
     return segment.ordinal + 1 < segments_.size() || segment.full() || !segment.dense();

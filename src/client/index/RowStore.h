@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -45,6 +46,8 @@ public:
     [[nodiscard]] const Segment& segment_of(std::uint32_t row) const noexcept {
         return *windows_[window_of(row) - first_window_];
     }
+    // The handle of a row's entry; nothing when it is gone.
+    [[nodiscard]] std::optional<std::uint32_t> find(std::uint32_t row) const noexcept;
     // In ascending order of their rows.
     [[nodiscard]] const std::vector<std::unique_ptr<Segment>>& segments() const noexcept {
         return segments_;

@@ -4,65 +4,143 @@
 #include <array>
 #include <bit>
 
+#include "search/required_sides.h"
+
 namespace vorrim {
 
-std::optional<ScanWalk::Place> ScanWalk::run(Place from) {
+std::optional<BucketPlace> ScanWalk::run(BucketPlace from) {
+    bucket_ = from.bucket;
+    if (state_.way == ScanState::Way::none) choose();
+    for (;;) {
+        const ScanState::Way way = state_.way;
+        const std::optional<BucketPlace> next =
+            way == ScanState::Way::rows ? walk_rows(from) : walk_buckets(from);
+        if (!next || way == state_.way) return next;
+        from = *next;
+    }
+}
+
+// ---- the way ----
+
+void ScanWalk::choose() {
     using Way = ScanState::Way;
-    if (plan_.admits_all()) state_.way = Way::unmarked;
-    if (state_.way != Way::unmarked &&
-        !state_.marks.complete(table_.rows(), plan_, reachable_only_, budget_))
-        return from;
-    if (state_.way == Way::marking) {
-        if (state_.marks.count() <= sort_up_to_) {
-            sort_marked(from);
-            return std::nullopt;
+    state_.way = Way::buckets;
+    state_.settled = task_.plan.admits_all() && may_report(*task_.search.root());
+    if (state_.settled) return;
+    if (!task_.plan.admits_all())
+        state_.density = (candidates_of_sample(CandidatePlan::kColumns) + 0.5) /
+                         std::max(1.0, candidates_of_sample(0));
+    if (cost_by_buckets(state_.density, state_.density) > cost_by_rows())
+        state_.way = Way::rows;
+    else if (!task_.plan.admits_all())
+        choose_columns();
+}
+
+// A record that is evaluated in vain costs little when others match: where many do, fewer columns
+// are asked than dismiss most.
+void ScanWalk::choose_columns() {
+    constexpr double kInVain = 1.5;
+    const double fewest = candidates_of_sample(CandidatePlan::kColumns);
+    for (state_.columns = 2; state_.columns < CandidatePlan::kColumns; ++state_.columns)
+        if (candidates_of_sample(state_.columns) <= kInVain * fewest) return;
+}
+
+void ScanWalk::take(ScanState::Way way) {
+    state_.way = way;
+    state_.settled = way == ScanState::Way::rows;
+    state_.rows = state_.candidates = state_.matches = 0;
+    kept_.looked_at = 0;
+    kept_.matches.clear();
+    kept_.dropped = false;
+}
+
+// What is left of one stretch of each of some segments; all rows when no column is asked.
+double ScanWalk::candidates_of_sample(std::size_t columns) const {
+    constexpr std::size_t kMostStretches = 4;
+    const auto& segments = task_.table.rows().segments();
+    const std::size_t stretches = std::min(kMostStretches, segments.size());
+    int left = 0;
+    for (std::size_t i = 0; i < stretches; ++i) {
+        const Segment& segment = *segments[(2 * i + 1) * segments.size() / (2 * stretches)];
+        const auto stretch = static_cast<std::uint32_t>(i * segment.stretches() / stretches);
+        const std::uint32_t first = stretch * Segment::kStretchLines;
+        const std::uint64_t possible =
+            columns == 0 ? ~std::uint64_t{0} : segment.lines_of(task_.plan.parts(segment));
+        Segment::Stretch bits =
+            task_.reachable_only ? segment.reachable_ones(stretch) : segment.live(stretch);
+        for (std::uint32_t line = first; line < first + bits.size(); ++line) {
+            Segment::Line& of_line = bits[line - first];
+            if ((possible >> line & 1) == 0 || !of_line.any()) continue;
+            if (columns > 0) task_.plan.narrow(segment, line, of_line, columns);
+            for (const std::uint64_t word : of_line.words)
+                left += std::popcount(word);
         }
-        state_.way = Way::walking;
     }
-    return walk_buckets(from);
+    return left;
 }
 
-void ScanWalk::sort_marked(Place from) {
-    std::vector<std::uint32_t> handles;
-    state_.marks.for_each(table_.rows(), [&](const Segment& segment, std::uint32_t slot) {
-        if (!segment.is_live(slot) || (reachable_only_ && !segment.reachable(slot))) return;
-        handles.push_back(segment.handle_of(slot));
-    });
-
-    constexpr std::size_t kEntriesAhead = 16;
-    constexpr std::size_t kRecordsAhead = 8;
-    std::vector<Found> found;
-    for (std::size_t i = 0; i < handles.size(); ++i) {
-        if (i + kEntriesAhead < handles.size())
-            __builtin_prefetch(&table_.entry(handles[i + kEntriesAhead]));
-        if (i + kRecordsAhead < handles.size())
-            table_.entry(handles[i + kRecordsAhead]).prefetch_record();
-        const FileEntry& entry = table_.entry(handles[i]);
-        const RecordView record = entry.record.view();
-        const std::uint32_t bucket = table_.bucket_of(record.hash());
-        if (bucket < from.bucket || (bucket == from.bucket && entry.row < from.row)) continue;
-        if (search_.matches(record)) found.push_back({bucket, entry.row, handles[i], record});
-    }
-
-    const auto in_order = [](const Found& a, const Found& b) {
-        return a.bucket != b.bucket ? a.bucket < b.bucket : a.row < b.row;
-    };
-    const auto taken =
-        found.begin() + static_cast<std::ptrdiff_t>(std::min(found.size(), collector_.wanted()));
-    std::partial_sort(found.begin(), taken, found.end(), in_order);
-    for (auto each = found.begin(); each != taken; ++each)
-        collector_.take(each->handle, each->record);
+double ScanWalk::cost_by_buckets(double candidates, double matches) const {
+    const FileTable& table = task_.table;
+    const auto all = static_cast<double>(table.size());
+    const double share = 1 - static_cast<double>(bucket_) / static_cast<double>(table.buckets());
+    const double rows =
+        std::min(all * share, static_cast<double>(task_.collector.wanted()) / matches);
+    double marking = 0;
+    if (!task_.plan.admits_all())
+        marking = std::min(rows, all / Segment::Line::kRows) * task_.plan.line_cost(state_.columns);
+    return marking + rows * (1 + candidates * task_.record_cost());
 }
 
-std::optional<ScanWalk::Place> ScanWalk::walk_buckets(Place from) {
+double ScanWalk::cost_by_rows() const {
+    const auto rows = static_cast<double>(task_.table.size());
+    const double stretches =
+        task_.plan.admits_all() ? 0 : rows / Segment::kStretchRows * task_.plan.stretch_cost();
+    return stretches + rows * state_.density * task_.row_record_cost(state_.density);
+}
+
+// ---- by rows ----
+
+std::optional<BucketPlace> ScanWalk::walk_rows(BucketPlace from) {
+    ScanByRows scan(task_, task_.row_record_cost(state_.density), from, kept_);
+    const double rows_before = state_.rows;
+    const double candidates_before = state_.candidates;
+    const double matches_before = state_.matches;
+    for (;;) {
+        const ScanByRows::Look look = scan.look();
+        if (look == ScanByRows::Look::through) return scan.hand_over();
+        state_.rows = rows_before + static_cast<double>(scan.rows_seen());
+        state_.candidates = candidates_before + static_cast<double>(scan.candidates_seen());
+        state_.matches = matches_before + static_cast<double>(scan.matches_seen());
+        if (look == ScanByRows::Look::paused) return from;
+        if (state_.settled) continue;
+        state_.density = std::max(state_.density, state_.candidates / state_.rows);
+        const double left = 1 - state_.rows / static_cast<double>(task_.table.size());
+        const double matches = (state_.matches + 1) / state_.rows;
+        if (cost_by_buckets(state_.density, matches) * 2 > cost_by_rows() * left) continue;
+        take(ScanState::Way::buckets);
+        return from;
+    }
+}
+
+// ---- by buckets ----
+
+std::optional<BucketPlace> ScanWalk::walk_buckets(BucketPlace from) {
+    const FileTable& table = task_.table;
+    if (!task_.plan.admits_all()) {
+        const auto lines = static_cast<double>(table.size()) / Segment::Line::kRows;
+        const double rows = static_cast<double>(task_.collector.wanted()) / state_.density;
+        marks_.emplace(table.rows(), task_.plan, state_.columns,
+                       rows > lines / 2 ? Segment::kStretchLines : 1, task_.budget);
+    }
+    wanted_ = task_.collector.wanted();
     next_.reset();
-    for (bucket_ = table_.next_bucket(from.bucket); bucket_ != SparseBits::kNone;
-         bucket_ = table_.next_bucket(bucket_ + 1)) {
-        const RowList& list = *table_.bucket(bucket_);
+    for (bucket_ = table.next_bucket(from.bucket); bucket_ != SparseBits::kNone;
+         bucket_ = table.next_bucket(bucket_ + 1)) {
+        const RowList& list = *table.bucket(bucket_);
         if (!list.visit(bucket_ == from.bucket ? list.rank(from.row) : 0, *this)) break;
     }
-    if (!collector_.full()) collector_.finish();
-    return collector_.full() ? std::nullopt : next_;
+    note_progress();
+    return task_.collector.full() ? std::nullopt : next_;
 }
 
 bool ScanWalk::window(std::uint32_t base, RowBlocks::Window words, std::uint32_t first) {
@@ -80,44 +158,38 @@ bool ScanWalk::window(std::uint32_t base, RowBlocks::Window words, std::uint32_t
 }
 
 bool ScanWalk::rows(std::span<const std::uint32_t> run) {
-    const std::uint32_t row_cost =
-        state_.way == ScanState::Way::unmarked ? kRowCost + plan_.row_cost() : kRowCost;
-    while (!run.empty()) {
-        if (budget_.spent()) {
-            next_ = {bucket_, run.front()};
+    for (const std::uint32_t row : run) {
+        if (task_.budget.spent()) {
+            next_ = {bucket_, row};
             return false;
         }
-        const Segment& segment = table_.rows().segment_of(run.front());
-        std::array<std::uint32_t, CandidatePlan::kSlots> slots;
-        std::size_t count = 0;
-        for (; count < std::min(run.size(), slots.size()) && run[count] < segment.rows_end();
-             ++count)
-            slots[count] = segment.slot_of(run[count]);
-        for (const std::uint32_t slot : may_match(segment, {slots.data(), count})) {
-            if (budget_.spent()) {
-                next_ = {bucket_, segment.row_of(slot)};
-                return false;
-            }
-            if (!collector_.offer(segment.handle_of(slot))) return false;
-        }
-        budget_.charge(row_cost * static_cast<std::uint32_t>(count));
-        run = run.subspan(count);
+        ++rows_;
+        task_.budget.charge(1);
+        const Segment& segment = task_.table.rows().segment_of(row);
+        const std::uint32_t slot = segment.slot_of(row);
+        if (marks_ && !marks_->has(segment, slot)) continue;
+        if (task_.reachable_only && !segment.reachable(slot)) continue;
+        ++candidates_;
+        if (!task_.collector.offer(segment.handle_of(slot))) return false;
     }
-    return true;
+    if (state_.settled || rows_ < rows_to_judge_) return true;
+    note_progress();
+    if (task_.collector.full()) return false;
+    const double cost =
+        cost_by_buckets(state_.candidates / state_.rows, (state_.matches + 1) / state_.rows);
+    if (cost <= cost_by_rows()) return true;
+    next_ = {bucket_, run.back() + 1};
+    take(ScanState::Way::rows);
+    return false;
 }
 
-// Moves those of some slots that may match to the front.
-std::span<const std::uint32_t> ScanWalk::may_match(const Segment& segment,
-                                                   std::span<std::uint32_t> slots) {
-    if (state_.way == ScanState::Way::walking) {
-        const auto end = std::remove_if(slots.begin(), slots.end(), [&](std::uint32_t slot) {
-            return !state_.marks.has(segment, slot);
-        });
-        slots = slots.first(static_cast<std::size_t>(end - slots.begin()));
-    } else if (!plan_.admits_all()) {
-        slots = slots.first(plan_.narrow(segment, slots));
-    }
-    return reachable_only_ ? slots.first(segment.reachable_of(slots)) : slots;
+void ScanWalk::note_progress() {
+    if (!task_.collector.full()) (void)task_.collector.finish();
+    state_.rows += rows_;
+    state_.candidates += candidates_;
+    state_.matches += static_cast<double>(wanted_ - task_.collector.wanted());
+    rows_ = candidates_ = 0;
+    wanted_ = task_.collector.wanted();
 }
 
 }  // namespace vorrim
