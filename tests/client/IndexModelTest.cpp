@@ -417,7 +417,8 @@ TEST_P(IndexModel, AnswersAsTheModelDoes) {
 // that are packed: every way through the index is taken.
 constexpr IndexTuning kEdges{
     .row_limit = 1100, .segment_rows = 4096, .slice = 5, .rows_to_judge = 8, .step = 40};
-constexpr IndexTuning kOnlyWalks{.row_limit = 4000, .slice = 64, .rows_to_judge = 100000, .step = 900};
+constexpr IndexTuning kOnlyWalks{
+    .row_limit = 4000, .slice = 64, .rows_to_judge = 100000, .step = 900};
 constexpr IndexTuning kLong{
     .row_limit = 60000, .segment_rows = 4096, .slice = 256, .rows_to_judge = 16, .step = 60};
 

@@ -12,6 +12,7 @@
 //
 // Threads     None inside; const operations may run side by side.
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -58,6 +59,13 @@ public:
     // the rows.
     template <class Visit>
     bool visit_runs(Visit&& visit_run) const;
+
+    // Hands over the rows base + i of the bits i of a window that are not lower than `first`, in
+    // ascending runs of at most 64, until visit_run(span) returns false; returns whether it did
+    // not.
+    template <class VisitRun>
+    static bool visit_window(std::uint32_t base, Window words, std::uint32_t first,
+                             VisitRun&& visit_run);
 
     // Calls visit(row) for every row in ascending order.
     template <class Visit>
@@ -138,6 +146,22 @@ bool RowBlocks::visit_runs(Visit&& visit_run) const {
                       Run{block.base, std::min(end, block.base + kWindowRows), {}, block.bits()})
                 : visit_run(Run{block.base, end, block.array(), nullptr});
         if (!more) return false;
+    }
+    return true;
+}
+
+template <class VisitRun>
+bool RowBlocks::visit_window(std::uint32_t base, Window words, std::uint32_t first,
+                             VisitRun&& visit_run) {
+    for (std::uint32_t word = (first - base) / 64; word < words.size(); ++word) {
+        std::array<std::uint32_t, 64> run;
+        std::size_t count = 0;
+        for (std::uint64_t rest = words[word]; rest != 0; rest &= rest - 1) {
+            const std::uint32_t row =
+                base + word * 64 + static_cast<std::uint32_t>(std::countr_zero(rest));
+            if (row >= first) run[count++] = row;
+        }
+        if (!visit_run(std::span<const std::uint32_t>(run.data(), count))) return false;
     }
     return true;
 }

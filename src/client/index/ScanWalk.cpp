@@ -144,17 +144,7 @@ std::optional<BucketPlace> ScanWalk::walk_buckets(BucketPlace from) {
 }
 
 bool ScanWalk::window(std::uint32_t base, RowBlocks::Window words, std::uint32_t first) {
-    for (std::uint32_t word = (first - base) / 64; word < words.size(); ++word) {
-        std::array<std::uint32_t, 64> run;
-        std::size_t count = 0;
-        for (std::uint64_t rest = words[word]; rest != 0; rest &= rest - 1) {
-            const std::uint32_t row =
-                base + word * 64 + static_cast<std::uint32_t>(std::countr_zero(rest));
-            if (row >= first) run[count++] = row;
-        }
-        if (!rows({run.data(), count})) return false;
-    }
-    return true;
+    return RowBlocks::visit_window(base, words, first, [this](auto run) { return rows(run); });
 }
 
 bool ScanWalk::rows(std::span<const std::uint32_t> run) {
