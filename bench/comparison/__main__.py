@@ -2,6 +2,7 @@
 
 import argparse
 import json
+import os
 import subprocess
 import sys
 from pathlib import Path
@@ -162,7 +163,8 @@ class Comparison:
         out = self.options.out / "growth.json"
         files = "100000" if self.options.quick else "1000000"
         subprocess.run([str(program), "--files", files, "--json", str(out)],
-                       stdout=subprocess.DEVNULL, check=True)
+                       stdout=subprocess.DEVNULL, check=True,
+                       env={**os.environ, **dict(VORRIM.environment)})
         grown: dict[str, Any] = json.loads(out.read_text())
         out.unlink()
         return grown
