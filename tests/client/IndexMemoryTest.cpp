@@ -24,6 +24,11 @@ void* allocate(std::size_t size, std::size_t alignment) {
     return memory;
 }
 
+// By itself, or GCC, once it has expanded one of the operators, takes the other for foreign.
+[[gnu::noinline]] void give_back(void* memory) {
+    std::free(memory);
+}
+
 void fail_after(std::int64_t succeeding, std::int64_t then_failing) {
     failing = then_failing;
     left = succeeding;
@@ -43,16 +48,16 @@ void* operator new(std::size_t size, std::align_val_t alignment) {
     return allocate(size, static_cast<std::size_t>(alignment));
 }
 void operator delete(void* memory) noexcept {
-    std::free(memory);
+    give_back(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+    give_back(memory);
 }
 void operator delete(void* memory, std::align_val_t) noexcept {
-    std::free(memory);
+    give_back(memory);
 }
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
-    std::free(memory);
+    give_back(memory);
 }
 
 namespace vorrim {
