@@ -177,10 +177,24 @@ bool ClientTable::with_hash(const FileHash& hash,
 }
 
 void ClientTable::for_each(const std::function<void(ClientConnection&)>& use) const {
-    const kx_read_guard hold(lock_);
-    for (ClientConnection* client = first_; client != nullptr;
-         client = static_cast<TableEntry&>(*client).after_) {
-        use(*client);
+    constexpr int kStep = 1024;
+    std::optional<Bookmarks::Mark> place;
+    std::uint64_t last = 0;
+    for (bool more = true; more;) {
+        const kx_read_guard hold(lock_);
+        if (!place) last = arrivals_;
+        ClientConnection* client = place ? place->next() : first_;
+        const auto to_visit = [&] { return client != nullptr && client->arrival() <= last; };
+        for (int left = kStep; left > 0 && to_visit(); --left) {
+            use(*client);
+            client = static_cast<TableEntry&>(*client).after_;
+        }
+        more = to_visit();
+        if (!more) continue;
+        if (place)
+            place->move(client);
+        else
+            place.emplace(bookmarks_, client);
     }
 }
 

@@ -81,7 +81,9 @@ public:
     bool with_id(ClientId id, const std::function<void(ClientConnection&)>& use) const;
     // Calls `use` with the record of the first client in order of arrival that has this hash.
     bool with_hash(const FileHash& hash, const std::function<void(RecordView)>& use) const;
-    // Calls `use` with each client in order of arrival.
+    // Calls `use` with each client in order of arrival: those who are there when it begins and have
+    // not left by their turn. The lock is held for a thousand at a time, so that a broadcast to all
+    // keeps nobody from logging in.
     void for_each(const std::function<void(ClientConnection&)>& use) const;
     // Hands on the records that match, in order of arrival, at most as many as the limit: a step of
     // bounded length each time, until it says true. The lock is held for a step.

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <thread>
+
 #include "client/ClientConnection.h"
 #include "client/ClientTable.h"
 #include "client/KeywordFileIndex.h"
@@ -62,6 +65,25 @@ TEST_F(ClientTableTest, AnIdentifierInUseIsNeverGivenTwice) {
     auto low = connect();
     ASSERT_TRUE(table_.assign_low_id(*low));
     EXPECT_EQ(table_.id_of(*low), ClientId(kHighestLowId - 2));
+}
+
+TEST_F(ClientTableTest, AWalkMeetsOnceAndInOrderWhoeverStaysWhileOthersLeave) {
+    std::vector<std::uint64_t> staying;
+    std::vector<std::unique_ptr<ClientConnection>> clients;
+    std::vector<std::unique_ptr<ClientConnection>> leaving;
+    for (int i = 0; i < 5000; ++i) {
+        auto client = std::make_unique<ClientConnection>(nullptr, pool_, service_);
+        if (i % 2 == 0) staying.push_back(client->arrival());
+        (i % 2 == 0 ? clients : leaving).push_back(std::move(client));
+    }
+    std::vector<std::uint64_t> met;
+    {
+        const std::jthread others([&leaving] { leaving.clear(); });
+        table_.for_each(
+            [&met](const ClientConnection& client) { met.push_back(client.arrival()); });
+    }
+    EXPECT_TRUE(std::ranges::is_sorted(met, std::ranges::less_equal()));
+    EXPECT_TRUE(std::ranges::includes(met, staying));
 }
 
 }  // namespace
