@@ -28,6 +28,27 @@ Behaviour finding_nobody() {
             .answer = to_byte(Opcode::OP_USER_FOUND)};
 }
 
+// A room that does not exist is joined without an answer, what is asked behind it has one.
+void must_have_room(const Options& options) {
+    Swarm swarm(options);
+    Peer& peer = swarm.peer(swarm.add());
+    peer.queue(join_room(kFirstRoom));
+    peer.queue(find_nobody());
+    static_cast<void>(peer.flush());
+    bool joined = false;
+    bool asked = true;
+    const auto end = Clock::now() + std::chrono::seconds(10);
+    while (asked && swarm.lost() == 0 && Clock::now() < end) {
+        swarm.turn(1000, [&](std::size_t, const Frame& frame) {
+            if (frame.code == to_byte(Opcode::OP_ROOM_MEMBERS)) joined = true;
+            if (frame.code == to_byte(Opcode::OP_USER_FOUND)) asked = false;
+        });
+    }
+    if (!asked && !joined) {
+        throw std::runtime_error("the server has no room; give its settings a room[0]");
+    }
+}
+
 }  // namespace
 
 Result run_sources(const Options& options) {
@@ -101,6 +122,7 @@ Result run_login(const Options& options) {
 }
 
 Result run_room(const Options& options) {
+    must_have_room(options);
     Result result;
     Swarm swarm(options);
     Behaviour joining = greeting(swarm.dialect());

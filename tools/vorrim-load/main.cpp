@@ -19,7 +19,7 @@ const std::vector<ScenarioInfo>& scenarios() {
         {"hold", "publish all files, and how much memory they take", run_hold},
         {"leave", "clients with 10,000 files come and go", run_leave},
         {"login", "connect, log in, one request, leave", run_login},
-        {"room", "one member talks, everyone listens", run_room},
+        {"room", "one member talks, everyone listens; the settings need a room[0]", run_room},
         {"idle", "log in and be quiet", run_idle},
         {"unreachable", "logins whose call-back hangs, with an ordinary client meanwhile",
          run_unreachable},
