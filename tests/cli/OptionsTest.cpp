@@ -35,7 +35,10 @@ TEST(OptionsTest, OptionsMayFollowTheCommand) {
 
 TEST(OptionsTest, SenselessCommandLinesEndWithTwoAndHelpWithNought) {
     EXPECT_EQ(parsed({}).exit_code, 2);
+    testing::internal::CaptureStderr();
     EXPECT_EQ(parsed({"dance"}).exit_code, 2);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "vorrim-cli: there is no command or option dance (see vorrim-cli --help)\n");
     EXPECT_EQ(parsed({"search"}).exit_code, 2);
     EXPECT_EQ(parsed({"status", "extra"}).exit_code, 2);
     EXPECT_EQ(parsed({"status", "--port", "0"}).exit_code, 2);

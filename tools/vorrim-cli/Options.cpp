@@ -174,7 +174,12 @@ ParsedOptions parse_options(int argc, const char* const* argv) {
             parsed.exit_code = app.exit(error);
             return parsed;
         }
-        std::fprintf(stderr, "vorrim-cli: %s (see vorrim-cli --help)\n", error.what());
+        // The parser misses a command before it looks at a word that should have been one.
+        const std::vector<std::string> strange = app.remaining();
+        const bool names_none = app.get_subcommands().empty() && !strange.empty();
+        std::fprintf(stderr, "vorrim-cli: %s (see vorrim-cli --help)\n",
+                     names_none ? ("there is no command or option " + strange.front()).c_str()
+                                : error.what());
         parsed.exit_code = static_cast<int>(Outcome::error);
         return parsed;
     }
