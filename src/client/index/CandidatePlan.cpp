@@ -17,8 +17,8 @@ CandidatePlan::Group CandidatePlan::group_of(const SearchNode& root, int depth) 
     Group group;
     const auto need = [&group](std::string_view text) {
         group.needed.add(text);
-        GramFilter::for_each_place(text, [&group](std::uint32_t place) {
-            if (group.gram_count < kGrams) group.grams[group.gram_count++] = place;
+        GramFilter::for_each_run(text, [&group](const GramFilter::Run& run) {
+            if (group.gram_count < kGrams) group.grams[group.gram_count++] = run;
         });
     };
     prefix_walk(root, [&](const SearchNode& node) {
@@ -81,14 +81,16 @@ void CandidatePlan::order(Group& group, const RowStore::ColumnWeights& weights) 
             order(alternative, weights);
 }
 
-GramFilter::Parts CandidatePlan::parts(const Group& group, const GramFilter& grams) noexcept {
+GramFilter::Parts CandidatePlan::parts(const Group& group, const GramFilter& grams,
+                                       const GramFilter::Places& places) noexcept {
     GramFilter::Parts left = GramFilter::kAllParts;
-    for (const std::uint32_t place : group.runs())
-        if ((left &= grams.at(place)) == 0) return 0;
+    for (const GramFilter::Run& run : group.runs())
+        if (!places.for_each(run, [&](auto place) { return (left &= grams.at(place)) != 0; }))
+            return 0;
     for (const auto& alternatives : group.alternatives) {
         GramFilter::Parts united = 0;
         for (const Group& alternative : alternatives)
-            united |= parts(alternative, grams);
+            united |= parts(alternative, grams, places);
         if ((left &= united) == 0) return 0;
     }
     return left;
@@ -104,11 +106,16 @@ void CandidatePlan::for_each_first(Visit&& visit) const {
 
 void CandidatePlan::prefetch_parts(const Segment& segment) const noexcept {
     constexpr std::size_t kRunsAhead = 4;
-    if (const GramFilter* const grams = segment.grams())
-        for_each_first([&](const Group& group) {
-            for (std::size_t i = 0; i < std::min<std::size_t>(kRunsAhead, group.gram_count); ++i)
-                grams->prefetch(group.grams[i]);
-        });
+    const GramFilter* const grams = segment.grams();
+    if (grams == nullptr) return;
+    const GramFilter::Places places = segment.gram_places();
+    for_each_first([&](const Group& group) {
+        for (const GramFilter::Run& run : group.runs(kRunsAhead))
+            places.for_each(run, [&](auto place) {
+                grams->prefetch(place);
+                return true;
+            });
+    });
 }
 
 void CandidatePlan::narrow(const Segment& segment, std::uint32_t stretch,

@@ -39,7 +39,8 @@ public:
     // Asked before what follows.
     [[nodiscard]] GramFilter::Parts parts(const Segment& segment) const noexcept {
         const GramFilter* const grams = segment.grams();
-        return grams == nullptr ? GramFilter::kAllParts : parts(root_, *grams);
+        return grams == nullptr ? GramFilter::kAllParts
+                                : parts(root_, *grams, segment.gram_places());
     }
     // Fetches in advance what that reads first.
     void prefetch_parts(const Segment& segment) const noexcept;
@@ -86,7 +87,7 @@ private:
         std::array<std::uint16_t, kColumns> columns;  // the rarest of those, once chosen
         std::uint8_t column_count = 0;
         std::uint8_t gram_count = 0;
-        std::array<std::uint32_t, kGrams> grams;  // places in a GramFilter
+        std::array<GramFilter::Run, kGrams> grams;
         std::vector<std::vector<Group>> alternatives;
 
         [[nodiscard]] bool empty() const noexcept { return needed.empty() && alternatives.empty(); }
@@ -94,8 +95,9 @@ private:
             std::size_t most = kColumns) const noexcept {
             return {columns.data(), std::min<std::size_t>(column_count, most)};
         }
-        [[nodiscard]] std::span<const std::uint32_t> runs() const noexcept {
-            return {grams.data(), gram_count};
+        [[nodiscard]] std::span<const GramFilter::Run> runs(
+            std::size_t most = kGrams) const noexcept {
+            return {grams.data(), std::min<std::size_t>(gram_count, most)};
         }
     };
 
@@ -105,8 +107,8 @@ private:
     static constexpr std::size_t kAlternatives = 64;
     [[nodiscard]] Group group_of(const SearchNode& root, int depth);
     [[nodiscard]] std::vector<Group> alternatives_of(const SN_Operator& root, int depth);
-    [[nodiscard]] static GramFilter::Parts parts(const Group& group,
-                                                 const GramFilter& grams) noexcept;
+    [[nodiscard]] static GramFilter::Parts parts(const Group& group, const GramFilter& grams,
+                                                 const GramFilter::Places& places) noexcept;
     static void order(Group& group, const RowStore::ColumnWeights& weights) noexcept;
     static void narrow(const Group& group, const Segment& segment, std::uint32_t line,
                        Segment::Line& bits, std::size_t columns) noexcept;

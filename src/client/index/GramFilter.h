@@ -11,6 +11,10 @@
 // Shorter needles tell nothing here. Runs between two words, of which a name has more than of
 // others, are left out: hardly any needle has them.
 //
+// A run with a digit has two places. Such runs are what tells short needles apart, and names have
+// few of them. Every filter spreads runs in its own way: a rare run that shares its place with a
+// frequent one would otherwise do so in all of them, and leave all parts.
+//
 // Threads     None inside.
 #include <array>
 #include <cstddef>
@@ -28,32 +32,60 @@ public:
     static constexpr Parts kAllParts = ~Parts{0};
     static constexpr std::uint32_t kMaxParts = 64;
     static constexpr std::uint32_t kPartRows = 512;
-    // 512 names of 40 letters fill two fifths of their bits.
+    // 512 names of 40 letters fill half of their bits.
     static constexpr std::size_t kPlaceBits = 15;
 
-    // Calls visit(place) for every run of so many bytes of the text.
+    struct Run {
+        std::uint64_t bytes;
+        bool digit;  // among them
+    };
+    // Calls visit(run) for every run of so many bytes of the text.
     template <std::size_t kGram, class Visit>
     static void for_each_run(std::string_view text, Visit&& visit) {
         constexpr std::uint64_t kGramMask = (std::uint64_t{1} << (8 * kGram)) - 1;
-        constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;  // 2^64 divided by the golden ratio
         std::uint64_t window = 0;
         std::size_t at = 0;
+        std::size_t digit_at = 0;  // the last one, counted as `at` is
         for (const char byte : text) {
             window = (window << 8 | folded_byte(byte)) & kGramMask;
             at = separates_words(byte) ? 0 : at + 1;
-            if (at >= kGram)
-                visit(static_cast<std::uint32_t>((window * kSpread) >> (64 - kPlaceBits)));
+            if (at == 0) digit_at = 0;
+            if (byte >= '0' && byte <= '9') digit_at = at;
+            if (at >= kGram) visit(Run{window, digit_at + kGram > at});
         }
     }
     // The longer ones, which tell more, go first.
     template <class Visit>
-    static void for_each_place(std::string_view text, Visit&& visit) {
+    static void for_each_run(std::string_view text, Visit&& visit) {
         for_each_run<5>(text, visit);
         for_each_run<4>(text, visit);
     }
 
+    // Where the runs are in the filter of a segment.
+    class Places {
+    public:
+        // By the first row of which the filter tells.
+        explicit Places(std::uint32_t first_row) noexcept {
+            std::uint64_t mixed = (first_row + kStep) * kStep;
+            mixed = (mixed ^ mixed >> 32) * kStep;
+            factor_ = (mixed ^ mixed >> 29) | 1;
+        }
+        // Calls visit(place) for each until one returns false; returns whether none did.
+        template <class Visit>
+        bool for_each(const Run& run, Visit&& visit) const {
+            const std::uint64_t spread = run.bytes * factor_;
+            if (!visit(static_cast<std::uint32_t>(spread >> (64 - kPlaceBits)))) return false;
+            return !run.digit || visit(static_cast<std::uint32_t>(spread >> (64 - 2 * kPlaceBits)) &
+                                       ((1u << kPlaceBits) - 1));
+        }
+
+    private:
+        static constexpr std::uint64_t kStep = 0x9E3779B97F4A7C15;  // 2^64 by the golden ratio
+        std::uint64_t factor_;
+    };
+
     // Adds all text tags of a record to a part.
-    void add(std::uint32_t part, RecordView record) noexcept;
+    void add(std::uint32_t part, RecordView record, const Places& places) noexcept;
 
     // The parts that have something at this place.
     [[nodiscard]] Parts at(std::uint32_t place) const noexcept { return places_[place]; }

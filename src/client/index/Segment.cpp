@@ -69,7 +69,7 @@ std::uint32_t Segment::append(std::uint32_t handle, const TextSignature& signatu
     if (reachable) bit_row(kReachableRow)[line].set(bit);
     signature.for_each_column(
         [&](std::size_t column) { bit_row(kFirstColumn + column)[line].set(bit); });
-    grams_->add(slot / GramFilter::kPartRows, record);
+    grams_->add(slot / GramFilter::kPartRows, record, gram_places());
     ++live_count_;
     return slot;
 }

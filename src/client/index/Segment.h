@@ -147,6 +147,9 @@ public:
     // What occurs in the texts of the rows from first_known() on, as many as a segment has before
     // it is packed; null when that is not known.
     [[nodiscard]] const GramFilter* grams() const noexcept { return grams_.get(); }
+    [[nodiscard]] GramFilter::Places gram_places() const noexcept {
+        return GramFilter::Places(first_known_);
+    }
     [[nodiscard]] std::uint32_t first_known() const noexcept { return first_known_; }
     [[nodiscard]] std::uint32_t known_end() const noexcept { return first_known_ + max_rows_; }
     // The lines of slots, one bit each, in which there are rows of some parts, or such of which
