@@ -36,7 +36,9 @@ public:
 // source that leaves.
 [[nodiscard]] std::unique_ptr<Engine> make_postings();
 // The folded names behind one another in memory, every one searched for the needles; scans only.
-[[nodiscard]] std::unique_ptr<Engine> make_linear();
+// A scan of the folded texts that lie behind one another, of all of them or until there are enough.
+enum class LinearKind { whole, stopping };
+[[nodiscard]] std::unique_ptr<Engine> make_linear(LinearKind kind);
 // SQLite's full-text search, in memory, with the records in a table beside it.
 [[nodiscard]] std::unique_ptr<Engine> make_fts5();
 // RediSearch in a server of its own, which has to be installed.

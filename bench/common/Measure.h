@@ -41,6 +41,9 @@ using Clock = std::chrono::steady_clock;
 class Samples {
 public:
     void add(double value) { values_.push_back(value); }
+    void add(const Samples& others) {
+        values_.insert(values_.end(), others.values_.begin(), others.values_.end());
+    }
     [[nodiscard]] std::size_t count() const noexcept { return values_.size(); }
     // 0 is the lowest, 0.5 the median, 1 the highest; 0 when there are none.
     [[nodiscard]] double at(double share) const {

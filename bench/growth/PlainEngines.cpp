@@ -109,7 +109,11 @@ private:
 
 class Linear final : public Engine {
 public:
-    [[nodiscard]] const char* name() const override { return "linear"; }
+    explicit Linear(LinearKind kind) : whole_(kind == LinearKind::whole) {}
+
+    [[nodiscard]] const char* name() const override {
+        return whole_ ? "linear_whole" : "linear_stopping";
+    }
     [[nodiscard]] bool answers(const QueryClass& of) const override {
         return of.scan && of.about_text;
     }
@@ -133,13 +137,15 @@ public:
                         });
                     }))
                 continue;
+            if (found == kLimit) continue;
             write_bytes(out, records_[number].bytes());
-            if (++found == kLimit) break;
+            if (++found == kLimit && !whole_) break;
         }
         return found;
     }
 
 private:
+    const bool whole_;
     std::vector<RecordView> records_;
     std::string texts_;
     std::vector<std::size_t> ends_;
@@ -161,8 +167,8 @@ std::unique_ptr<Engine> make_walk() {
 std::unique_ptr<Engine> make_postings() {
     return std::make_unique<Postings>();
 }
-std::unique_ptr<Engine> make_linear() {
-    return std::make_unique<Linear>();
+std::unique_ptr<Engine> make_linear(LinearKind kind) {
+    return std::make_unique<Linear>(kind);
 }
 
 }  // namespace vorrim::bench
