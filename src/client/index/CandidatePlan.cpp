@@ -175,6 +175,22 @@ std::size_t CandidatePlan::narrow(const Group& group, const Segment& segment,
     return slots.size();
 }
 
+std::size_t CandidatePlan::narrow_rows(const Segment& segment, std::span<const std::uint32_t>& rows,
+                                       std::span<std::uint32_t, kSlots> slots) const noexcept {
+    const std::uint64_t* const words = segment.column_words(root_.columns[0]);
+    std::size_t kept = 0;
+    while (!rows.empty() && kept < kSlots) {
+        const auto some = rows.first(std::min(rows.size(), kSlots - kept));
+        for (const std::uint32_t row : some) {
+            const std::uint32_t slot = row - segment.first_row();
+            slots[kept] = slot;
+            kept += words[slot / 64] >> (slot % 64) & 1;
+        }
+        rows = rows.subspan(some.size());
+    }
+    return kept;
+}
+
 void CandidatePlan::prefetch(const Segment& segment, std::uint32_t stretch) const noexcept {
     const std::uint32_t first = stretch * Segment::kStretchLines;
     const std::uint32_t end = std::min(segment.lines(), first + Segment::kStretchLines);

@@ -63,6 +63,13 @@ public:
                                      std::span<std::uint32_t> slots) const noexcept {
         return narrow(root_, segment, slots);
     }
+    // All matches have some column, in a plan that is ordered.
+    [[nodiscard]] bool has_columns() const noexcept { return root_.column_count != 0; }
+    // Takes ascending rows of a dense segment from the front, until none is left or the slots of
+    // kSlots of them are found that the first column leaves; returns their number.
+    [[nodiscard]] std::size_t narrow_rows(const Segment& segment,
+                                          std::span<const std::uint32_t>& rows,
+                                          std::span<std::uint32_t, kSlots> slots) const noexcept;
     // What a stretch costs that is narrowed, a line, and each of some slots, in the units of
     // StepBudget, near enough.
     [[nodiscard]] std::uint32_t stretch_cost() const noexcept {

@@ -94,12 +94,15 @@ bool KeywordWalk::meet_known(const Run& run, const Segment& segment, std::uint32
     const auto part_of = [&](std::uint32_t row) {
         return (row - segment.first_known()) / kPartRows;
     };
-    const auto most_possible = [&] {
-        const auto possible = static_cast<std::uint32_t>(std::popcount(parts_of(segment)));
-        return possible * 2 * kPartRows > segment.known_end() - segment.first_known();
+    const auto possible_rows = [&] {
+        return static_cast<std::uint32_t>(std::popcount(parts_of(segment))) * kPartRows;
     };
-    if (run.bits == nullptr &&
-        (run.rows.size() < (run.end - run.base) / kPartRows || most_possible()))
+    const std::uint32_t known_rows = segment.known_end() - segment.first_known();
+    const bool few = run.rows.size() < (run.end - run.base) / kPartRows;
+    if (run.bits == nullptr && !few && segment.dense() && plan_.has_columns() &&
+        possible_rows() > known_rows / 8 * 7)
+        return meet_most(run, segment, from, end);
+    if (run.bits == nullptr && (few || possible_rows() * 2 > known_rows))
         return meet_rows(run, segment, from, end, [&](std::uint32_t row) {
             return (parts_of(segment) >> part_of(row) & 1) != 0;
         });
@@ -130,6 +133,27 @@ bool KeywordWalk::meet_rows(const Run& run, const Segment& segment, std::uint32_
         std::size_t count = 0;
         for (; count < slots.size() && more(); ++at)
             if (possible(run.rows[at])) slots[count++] = segment.slot_of(run.rows[at]);
+        if (!offer_slots(segment, {slots.data(), count})) return false;
+    }
+    return true;
+}
+
+// Row by row where nearly all are possible: the first column is asked at once, so that its lines
+// are read one behind the other.
+bool KeywordWalk::meet_most(const Run& run, const Segment& segment, std::uint32_t from,
+                            std::uint32_t end) {
+    const std::size_t first = find_row(run.rows, from);
+    std::span<const std::uint32_t> rows = run.rows.subspan(first, find_row(run.rows, end) - first);
+    if (!rows.empty() && !drain()) return false;
+    while (!rows.empty()) {
+        if (budget_.spent() && rows.front() > from_) {
+            next_ = rows.front();
+            return false;
+        }
+        std::array<std::uint32_t, CandidatePlan::kSlots> slots;
+        const std::size_t before = rows.size();
+        const std::size_t count = plan_.narrow_rows(segment, rows, slots);
+        budget_.charge(static_cast<std::uint32_t>(before - rows.size()) / kRowsOfAUnit);
         if (!offer_slots(segment, {slots.data(), count})) return false;
     }
     return true;

@@ -47,7 +47,8 @@ private:
     static constexpr std::uint32_t kPartRows = GramFilter::kPartRows;
     static constexpr std::size_t kPartsAhead = 8;  // a power of two
     static constexpr std::uint32_t kSegmentsAhead = 8;
-    static constexpr std::uint32_t kPartsCost = 20;  // of a segment
+    static constexpr std::uint32_t kPartsCost = 20;   // of a segment
+    static constexpr std::uint32_t kRowsOfAUnit = 4;  // that are asked for one column
 
     // The rows of a list in one part.
     struct Part {
@@ -64,6 +65,7 @@ private:
     bool meet(const Run& run, const Segment& segment, std::uint32_t from, std::uint32_t end);
     bool meet_all(const Run& run, const Segment& segment, std::uint32_t from, std::uint32_t end);
     bool meet_known(const Run& run, const Segment& segment, std::uint32_t from, std::uint32_t end);
+    bool meet_most(const Run& run, const Segment& segment, std::uint32_t from, std::uint32_t end);
     template <class Possible>
     bool meet_rows(const Run& run, const Segment& segment, std::uint32_t from, std::uint32_t end,
                    Possible&& possible);

@@ -162,6 +162,10 @@ public:
     [[nodiscard]] const Line* column(std::size_t column) const noexcept {
         return bit_row(kFirstColumn + column);
     }
+    // The same as one run of words, 64 slots in each.
+    [[nodiscard]] const std::uint64_t* column_words(std::size_t column) const noexcept {
+        return reinterpret_cast<const std::uint64_t*>(this->column(column));
+    }
 
     // The live bits of slots 64 * word and following.
     [[nodiscard]] std::uint64_t live_word(std::uint32_t word) const noexcept {
