@@ -40,6 +40,8 @@ public:
         settings.thisIP = 0x0100007F;
         settings.limitExempt.clear();
         settings.apply_to(limits, random);
+        service_settings.max_files = 100;
+        service_settings.record_limits = {.bytes = 500, .tags = 9, .tag_name = 40, .tag_value = 90};
         files.init(7);
         rooms.add("Lobby");
         rooms.add("Attic");
@@ -74,7 +76,8 @@ public:
     ServerSettings settings;
     Limits limits;
     ServerDirectory directory{settings, net, limits.log};
-    KeywordFileIndex files;
+    // Searches of a few records take more than one step.
+    KeywordFileIndex files{{.step = 60}};
     ClientTable clients{random};
     RoomList rooms;
     FrozenRecord own_record = FrozenRecord::from(settings);

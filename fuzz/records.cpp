@@ -33,6 +33,7 @@ void network_form(const fuzz::Input& input) {
     fuzz::must(!again.empty() && equal(again.bytes(), frozen.bytes()));
     fuzz::must(again.view().int_tag("\x15") == 7);
     meta.print();
+    copies(meta, written);
 }
 
 void disk_form(const fuzz::Input& input) {
@@ -46,6 +47,50 @@ void disk_form(const fuzz::Input& input) {
     kx_memory_file rewritten(64);
     fuzz::must(again.fromDisk(own) && again.toDisk(rewritten));
     fuzz::must(equal(written.written(), rewritten.written()));
+}
+
+void copies(const Meta& meta, const kx_memory_file& written) {
+    Meta copy;
+    copy.copyFrom(meta);
+    kx_memory_file same(64);
+    fuzz::must(copy.toNetwork(same) && equal(same.written(), written.written()));
+    fuzz::must(same.written().size() <= copy.size());
+    while (!copy.tags().empty()) {
+        const MetaTag& first = *copy.tags().front();
+        if (!first.getName()) return;
+        const std::string name(*first.getName());
+        const std::size_t count = copy.tags().size();
+        fuzz::must(copy.getTagValue(name).has_value() && !copy.addTag(name, 3));
+        static_cast<void>(copy.getIntTag(name));
+        static_cast<void>(copy.getTextTag(name));
+        copy.removeTag(name);
+        fuzz::must(copy.tags().size() + 1 == count);
+    }
+}
+
+// A list on disk behind its marker: what was read reads the same again, record by record.
+void list_on_disk(const fuzz::Input& input) {
+    kx_memory_file stream(64);
+    write_8(stream, kListMarker);
+    write_bytes(stream, input.rest());
+    stream.seek(0);
+    FileList files;
+    if (!files.fromDisk(stream)) return;
+    kx_memory_file written(64);
+    fuzz::must(files.toDisk(written));
+    kx_memory_file own = kx_memory_file::reading(written.written());
+    FileList again;
+    kx_memory_file rewritten(64);
+    fuzz::must(again.fromDisk(own) && again.toDisk(rewritten));
+    fuzz::must(equal(written.written(), rewritten.written()));
+    FileList copy;
+    copy.copyFrom(files);
+    copy.setOwner(ClientId(1), 2);
+    files.forEach([&](const Meta& record) {
+        const FileList::Record found = copy.findByHash(record.hash());
+        fuzz::must(found && found->id() == 1 && found->port() == 2 && copy.addUnique(found));
+    });
+    fuzz::must(copy.count() == files.count());
 }
 
 void list(const fuzz::Input& input) {
@@ -71,6 +116,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (form % 3 == 0) network_form(input);
         if (form % 3 == 1) disk_form(input);
         if (form % 3 == 2) list(input);
+        if (form % 3 == 2) list_on_disk(input);
     } catch (const kx_err&) {
         // Bytes that end early: nothing was read.
     }

@@ -48,10 +48,15 @@ ClientConnection::~ClientConnection() {
     service_.clients.remove(*this);
 }
 
+bool ClientConnection::carry_on() {
+    return offer_ ? publish_more() : search_on();
+}
+
 bool ClientConnection::farewell() {
     FileIndex& files = service_.files;
     if (!leaving_) {
         long_search_.reset();
+        offer_.reset();
         if (test_ != nullptr) test_->abandon();
         if (room_ != nullptr) room_->leave(*this);
         room_ = nullptr;

@@ -45,6 +45,8 @@ private:
     // Questions for sources that came together.
     [[nodiscard]] std::size_t handle_run(std::span<const std::byte>& bytes,
                                          std::size_t most) override;
+    // A long search, or a long list of files.
+    [[nodiscard]] bool carry_on() override;
     // Leaves the room, then withdraws a slice of its files a turn.
     [[nodiscard]] bool farewell() override;
 
@@ -59,6 +61,8 @@ private:
     // Files (ClientFiles.cpp)
     [[nodiscard]] Verdict offer_files(kx_memory_file& payload);
     void refuse_excess(std::vector<FrozenRecord>& records);
+    void publish(std::span<FrozenRecord> records);
+    [[nodiscard]] bool publish_more();
     void get_sources(kx_memory_file& payload);
 
     // Searches (ClientSearches.cpp)
@@ -68,7 +72,7 @@ private:
     void search_users(kx_memory_file& payload);
     template <class Rest>
     void begin_search(Rest rest);
-    [[nodiscard]] bool carry_on() override;
+    [[nodiscard]] bool search_on();
     [[nodiscard]] bool take_step(SearchBatch& batch, kx_memory_file& out);
     [[nodiscard]] bool take_step(ClientMatches& matches, kx_memory_file& out);
     [[nodiscard]] static Opcode answer_to(const SearchBatch&) { return Opcode::OP_SEARCH_RESULTS; }
@@ -89,6 +93,12 @@ private:
     [[nodiscard]] Search& last_search();
     void sync_identifier();
 
+    // A long list of files that enters the index in steps.
+    struct Offer {
+        std::vector<FrozenRecord> records;
+        std::size_t published = 0;
+    };
+
     // A search that takes more than one step, and the records that it has found so far.
     struct LongSearch {
         std::variant<SearchBatch, ClientMatches> rest;
@@ -100,6 +110,7 @@ private:
     std::int32_t port_ = 0;           // as announced at login, sign-extended
     std::unique_ptr<Search> search_;  // none until the first search
     std::unique_ptr<LongSearch> long_search_;
+    std::unique_ptr<Offer> offer_;
     ReachabilityTest* test_ = nullptr;  // while the login waits for it
     Room* room_ = nullptr;
     std::vector<ClientId> former_ids_;  // of earlier logins under which files stand

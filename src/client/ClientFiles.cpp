@@ -13,6 +13,8 @@ namespace vorrim {
 
 namespace {
 
+// Published in one turn: the neighbours of whoever publishes many wait for no more.
+constexpr std::size_t kFilesAtOnce = 64;
 constexpr std::size_t kSourceRequest = kHeaderSize + 1 + kHashSize;
 
 }  // namespace
@@ -47,9 +49,27 @@ Connection::Verdict ClientConnection::offer_files(kx_memory_file& payload) {
     auto records = read_frozen_list(payload);
     if (!records) return Verdict::close;
     if (limited()) refuse_excess(*records);
-    if (records->empty()) return Verdict::keep;
-    files_ += service_.files.publish(std::move(*records), id(), static_cast<std::uint16_t>(port_));
+    weigh(static_cast<unsigned>(std::min<std::size_t>(records->size(), kFilesAtOnce)));
+    if (records->size() <= kFilesAtOnce) {
+        publish(*records);
+    } else {
+        offer_ = std::make_unique<Offer>(Offer{.records = std::move(*records)});
+        take_turns();
+    }
     return Verdict::keep;
+}
+
+void ClientConnection::publish(std::span<FrozenRecord> records) {
+    files_ += service_.files.publish(records, id(), static_cast<std::uint16_t>(port_));
+}
+
+bool ClientConnection::publish_more() {
+    const std::span<FrozenRecord> rest = std::span(offer_->records).subspan(offer_->published);
+    publish(rest.first(std::min(rest.size(), kFilesAtOnce)));
+    offer_->published += kFilesAtOnce;
+    if (rest.size() > kFilesAtOnce) return false;
+    offer_.reset();
+    return true;
 }
 
 // Each record is taken as a whole or not at all.

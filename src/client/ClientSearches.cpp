@@ -43,7 +43,7 @@ void ClientConnection::begin_search(Rest rest) {
     take_turns();
 }
 
-bool ClientConnection::carry_on() {
+bool ClientConnection::search_on() {
     return std::visit(
         [this](auto& rest) {
             if (!take_step(rest, long_search_->found)) return false;

@@ -55,7 +55,7 @@ std::uint32_t FileIndex::file_total() const {
 
 // ---- publication ----
 
-std::uint32_t FileIndex::publish(std::vector<FrozenRecord> records, ClientId owner,
+std::uint32_t FileIndex::publish(std::span<FrozenRecord> records, ClientId owner,
                                  std::uint16_t port) {
     std::vector<Prepared> slice;
     slice.reserve(std::min<std::size_t>(records.size(), tuning_.slice));

@@ -61,9 +61,12 @@ public:
     void replace_filters(std::vector<Filter> filters);
 
     // Publishes a client's files: each record is stamped with the owner and enters the index, or
-    // adds a source to the entry that its hash has already. Returns how many no filter refused. Any
-    // thread.
-    std::uint32_t publish(std::vector<FrozenRecord> records, ClientId owner, std::uint16_t port);
+    // adds a source to the entry that its hash has already. The records are used up. Returns how
+    // many no filter refused. Any thread.
+    std::uint32_t publish(std::span<FrozenRecord> records, ClientId owner, std::uint16_t port);
+    std::uint32_t publish(std::vector<FrozenRecord> records, ClientId owner, std::uint16_t port) {
+        return publish(std::span(records), owner, port);
+    }
 
     // Removes all sources with this identifier that were published before the call; entries that
     // lose their last source go with them. Costs that client's files, not the index. Any thread.

@@ -1,6 +1,7 @@
 #include "net/PoolShare.h"
 
 #include <algorithm>
+#include <ctime>
 #include <new>
 
 #include "base/Output.h"
@@ -29,6 +30,13 @@ void prefetch(const Task& task) noexcept {
 }
 
 thread_local PoolShare* running_share = nullptr;
+
+// What the calling thread has had of a processor.
+std::chrono::nanoseconds processor_time() noexcept {
+    timespec time{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
 
 // Names the share whose worker the thread is, for the length of a block.
 class RunningShare {
@@ -326,6 +334,7 @@ void PoolShare::run_once(std::optional<std::chrono::nanoseconds> limit) {
 
     const bool others_wait = !patient_.empty() || !leaving_.empty();
     const Task::TimePoint begin = others_wait ? clock_.now() : Task::TimePoint{};
+    const std::chrono::nanoseconds spent = others_wait ? processor_time() : spent.zero();
     running_.swap(ready_);
     for (std::size_t at = 0; at < running_.size(); ++at) {
         if (at + kTasksAhead < running_.size()) prefetch(*running_[at + kTasksAhead]);
@@ -336,7 +345,8 @@ void PoolShare::run_once(std::optional<std::chrono::nanoseconds> limit) {
     running_.clear();
     if (others_wait) {
         serve_patient();
-        see_off(clock_.now() - begin);
+        // The time that other processes had in between is none to make up for.
+        see_off(std::min(clock_.now() - begin, processor_time() - spent));
     }
     if (tasks_.capacity() > kFewTasks && tasks_.size() < tasks_.capacity() / 4) give_back_memory();
 }
