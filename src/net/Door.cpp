@@ -12,7 +12,8 @@ namespace vorrim {
 
 namespace {
 
-constexpr int kAcceptsPerTurn = 64;
+// With what comes of each, about as long as the turn of a busy connection.
+constexpr int kAcceptsPerTurn = 16;
 // How long a door waits for a descriptor to become free.
 constexpr std::chrono::milliseconds kExhaustedPause{100};
 
