@@ -1,5 +1,9 @@
 #include "client/ExClientDoor.h"
 
+#include <algorithm>
+#include <span>
+#include <utility>
+
 #include "base/Output.h"
 #include "base/file/primitives.h"
 #include "client/ClientConnection.h"
@@ -21,7 +25,11 @@ constexpr std::uint32_t kListCost = 1389;      // of servers, as long as one may
 }  // namespace
 
 void ExClientDoor::handle_datagram(kx_memory_file& in) {
-    if (read_8(in) != kDatagramMarker) return;
+    if (read_8(in) != kDatagramMarker || stays_behind(in)) return;
+    answer(in);
+}
+
+void ExClientDoor::answer(kx_memory_file& in) {
     const std::uint8_t opcode = read_8(in);
     switch (static_cast<Opcode>(opcode)) {
         case Opcode::OP_UDP_STATUS_REQUEST:
@@ -77,7 +85,7 @@ void ExClientDoor::search_files(kx_memory_file& in) {
     // The asker has no identifier, so it sees what a low one sees.
     SearchBatch batch =
         service_.files.begin_batch(*search, service_.settings.max_search_results, ClientId());
-    serve({std::move(search), std::move(batch), peer()});
+    serve({std::move(search), std::move(batch)});
 }
 
 void ExClientDoor::search_users(kx_memory_file& in) {
@@ -86,18 +94,44 @@ void ExClientDoor::search_users(kx_memory_file& in) {
     auto search = std::make_unique<Search>();
     if (!search->read(in)) return;
     ClientMatches matches(*search, service_.settings.max_search_results);
-    serve({std::move(search), std::move(matches), peer()});
+    serve({std::move(search), std::move(matches)});
+}
+
+bool ExClientDoor::stays_behind(const kx_memory_file& datagram) {
+    const auto before = std::ranges::find(waiting_, peer(), &Waiting::asker);
+    if (before == waiting_.end() || before->behind.size() >= kMostBehind) return false;
+    const std::span<const std::byte> rest = datagram.rest();
+    before->behind.emplace_back(rest.begin(), rest.end());
+    return true;
 }
 
 void ExClientDoor::serve(LongSearch search) {
-    if (!take_step(search)) long_searches_.push_back(std::move(search));
+    if (take_step(search)) return;
+    const auto free = std::ranges::find_if(waiting_, [this](const Waiting& waiting) {
+        return waiting.asker == peer() && !waiting.search;
+    });
+    Waiting& waiting =
+        free != waiting_.end() ? *free : waiting_.emplace_back(Waiting{peer(), {}, {}});
+    waiting.search.emplace(std::move(search));
 }
 
 void ExClientDoor::carry_on() {
-    LongSearch search = std::move(long_searches_.front());
-    long_searches_.pop_front();
-    set_peer(search.asker);
-    serve(std::move(search));
+    const auto waiting = waiting_.begin();
+    waiting_.splice(waiting_.end(), waiting_, waiting);
+    set_peer(waiting->asker);
+    if (waiting->search) {
+        LongSearch search = std::move(*waiting->search);
+        waiting->search.reset();
+        attempt([&] { serve(std::move(search)); });
+    }
+    while (!waiting->search && !waiting->behind.empty() && work_left()) {
+        const std::vector<std::byte> datagram = std::move(waiting->behind.front());
+        waiting->behind.pop_front();
+        kx_memory_file in = kx_memory_file::reading(datagram);
+        count_work(1);
+        attempt([&] { answer(in); });
+    }
+    if (!waiting->search && waiting->behind.empty()) waiting_.erase(waiting);
 }
 
 bool ExClientDoor::take_step(LongSearch& search) {

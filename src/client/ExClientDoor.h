@@ -3,8 +3,11 @@
 
 #include <cstddef>
 #include <deque>
+#include <list>
 #include <memory>
+#include <optional>
 #include <variant>
+#include <vector>
 
 #include "client/ClientMatches.h"
 #include "client/ClientService.h"
@@ -23,8 +26,9 @@ public:
 
 private:
     void handle_datagram(kx_memory_file& in) override;
-    [[nodiscard]] std::size_t unfinished() const override { return long_searches_.size(); }
+    [[nodiscard]] std::size_t unfinished() const override { return waiting_.size(); }
     void carry_on() override;
+    void answer(kx_memory_file& in);
 
     void status(kx_memory_file& in);
     void search_files(kx_memory_file& in);
@@ -39,19 +43,28 @@ private:
     void begin_answer(Opcode opcode);
     void answer_with(RecordView record);
 
-    // A search that takes more than one step.
     struct LongSearch {
         std::unique_ptr<Search> search;
         std::variant<SearchBatch, ClientMatches> rest;
-        kx_ip_address asker;
     };
+    // A sender whose search takes more than one step, and what it has sent behind that search: its
+    // answers come in the order of its questions.
+    struct Waiting {
+        kx_ip_address asker;
+        std::optional<LongSearch> search;
+        std::deque<std::vector<std::byte>> behind;
+    };
+    // Of further ones the answers may come before those of the search.
+    static constexpr std::size_t kMostBehind = 16;
+
+    [[nodiscard]] bool stays_behind(const kx_memory_file& datagram);
     // Takes a step of it, and keeps it when there is more to do.
     void serve(LongSearch search);
     // Whether it is through.
     [[nodiscard]] bool take_step(LongSearch& search);
 
     ClientService& service_;
-    std::deque<LongSearch> long_searches_;  // a step each, in turn
+    std::list<Waiting> waiting_;  // a step each, in turn
 };
 
 }  // namespace vorrim

@@ -1,10 +1,8 @@
 #include "net/UDPDoor.h"
 
-#include <new>
 #include <span>
 
 #include "base/Output.h"
-#include "base/kx_err.h"
 #include "net/PoolShare.h"
 #include "net/socketPool.h"
 
@@ -105,17 +103,8 @@ void UDPDoor::receive() {
     if (received_ < kBatch) flags_ = 0;  // nothing was left behind
 }
 
-template <class Work>
-void UDPDoor::attempt(Work work) {
-    out_.clear();
-    try {
-        work();
-    } catch (const kx_err&) {
-        current_output().printVerbose("*** Exception in UDPDoor\n");
-    } catch (const std::bad_alloc&) {
-        // An answer too large for the memory that is left is lost, as datagrams may be.
-        current_output().printVerbose("*** Exception in UDPDoor\n");
-    }
+void UDPDoor::report_broken() {
+    current_output().printVerbose("*** Exception in UDPDoor\n");
 }
 
 void UDPDoor::handle(const DatagramSlot& datagram) {
@@ -135,12 +124,12 @@ void UDPDoor::handle_some() {
 
 Turn UDPDoor::doTask(socketPool& /*pool*/) {
     if (closing()) return Turn::finished;
+    budget_ = kWorkPerTurn;
     if (stands_in_line_ && share()->may_take_long_turn(*this)) {
         stands_in_line_ = false;
-        attempt([&] { carry_on(); });
+        carry_on();
         send_answers();
     }
-    budget_ = kWorkPerTurn;
     bool more = true;
     while (more && budget_ > 0 && unfinished() < kMostUnfinished) {
         if (handled_ == received_) {

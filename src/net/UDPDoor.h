@@ -13,9 +13,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "base/file/kx_memory_file.h"
+#include "base/kx_err.h"
 #include "net/LimitLog.h"
 #include "net/Task.h"
 #include "net/kx_ip_address.h"
@@ -67,14 +69,27 @@ protected:
     [[nodiscard]] bool may_send(std::uint32_t address, std::uint32_t bytes);
     // What was asked is as much work as that many other datagrams: the turn ends earlier.
     void count_work(int datagrams) noexcept { budget_ -= datagrams; }
+    // Whether the turn has room for more of it.
+    [[nodiscard]] bool work_left() const noexcept { return budget_ > 0; }
+    // What a datagram's work raises ends that work only.
+    template <class Work>
+    void attempt(Work work) {
+        out_.clear();
+        try {
+            work();
+        } catch (const kx_err&) {
+            report_broken();
+        } catch (const std::bad_alloc&) {
+            // An answer too large for the memory that is left is lost, as datagrams may be.
+            report_broken();
+        }
+    }
 
 private:
     void receive();
     void handle(const DatagramSlot& datagram);
     void handle_some();
-    // What a datagram's work raises ends that work only.
-    template <class Work>
-    void attempt(Work work);
+    static void report_broken();
     void queue_answer();
     [[nodiscard]] bool withhold(Limit limit) const;
     void send_answers();

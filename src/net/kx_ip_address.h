@@ -49,6 +49,10 @@ public:
     [[nodiscard]] std::string text() const;
     [[nodiscard]] const sockaddr_in& endpoint() const noexcept { return endpoint_; }
     [[nodiscard]] sockaddr_in& endpoint() noexcept { return endpoint_; }
+    // Ports count as well.
+    [[nodiscard]] friend bool operator==(const kx_ip_address& a, const kx_ip_address& b) noexcept {
+        return a.value() == b.value() && a.endpoint_.sin_port == b.endpoint_.sin_port;
+    }
 
 private:
     sockaddr_in endpoint_{};
