@@ -158,7 +158,7 @@ TEST(KeywordFileIndex, LosesNothingWhenMemoryRunsOutAndGivesEverythingBackWithou
         ASSERT_NO_FATAL_FAILURE(expect_consistent(index));
 
         std::array leaving{kResident, kGuest, kSecondGuest};
-        std::ranges::rotate(leaving, leaving.begin() + n % leaving.size());
+        std::rotate(leaving.begin(), leaving.begin() + n % leaving.size(), leaving.end());
         for (const ClientId client : leaving) {
             fail_after(n % 7, n % 2 * kAll);
             index.remove_client(client);
