@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/search/ExpressionModel.h"
+#include "tests/client/ExpressionModel.h"
 
 namespace vorrim::test {
 
@@ -129,12 +129,6 @@ public:
         for (const auto& [number, bucket] : table_)
             total += bucket.size();
         return total;
-    }
-    [[nodiscard]] std::size_t longest_list() const {
-        std::size_t longest = 0;
-        for (const auto& [word, list] : lists_)
-            longest = std::max(longest, list.size());
-        return longest;
     }
 
 private:

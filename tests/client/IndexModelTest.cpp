@@ -354,7 +354,7 @@ private:
             rest.offset = real.resume_offset;
             std::ranges::copy(among(all_from(rest), lasting), std::back_inserter(met));
         }
-        ASSERT_EQ(met, lasting) << root.print();
+        ASSERT_EQ(met, lasting) << printed(real);
         batch.reset();  // which prints
         model_.lines = lines;
         errors_.lines = lines;

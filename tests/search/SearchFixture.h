@@ -39,12 +39,6 @@ public:
         write_32(bytes_, static_cast<std::uint32_t>(value));
         return std::move(*this);
     }
-    Record&& hash(std::string_view name) && {
-        start_tag(TagType::hash, name);
-        const std::byte value[kHashSize] = {};
-        write_bytes(bytes_, value);
-        return std::move(*this);
-    }
     // NOLINTNEXTLINE(google-explicit-constructor): a record is asked as what it shows
     operator RecordView() const { return RecordView(bytes_.contents()); }
 
@@ -78,11 +72,6 @@ inline const std::string kUnknownCompare = "Unknown Operation in SN_IntTagCompar
 
 inline std::span<const std::byte> as_span(std::string_view text) {
     return std::as_bytes(std::span(text.data(), text.size()));
-}
-
-inline bool read_bytes(Search& search, std::string_view wire) {
-    kx_memory_file stream = kx_memory_file::reading(as_span(wire));
-    return search.read(stream);
 }
 
 inline Search search_of(std::unique_ptr<SearchNode> root) {

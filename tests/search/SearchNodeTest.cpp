@@ -18,8 +18,8 @@ using test::size_above;
 using test::word;
 using test::written;
 
-// How nodes evaluate, print, write and copy is compared with a model in SearchModelTest, what can
-// be read is the wire tests' matter.
+// How nodes evaluate is compared with a model in IndexModelTest, that they write and copy what they
+// are is claimed by the fuzz target, what can be read is the wire tests' matter.
 
 TEST(SearchNodeTest, ReportsThatAreHeldComeLaterInOrderAndNotWithoutEnd) {
     ErrorLines errors;

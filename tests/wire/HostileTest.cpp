@@ -37,37 +37,6 @@ TEST(Hostile, EveryMessageAndDatagramCutAtEveryByte) {
     expect_honest_service(server);
 }
 
-TEST(Hostile, EveryMessageAndDatagramWithNoiseInIt) {
-    const std::uint32_t seed = std::random_device()();
-    std::cout << "seed " << seed << '\n';
-    std::mt19937 chance(seed);
-    const auto noise = [&](std::size_t length) {
-        Bytes bytes;
-        for (std::size_t i = 0; i < length; ++i)
-            bytes.u8(static_cast<std::uint32_t>(chance()));
-        return bytes;
-    };
-    // One byte changed, and noise behind the first ones.
-    const auto spoiled = [&](const Bytes& good, std::size_t kept) {
-        const std::size_t at = kept + chance() % (good.size() - kept + 1);
-        return std::vector{good.first(at).add(noise(1)).add(good.from(at + 1)),
-                           good.first(kept).add(noise(chance() % 1400))};
-    };
-    const ServerProcess server("verbose=true\npublic=true");
-    const Datagram sender(server);
-    for (int round = 0; round < 30; ++round) {
-        for (const Bytes& good : every_message())
-            for (const Bytes& bad : spoiled(good, 1))
-                static_cast<void>(WireClient(server).send_some(packet(bad)));
-        for (const Bytes& good : every_datagram())
-            for (const Bytes& bad : spoiled(good, 2))
-                static_cast<void>(sender.all_answers(bad));
-    }
-    server.wait_for_users(0);
-    WireClient(server).expect_nothing();  // with whom whatever strangers published leaves
-    expect_honest_service(server);
-}
-
 TEST(Hostile, RecordsAndListsAsLargeAsAPacketAllows) {
     const ServerProcess server;
     constexpr std::size_t kPlenty = 1000000;

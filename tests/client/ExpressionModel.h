@@ -97,24 +97,6 @@ struct ModelNode {
         }
     }
 
-    [[nodiscard]] std::string print() const {
-        static const char* const kCombine[] = {" & ", " | ", " ! ", " x "};
-        static const char* const kCompare[] = {"=", ">", "<", ">=", "<=", "!="};
-        switch (kind) {
-            case 0:
-                return " ( " + children[0].print() + (op < 4 ? kCombine[op] : " ") +
-                       children[1].print() + " ) ";
-            case 1:
-                return text;
-            case 2:
-                return name + "=" + text;
-            case 3:
-                return name + (op < 6 ? kCompare[op] : "ER") + std::to_string(number);
-            default:
-                return "*";
-        }
-    }
-
     // What reading the wire form does to the texts to be found.
     void lower() {
         text = folded(text);
