@@ -6,11 +6,7 @@
 #include <utility>
 
 #include "app/HousekeepingTask.h"
-#include "base/Random.h"
-#include "client/ClientConnection.h"
-#include "client/ClientService.h"
-#include "meta/Meta.h"
-#include "tests/net/PoolFixture.h"
+#include "tests/client/ServiceFixture.h"
 
 namespace vorrim {
 namespace {
@@ -22,20 +18,8 @@ public:
     std::string calls;
 };
 
-class NoServers final : public KnownServers {
-public:
-    [[nodiscard]] bool is_public() const override { return false; }
-    void onHello(std::uint32_t, std::uint16_t, Told) override {}
-    void onListHeader(std::uint32_t, std::uint16_t, Told) override {}
-    void learn(std::uint32_t, std::uint16_t, Told) override {}
-    void writeWorkingList(kx_memory_file&) const override {}
-};
-
-class HousekeepingTaskTest : public PoolFixture {
+class HousekeepingTaskTest : public ServiceFixture {
 protected:
-    Random random_{1};
-    ClientTable clients_{random_};
-    FileIndex files_;
     Directory directory_;
     HousekeepingTask task_{clients_, files_, &directory_};
 };
@@ -49,14 +33,8 @@ TEST_F(HousekeepingTaskTest, TheDirectoryIsSavedAndSweptAtOnceAndEvery721Cycles)
 }
 
 TEST_F(HousekeepingTaskTest, EveryConnectionGetsTheStatusEvery13Cycles) {
-    NoServers servers;
-    RoomList rooms;
-    WelcomeLines welcome;
-    const FrozenRecord record = FrozenRecord::from(Meta());
-    const ServiceSettings settings;
-    ClientService service{settings, record, clients_, files_, rooms, welcome, servers};
     auto [here, there] = make_pair();
-    pool_.add(std::make_unique<ClientConnection>(std::move(here), pool_, service));
+    pool_.add(std::make_unique<ClientConnection>(std::move(here), pool_, service_));
     settle();
 
     std::vector<FrozenRecord> files;
@@ -78,16 +56,12 @@ TEST_F(HousekeepingTaskTest, EveryConnectionGetsTheStatusEvery13Cycles) {
 
 TEST_F(HousekeepingTaskTest, EachRequestIsMetAtOnceAndMovesNoCycle) {
     std::atomic<int> sweeps{0};
-    class Counter final : public DirectoryUpkeep {
-    public:
-        explicit Counter(std::atomic<int>& count) : count_(count) {}
+    struct Counter final : DirectoryUpkeep {
+        explicit Counter(std::atomic<int>& counted) : count(counted) {}
         void save() override {}
-        void sweep() override { ++count_; }
-
-    private:
-        std::atomic<int>& count_;
-    };
-    Counter counter(sweeps);
+        void sweep() override { ++count; }
+        std::atomic<int>& count;
+    } counter(sweeps);
     HousekeepingTask task(clients_, files_, &counter);
     task.requestUpkeep();
     task.start();

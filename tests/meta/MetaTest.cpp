@@ -35,18 +35,6 @@ bool decode_disk(Record& record, const Bytes& bytes) {
     return record.fromDisk(stream);
 }
 
-const Bytes kArtistAbc = hex("02 06 00 41 72 74 69 73 74 03 00 61 62 63");
-const Bytes kPartHash = hex("01 01 00 07") + test::kCountingHash;
-const Bytes kIp = hex("03 01 00 10 7F 00 00 01");
-
-TEST(MetaTag, EncodesToGoldenBytes) {
-    EXPECT_EQ(test::network_form(*makeTagById(TagId::Size, std::uint32_t{1000})), kSize);
-    EXPECT_EQ(test::disk_form(*makeTag("Artist", TagText("abc"))), kArtistAbc);
-    const FileHash hash = FileHash::at(test::kCountingHash.data());
-    EXPECT_EQ(test::network_form(*makeTagById(TagId::PartHash, hash)), kPartHash);
-    EXPECT_EQ(test::network_form(*makeTagById(TagId::IP, std::uint32_t{0x0100007F})), kIp);
-}
-
 TEST(MetaTag, ATextTooLongForTheWireIsSaid) {
     test::RecordedOutput output;
     const std::string longest(65'534, 'x');
@@ -57,14 +45,6 @@ TEST(MetaTag, ATextTooLongForTheWireIsSaid) {
     EXPECT_EQ(output.take(), "V:**KX error in MetaTagString::toBytes()\n");
     EXPECT_TRUE(makeTag(too_long, std::uint32_t{5})->toBytes(out));
     EXPECT_EQ(output.take(), "V:**KX error in MetaTag::toBytes()\n");
-}
-
-TEST(Meta, AMissingTagIsSaidAndTheOthersStay) {
-    test::RecordedOutput output;
-    Meta meta;
-    EXPECT_FALSE(decode_network(meta, kFixed + hex("03 00 00 00") + kName + kSize));
-    EXPECT_EQ(output.take(), "V:ERROR: Meta::fromNetwork()\n");
-    EXPECT_EQ(meta.tags().size(), 2U);
 }
 
 TEST(Meta, DiskFormCarriesReservedWordAndExtraHashes) {
@@ -151,24 +131,6 @@ TEST(ServerMeta, CountersOfAPeerAreResetWhateverTheirType) {
     EXPECT_EQ(server.getTagValue("files"), TagValue(std::uint32_t{0}));
     EXPECT_EQ(server.getIntTag("\x0C"), 0U);
     EXPECT_EQ(server.tags().size(), 5U);
-}
-
-TEST(ServerMeta, HistoryTravelsInItsTag) {
-    ServerMeta server;
-    EXPECT_TRUE(server.setAddress("127.0.0.1", 4661));
-    server.setHistory(2);
-    server.addPing();
-    const Bytes expected = kServerFixed + hex("03 00 00 00") + hex("03 01 00 0F 35 12 00 00") +
-                           hex("03 01 00 10 7F 00 00 01") + hex("03 01 00 0D 03 00 00 00");
-    EXPECT_EQ(test::disk_form(server), expected);
-    ServerMeta loaded;
-    ASSERT_TRUE(decode_disk(loaded, expected));
-    EXPECT_EQ(loaded.history(), 3U);
-    loaded.setHistory(1);
-    ServerMeta again;
-    ASSERT_TRUE(decode_disk(again, test::disk_form(loaded)));
-    EXPECT_EQ(again.history(), 1U);
-    EXPECT_EQ(again.tags().size(), loaded.tags().size());
 }
 
 TEST(ServerMeta, ABadTagIsSaidAndNothingIsNormalised) {

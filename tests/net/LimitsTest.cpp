@@ -97,28 +97,17 @@ TEST(AddressGateTest, CountsConnectionsAndNewOnesPerAddressAndForgetsWhoIsGone) 
     EXPECT_EQ(gate.admit(7, clock.now()), Answer::too_many);
 }
 
-TEST(RequestBucketsTest, AMinutesWorthAtOnceThenOneAfterTheOther) {
-    constexpr RequestRates kRates{60, 0, 600, 0, 0};
+TEST(RequestBucketsTest, TheLongestSilenceIsWorthAMinute) {
+    constexpr RequestRates kRates{60};
     ManualClock clock;
-    int looked = 0;
-    const auto now = [&] {
-        ++looked;
-        return clock.now();
-    };
+    const auto now = [&] { return clock.now(); };
     RequestBuckets buckets;
     buckets.fill(kRates, clock.now());
     for (int i = 0; i < 60; ++i)
         EXPECT_EQ(buckets.spend(Request::login, kRates, now), 0ms);
-    EXPECT_EQ(looked, 0);
     EXPECT_EQ(buckets.spend(Request::login, kRates, now), 1000ms);
     EXPECT_EQ(buckets.spend(Request::login, kRates, now), 2000ms);  // two tokens to come are taken
-    EXPECT_EQ(buckets.spend(Request::search, kRates, now), 0ms);
-    for (int i = 0; i < 100; ++i)
-        EXPECT_EQ(buckets.spend(Request::offer, kRates, now), 0ms);  // no limit
-
-    clock.advance(2s);
-    EXPECT_EQ(buckets.spend(Request::login, kRates, now), 1000ms);
-    clock.advance(std::chrono::hours(24 * 40));  // long, and never more than a minute's worth
+    clock.advance(std::chrono::hours(24 * 40));
     int allowed = 0;
     while (buckets.spend(Request::login, kRates, now) == 0ms)
         ++allowed;
