@@ -57,8 +57,7 @@ protected:
     }
 
     CurrentFolder folder_;
-    testing::RecordingOutput output_;
-    ScopedOutput current_{output_};
+    RecordingOutput output_;
     ServerSettings settings_;
     NotingNetwork net_;
     LimitLog limits_;

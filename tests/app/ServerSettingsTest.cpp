@@ -11,7 +11,7 @@ namespace {
 TEST(ServerSettings, AnEmptyPasswordIsOneAndTimesBelowZeroAreOff) {
     const CurrentFolder folder;
     ServerSettings settings;
-    testing::RecordingOutput output;
+    RecordingOutput output;
     folder.write("vorrim.ini",
                  "[server]\nadminName=A\nadminPass=\nfirstPacketSeconds=1\npacketSeconds=2\n"
                  "unreadSeconds=3\nfloodSeconds=-4\n");

@@ -38,8 +38,7 @@ TEST(ConsoleModeDeathTest, SendsEverythingToTheConsoleAndBoxesToTheLog) {
     EXPECT_EXIT(
         {
             kx_enter_console_mode();
-            vorrim::testing::RecordingOutput output;
-            const ScopedOutput scope(output);
+            RecordingOutput output;
             ::testing::internal::CaptureStdout();
             kx_alert_handler.load()(kx_string("now"));
             const bool shown = ::testing::internal::GetCapturedStdout() == "Alert : now";

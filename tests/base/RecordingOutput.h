@@ -1,5 +1,5 @@
 #pragma once
-// An output that keeps what is printed on it, one entry for each call.
+// The current output for as long as it lives; keeps what is printed on it, chatter behind "V:".
 
 #include <cstdio>
 #include <mutex>
@@ -8,10 +8,11 @@
 
 #include "base/Output.h"
 
-namespace vorrim::testing {
+namespace vorrim {
 
 class RecordingOutput final : public Output {
 public:
+    // One entry for each print.
     std::vector<std::string> texts() const {
         const std::lock_guard hold(lock_);
         return texts_;
@@ -23,6 +24,13 @@ public:
             joined += text;
         return joined;
     }
+    // The same, and forgets it.
+    std::string take() {
+        std::string joined = all();
+        const std::lock_guard hold(lock_);
+        texts_.clear();
+        return joined;
+    }
 
     void vprintLine(const char* format, va_list arguments) override
         __attribute__((format(printf, 2, 0))) {
@@ -30,28 +38,29 @@ public:
     }
     void vprintError(const char* format, va_list arguments) override
         __attribute__((format(printf, 2, 0))) {
-        keep(format, arguments, "");
+        keep(format, arguments);
     }
     void vprintVerbose(const char* format, va_list arguments) override
         __attribute__((format(printf, 2, 0))) {
-        if (verbose()) keep(format, arguments, "");
+        if (verbose()) keep(format, arguments, "", "V:");
     }
     void vprintLocked(const char* format, va_list arguments) override
         __attribute__((format(printf, 2, 0))) {
-        keep(format, arguments, "");
+        keep(format, arguments);
     }
 
 private:
     __attribute__((format(printf, 2, 0))) void keep(const char* format, va_list arguments,
-                                                    const char* end) {
+                                                    const char* end = "", const char* begin = "") {
         char text[kLockedBuffer];
         std::vsnprintf(text, sizeof text, format, arguments);
         const std::lock_guard hold(lock_);
-        texts_.push_back(std::string(text) + end);
+        texts_.push_back(std::string(begin) + text + end);
     }
 
     mutable std::mutex lock_;
     std::vector<std::string> texts_;
+    ScopedOutput current_{*this};
 };
 
-}  // namespace vorrim::testing
+}  // namespace vorrim

@@ -8,6 +8,7 @@
 
 #include "base/Random.h"
 #include "client/KeywordFileIndex.h"
+#include "tests/client/Files.h"
 #include "tests/search/SearchFixture.h"
 
 namespace vorrim {
@@ -18,27 +19,6 @@ using namespace test;
 constexpr ClientId kLow(5);
 constexpr ClientId kHigh(0x0100007F);
 constexpr ClientId kOtherHigh(0x0200007F);
-constexpr std::uint16_t kPort = 4662;
-
-FileHash hash_of(std::uint32_t number) {
-    FileHash hash;
-    store_32(hash.bytes.data(), number);
-    return hash;
-}
-
-FrozenRecord file(std::uint32_t number, std::string_view name) {
-    kx_memory_file wire(256);
-    write_bytes(wire, hash_of(number).bytes);
-    write_32(wire, 0);
-    write_16(wire, 0);
-    write_32(wire, 1);
-    write_8(wire, TagType::text);
-    write_string("\x01", wire);
-    write_string(name, wire);
-    wire.seek(0);
-    return FrozenRecord::from_network(wire);
-}
-
 // The numbers of the files that a batch holds, in order.
 std::vector<std::uint32_t> batch(const FileIndex& index, Search& search, ClientId asker,
                                  std::int32_t limit) {

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "client/KeywordFileIndex.h"
+#include "tests/client/Files.h"
 #include "tests/search/SearchFixture.h"
 
 namespace {
@@ -72,35 +73,18 @@ namespace {
 
 using namespace test;
 
-constexpr std::uint16_t kPort = 4662;
 constexpr std::int32_t kAll = 1000000;
 
-FileHash hash_of(std::uint32_t number) {
-    FileHash hash;
-    store_32(hash.bytes.data(), number);
-    return hash;
-}
-
 // Every file is listed under "common"; some words are of a few files, some of one.
-FrozenRecord file(std::uint32_t number) {
-    kx_memory_file wire(256);
-    write_bytes(wire, hash_of(number).bytes);
-    write_32(wire, 0);
-    write_16(wire, 0);
-    write_32(wire, 1);
-    write_8(wire, TagType::text);
-    write_string("\x01", wire);
-    write_string("common w" + std::to_string(number % 97) + " v" + std::to_string(number % 4) +
-                     " only" + std::to_string(number),
-                 wire);
-    wire.seek(0);
-    return FrozenRecord::from_network(wire);
+FrozenRecord numbered(std::uint32_t number) {
+    return file(number, "common w" + std::to_string(number % 97) + " v" +
+                            std::to_string(number % 4) + " only" + std::to_string(number));
 }
 
 std::vector<FrozenRecord> files(std::uint32_t first, std::uint32_t end) {
     std::vector<FrozenRecord> list;
     for (std::uint32_t number = first; number < end; ++number)
-        list.push_back(file(number));
+        list.push_back(numbered(number));
     return list;
 }
 
@@ -147,7 +131,7 @@ TEST(KeywordFileIndex, LosesNothingWhenMemoryRunsOutAndGivesEverythingBackWithou
         auto list = files(kResidents - 10, kResidents + 50);
         // Sources of one file: more than stand in a page.
         for (int copy = 0; copy < 70; ++copy)
-            list.push_back(file(kResidents));
+            list.push_back(numbered(kResidents));
         fail_after(n, 1);
         try {
             index.publish(std::move(list), kGuest, kPort);

@@ -14,6 +14,7 @@
 #include "client/FileIndex.h"
 #include "client/KeywordFileIndex.h"
 #include "search/UnknownOperations.h"
+#include "tests/base/RecordingOutput.h"
 #include "tests/client/IndexModel.h"
 #include "tests/search/SearchFixture.h"
 
@@ -218,8 +219,8 @@ public:
             ASSERT_EQ(static_cast<KeywordFileIndex&>(*index_).keyword_total(),
                       model_.keyword_total());
         }
-        ASSERT_EQ(errors_.lines, model_.lines);
-        errors_.lines.clear();
+        ASSERT_EQ(errors_.texts(), model_.lines);
+        errors_.take();
         model_.lines.clear();
     }
 
@@ -315,7 +316,6 @@ private:
         root.lower();
         const ModelSearch whole{root, "", -1, 0};
         const std::uint32_t asker = chance_.client();
-        const Lines lines = model_.lines;
         const auto among = [](const std::vector<Bytes>& some, const std::vector<Bytes>& others) {
             std::vector<Bytes> kept;
             std::ranges::copy_if(some, std::back_inserter(kept), [&](const Bytes& hash) {
@@ -356,8 +356,8 @@ private:
         }
         ASSERT_EQ(met, lasting) << printed(real);
         batch.reset();  // which prints
-        model_.lines = lines;
-        errors_.lines = lines;
+        model_.lines.clear();
+        errors_.take();
     }
 
     void batch(Pair& pair) {
@@ -376,8 +376,11 @@ private:
         }
         const std::size_t lines_before = model_.lines.size();
         const std::vector<Bytes> expected = model_.search(pair.model, pair.limit, pair.asker);
-        if (model_.lines.size() > lines_before + UnknownReports::kMostLines)
-            model_.lines.resize(lines_before + UnknownReports::kMostLines);
+        const std::size_t most = lines_before + UnknownReports::kMostLines;
+        if (const std::size_t all = model_.lines.size(); all > most) {
+            model_.lines.resize(most);
+            model_.lines.push_back(" and " + std::to_string(all - most) + " more\n");
+        }
         Bytes expected_bytes;
         for (const Bytes& record : expected)
             expected_bytes += record;
@@ -393,7 +396,7 @@ private:
     Chance chance_;
     ModelIndex model_;
     std::unique_ptr<FileIndex> index_;
-    ErrorLines errors_;
+    RecordingOutput errors_;
     Pair pairs_[kPairs];
 };
 

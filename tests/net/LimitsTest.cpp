@@ -36,8 +36,7 @@ TEST(NetworkListTest, ReadsNetworksAndPassesOverWhatIsNone) {
 }
 
 TEST(LimitLogTest, EachLimitIsSaidAtMostOnceAMinuteWithItsCount) {
-    testing::RecordingOutput output;
-    const ScopedOutput current(output);
+    RecordingOutput output;
     ManualClock clock;
     LimitLog log;
     log.report(clock.now());

@@ -28,8 +28,7 @@ protected:
     }
 
     ManualClock clock_;
-    testing::RecordingOutput output_;
-    ScopedOutput current_{output_};
+    RecordingOutput output_;
     LoginThrottle throttle_{clock_};
 };
 

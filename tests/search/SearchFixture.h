@@ -1,17 +1,12 @@
 #pragma once
-// What the tests of expressions share: records and wire forms written byte by byte, and an output
-// that keeps the error lines.
-#include <cstdarg>
+// What the tests of expressions share: records and wire forms written byte by byte.
 #include <cstdint>
-#include <cstdio>
 #include <gtest/gtest.h>
 #include <memory>
-#include <pthread.h>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "base/Output.h"
 #include "base/file/kx_memory_file.h"
 #include "base/file/primitives.h"
 #include "meta/RecordView.h"
@@ -53,23 +48,6 @@ private:
     std::uint32_t count_ = 0;
 };
 
-// Makes itself the current output and keeps what is printed as errors.
-class ErrorLines final : public Output {
-public:
-    void vprintError(const char* format, va_list arguments) override {
-        char line[kLineBuffer];
-        std::vsnprintf(line, sizeof line, format, arguments);
-        lines.emplace_back(line);
-    }
-    std::vector<std::string> lines;
-
-private:
-    ScopedOutput scope_{*this};
-};
-
-inline const std::string kUnknownOperator = "Unknown Operation in Search";
-inline const std::string kUnknownCompare = "Unknown Operation in SN_IntTagCompare";
-
 inline std::span<const std::byte> as_span(std::string_view text) {
     return std::as_bytes(std::span(text.data(), text.size()));
 }
@@ -92,13 +70,6 @@ inline std::string printed(const Search& search) {
     return text;
 }
 
-inline std::string written(const SearchNode& node) {
-    kx_memory_file stream(64);
-    if (!node.write(stream)) return "(incomplete)";
-    const auto contents = stream.contents();
-    return std::string(reinterpret_cast<const char*>(contents.data()), contents.size());
-}
-
 inline std::unique_ptr<SearchNode> word(std::string text) {
     return std::make_unique<SN_Substring>(std::move(text));
 }
@@ -108,26 +79,6 @@ inline std::unique_ptr<SearchNode> size_above(std::int32_t value) {
 inline std::unique_ptr<SearchNode> combine(std::int32_t op, std::unique_ptr<SearchNode> left,
                                            std::unique_ptr<SearchNode> right) {
     return std::make_unique<SN_Operator>(op, std::move(left), std::move(right));
-}
-
-// Runs `body` where recursion over a tree of kDeep nodes cannot pass unnoticed: on half a megabyte
-// of stack, of which even the smallest frame, repeated so often, needs more.
-inline constexpr int kDeep = 50'000;
-
-template <class Body>
-void on_a_small_stack(Body body) {
-    constexpr std::size_t kStack = std::size_t{512} * 1024;
-    pthread_attr_t attributes;
-    pthread_t thread;
-    ASSERT_EQ(pthread_attr_init(&attributes), 0);
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, kStack), 0);
-    const auto start = [](void* argument) -> void* {
-        (*static_cast<Body*>(argument))();
-        return nullptr;
-    };
-    ASSERT_EQ(pthread_create(&thread, &attributes, start, &body), 0);
-    pthread_join(thread, nullptr);
-    pthread_attr_destroy(&attributes);
 }
 
 }  // namespace vorrim::test

@@ -1,28 +1,29 @@
+#include <functional>
 #include <gtest/gtest.h>
+#include <utility>
 
+#include "base/kx_thread_registry.h"
 #include "search/SearchNode.h"
 #include "search/UnknownOperations.h"
 #include "search/required_sides.h"
+#include "tests/base/RecordingOutput.h"
 #include "tests/search/SearchFixture.h"
 
 namespace vorrim {
 namespace {
 
 using test::combine;
-using test::ErrorLines;
-using test::kUnknownOperator;
 using test::printed;
 using test::Record;
 using test::search_of;
 using test::size_above;
 using test::word;
-using test::written;
 
 // How nodes evaluate is compared with a model in IndexModelTest, that they write and copy what they
 // are is claimed by the fuzz target, what can be read is the wire tests' matter.
 
 TEST(SearchNodeTest, ReportsThatAreHeldComeLaterInOrderAndNotWithoutEnd) {
-    ErrorLines errors;
+    RecordingOutput errors;
     const auto unknown = combine(9, word("a"), word("b"));
     const SN_IntTagCompare compare(1, 77, "x");
     const Record record = Record().integer("x", 1);
@@ -33,15 +34,34 @@ TEST(SearchNodeTest, ReportsThatAreHeldComeLaterInOrderAndNotWithoutEnd) {
             EXPECT_FALSE(unknown->evaluate(record));
             EXPECT_FALSE(compare.evaluate(record));
         }
-        EXPECT_TRUE(errors.lines.empty());
+        EXPECT_TRUE(errors.texts().empty());
     }
-    EXPECT_EQ(errors.lines, (std::vector<std::string>{kUnknownOperator, test::kUnknownCompare}));
+    EXPECT_EQ(errors.texts(), (std::vector<std::string>{"Unknown Operation in Search",
+                                                        "Unknown Operation in SN_IntTagCompare"}));
     {
         const HeldReports held;
         for (std::size_t i = 0; i < UnknownReports::kMostLines + 5; ++i)
             EXPECT_FALSE(unknown->evaluate(record));
     }
-    EXPECT_EQ(errors.lines.size(), 2 + UnknownReports::kMostLines);
+    EXPECT_EQ(errors.texts().size(), 2 + UnknownReports::kMostLines + 1);
+    EXPECT_EQ(errors.texts().back(), " and 5 more\n");
+}
+
+std::string written(const SearchNode& node) {
+    kx_memory_file stream(64);
+    if (!node.write(stream)) return "(incomplete)";
+    const auto contents = stream.contents();
+    return std::string(reinterpret_cast<const char*>(contents.data()), contents.size());
+}
+
+// Runs `body` where recursion over a tree of kDeep nodes cannot pass unnoticed: on half a megabyte
+// of stack, of which even the smallest frame, repeated so often, needs more.
+constexpr int kDeep = 50'000;
+
+void on_a_small_stack(std::function<void()> body) {
+    kx_thread_handle thread = kx_thread_create(std::move(body), std::size_t{512} * 1024);
+    ASSERT_TRUE(thread);
+    thread.join();
 }
 
 // Every verb on trees that no recursion would survive.
@@ -60,21 +80,21 @@ std::unique_ptr<SearchNode> deep_tree(Lean lean, std::int32_t op, int operators)
 class DeepTreeTest : public testing::TestWithParam<Lean> {};
 
 TEST_P(DeepTreeTest, EveryVerbManagesAnyDepth) {
-    test::on_a_small_stack([lean = GetParam()] {
-        auto tree = deep_tree(lean, CombineOp::kAnd, test::kDeep);
-        EXPECT_EQ(tree->weight(), 10 * (test::kDeep + 1));
-        EXPECT_EQ(tree->wire_size(), 2 * test::kDeep + 4 * (test::kDeep + 1));
+    on_a_small_stack([lean = GetParam()] {
+        auto tree = deep_tree(lean, CombineOp::kAnd, kDeep);
+        EXPECT_EQ(tree->weight(), 10 * (kDeep + 1));
+        EXPECT_EQ(tree->wire_size(), 2 * kDeep + 4 * (kDeep + 1));
         EXPECT_TRUE(tree->evaluate(Record().text("\x01", "a")));
         const std::string wire = written(*tree);
         EXPECT_EQ(wire.size(), static_cast<std::size_t>(tree->wire_size()));
         const auto copy = tree->clone();
         EXPECT_EQ(written(*copy), wire);
-        EXPECT_EQ(printed(*copy).size(), std::size_t{9} * test::kDeep + test::kDeep + 1);
+        EXPECT_EQ(printed(*copy).size(), std::size_t{9} * kDeep + kDeep + 1);
         std::string keyword;
         SearchNode& root = *tree;
         tree = root.extract_keyword(std::move(tree), keyword);
         EXPECT_EQ(keyword, "a");
-        EXPECT_EQ(tree->weight(), 10 * test::kDeep);
+        EXPECT_EQ(tree->weight(), 10 * kDeep);
     });
 }
 
@@ -101,17 +121,7 @@ TEST_P(DeepTreeTest, EvaluationAnswersAtAnyDepth) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Shapes, DeepTreeTest,
-                         testing::Values(Lean::left, Lean::right, Lean::zigzag),
-                         [](const auto& test_case) {
-                             switch (test_case.param) {
-                                 case Lean::left:
-                                     return "LeaningLeft";
-                                 case Lean::right:
-                                     return "LeaningRight";
-                                 default:
-                                     return "Zigzag";
-                             }
-                         });
+                         testing::Values(Lean::left, Lean::right, Lean::zigzag));
 
 // The keyword taken out of a tree, and what is left, as "keyword -> printed tree".
 std::string extracted(std::unique_ptr<SearchNode> root) {

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/un.h>
+#include <thread>
 #include <unistd.h>
 
 #include "tests/wire/harness/Datagram.h"
@@ -166,15 +168,25 @@ void ServerProcess::wait_for_users(std::uint32_t wanted) const {
     wait_until(std::to_string(wanted) + " users", [&] { return asker.status().users == wanted; });
 }
 
-std::chrono::milliseconds ServerProcess::processor_time() const {
-    std::ifstream file("/proc/" + std::to_string(pid()) + "/stat");
-    std::string field;
-    std::int64_t user = 0;
-    std::int64_t system = 0;
-    for (int number = 1; number <= 13; ++number)  // the program's name has no blank
-        file >> field;
-    if (!(file >> user >> system)) throw WireFailure("no processor time of the server");
-    return std::chrono::milliseconds((user + system) * 1000 / ::sysconf(_SC_CLK_TCK));
+void ServerProcess::wait_until_idle() const {
+    // Of each thread what it does, and how often it has given up a processor.
+    const auto look = [this] {
+        std::string seen;
+        const std::string threads = "/proc/" + std::to_string(pid()) + "/task";
+        for (const auto& thread : std::filesystem::directory_iterator(threads)) {
+            std::ifstream status(thread.path() / "status");
+            for (std::string line; std::getline(status, line);)
+                if (line.starts_with("State:") || line.find("ctxt_switches") != std::string::npos)
+                    seen += line + '\n';
+        }
+        return seen;
+    };
+    std::string before = look();
+    wait_until("the server is idle", [&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        const std::string now = look();
+        return std::exchange(before, now) == now && now.find("(running)") == std::string::npos;
+    });
 }
 
 }  // namespace vorrim::wire

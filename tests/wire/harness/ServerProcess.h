@@ -91,8 +91,9 @@ public:
     void wait_for_status(const Status& wanted) const;
     void wait_for_users(std::uint32_t wanted) const;
 
-    // What the process has used so far, all its threads together.
-    [[nodiscard]] std::chrono::milliseconds processor_time() const;
+    // Until none of its threads runs from one look to the next, a moment later: a thread that turns
+    // round and round or wakes all the time never lets that happen, a busy machine only later.
+    void wait_until_idle() const;
 
 private:
     void start_server(const Setup& setup);
