@@ -1,6 +1,7 @@
 // A search expression: read, evaluated on a record, printed, written, read again, extracted. What
 // comes behind it in the input is the record.
 
+#include <algorithm>
 #include <array>
 #include <string>
 
@@ -21,10 +22,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const RecordView record = own.empty() ? RecordView(kNoTags) : own.view();
     const bool matched = search.matches(record);
     static_cast<void>(may_report(*search.root()));
-    fuzz::must(search.root()->clone()->evaluate(record) == matched);
+    const auto copy = search.root()->clone();
+    fuzz::must(copy->evaluate(record) == matched);
 
     kx_memory_file written(64);
-    fuzz::must(search.root()->write(written));
+    kx_memory_file copied(64);
+    fuzz::must(search.root()->write(written) && copy->write(copied));
+    fuzz::must(std::ranges::equal(written.written(), copied.written()));
     fuzz::must(search.root()->wire_size() == static_cast<std::int32_t>(written.size()));
     kx_memory_file bytes = kx_memory_file::reading(written.written());
     Search again;
