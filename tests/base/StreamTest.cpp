@@ -136,6 +136,12 @@ TEST(Primitives, NameTheReadThatWasShortAndConsumeWhatThereWas) {
         "a", [](auto& s) { return read_16(s); }, "read_16 error");
     expect(
         "abc", [](auto& s) { return read_32(s); }, "read_32 error");
+    const auto four = [](auto& s) {
+        std::array<char, 4> to{};
+        readAll(s, to.data(), 4);
+        return to;
+    };
+    expect("abc", four, "readAll error");
     expect("\x01", text, "read_16 error");
     expect("\xFE\xFFzz", text, "readAll error");
     expect("\xFF\xFF", text, "read string error");
