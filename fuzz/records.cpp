@@ -1,6 +1,8 @@
 // A record in both forms, and the published list: the frozen record takes exactly what the record
 // takes and holds the same bytes, and whatever was read reads the same again.
 
+#include <vector>
+
 #include "base/kx_err.h"
 #include "fuzz/Input.h"
 #include "meta/FileList.h"
@@ -86,10 +88,12 @@ void list_on_disk(const fuzz::Input& input) {
     FileList copy;
     copy.copyFrom(files);
     copy.setOwner(ClientId(1), 2);
-    files.forEach([&](const Meta& record) {
-        const FileList::Record found = copy.findByHash(record.hash());
+    std::vector<FileHash> hashes;
+    files.forEach([&hashes](const Meta& record) { hashes.push_back(record.hash()); });
+    for (const FileHash& hash : hashes) {
+        const FileList::Record found = copy.findByHash(hash);
         fuzz::must(found && found->id() == 1 && found->port() == 2 && copy.addUnique(found));
-    });
+    }
     fuzz::must(copy.count() == files.count());
 }
 
