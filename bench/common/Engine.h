@@ -35,8 +35,8 @@ public:
 // Sorted lists of whole words, intersected, nothing evaluated: no expression, no substring, no
 // source that leaves.
 [[nodiscard]] std::unique_ptr<Engine> make_postings();
-// The folded names behind one another in memory, every one searched for the needles; scans only.
-// A scan of the folded texts that lie behind one another, of all of them or until there are enough.
+// A scan of the folded texts that lie behind one another in memory, of all of them or until there
+// are enough; scans only.
 enum class LinearKind { whole, stopping };
 [[nodiscard]] std::unique_ptr<Engine> make_linear(LinearKind kind);
 // SQLite's full-text search, in memory, with the records in a table beside it.

@@ -334,7 +334,7 @@ void PoolShare::run_once(std::optional<std::chrono::nanoseconds> limit) {
 
     const bool others_wait = !patient_.empty() || !leaving_.empty();
     const Task::TimePoint begin = others_wait ? clock_.now() : Task::TimePoint{};
-    const std::chrono::nanoseconds spent = others_wait ? processor_time() : spent.zero();
+    const auto spent = others_wait ? processor_time() : std::chrono::nanoseconds{};
     running_.swap(ready_);
     for (std::size_t at = 0; at < running_.size(); ++at) {
         if (at + kTasksAhead < running_.size()) prefetch(*running_[at + kTasksAhead]);
