@@ -14,7 +14,7 @@ constexpr std::uint32_t kFirstWindow = 4096;  // memory given to a payload befor
 constexpr std::uint32_t kLargestTransfer = 0x0FFFFFFF;
 constexpr std::size_t kLengthAt = 1;  // in the header
 
-// How the result of a read is read: -1 is an error, 0 nothing.
+// The direction of a transfer does not matter to how its result is read: -1 is an error, 0 nothing.
 struct Moved {
     Progress progress;
     std::uint32_t count;
@@ -116,6 +116,27 @@ Progress Packet::receive_payload(kx_file& from, std::uint32_t& count) {
     }
     body_.seek(0);
     return Progress::done;
+}
+
+Progress Packet::send(kx_file& to, std::uint32_t& count) {
+    count = 0;
+    if (header_progress_ < kHeaderSize) {
+        const auto [progress, gone] =
+            moved(to.write(&header_[header_progress_], kHeaderSize - header_progress_));
+        if (progress == Progress::failed) return progress;
+        count = gone;
+        header_progress_ = static_cast<std::uint8_t>(header_progress_ + gone);
+        if (header_progress_ < kHeaderSize) return Progress::pending;
+    }
+    const std::span<const std::byte> rest = payload().subspan(body_progress_);
+    if (rest.empty()) return Progress::pending;
+    const auto size =
+        static_cast<std::uint32_t>(std::min<std::size_t>(rest.size(), kLargestTransfer));
+    const auto [progress, gone] = moved(to.write(rest.data(), size));
+    if (progress == Progress::failed) return progress;
+    count += gone;
+    body_progress_ += gone;
+    return body_progress_ == size_ ? Progress::done : Progress::pending;
 }
 
 }  // namespace vorrim

@@ -58,7 +58,7 @@ public:
     // The payload ends where the body stands.
     void finish() noexcept;
 
-    // A packet to send with the same payload.
+    // A packet to send with the same payload, nothing of it sent yet.
     [[nodiscard]] Packet clone() const;
 
     // Back to empty, ready to receive the next message; the memory is released.
@@ -67,6 +67,10 @@ public:
     // Takes what the stream has, never blocks. `count` is set to the bytes taken by this step,
     // header included, also when the step fails.
     [[nodiscard]] Progress receive(kx_file& from, std::uint32_t& count);
+
+    // Gives what the stream takes, never blocks. `count` as above. A finished packet may be shared
+    // only by senders that do not use this operation: it counts what has gone out.
+    [[nodiscard]] Progress send(kx_file& to, std::uint32_t& count);
 
     // Judges the bytes from a frame's start on: incomplete until the whole frame is there, bad
     // (from the fifth byte on) when the marker or the length is wrong.
@@ -91,7 +95,7 @@ public:
         const std::span<const std::byte> written = body_.contents();
         return written.first(std::min<std::size_t>(size_, written.size()));
     }
-    // No byte received since construction or reset.
+    // No byte received or sent since construction or reset.
     [[nodiscard]] bool empty() const noexcept { return header_progress_ == 0; }
 
 private:
