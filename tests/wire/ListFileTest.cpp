@@ -26,14 +26,6 @@ ServerProcess::Setup saving_on(const std::shared_ptr<ScratchFolder>& folder,
             .ports = ports};
 }
 
-// Saves that follow one another for longer than any test waits.
-void keep_saving(const ServerProcess& server) {
-    std::string commands;
-    for (int i = 0; i < 2000; ++i)
-        commands += "sweep\n";
-    server.type(commands);
-}
-
 TEST(ListFile, AKillAtAnyMomentLeavesTheOldFileOrTheNewOne) {
     const auto folder = std::make_shared<ScratchFolder>();
     const auto ports = std::make_shared<PortBlock>();
@@ -50,34 +42,29 @@ TEST(ListFile, AKillAtAnyMomentLeavesTheOldFileOrTheNewOne) {
     const std::string new_list = folder->read(kFile);
     ASSERT_GT(new_list.size(), old_list.size());
 
-    constexpr unsigned kSeed = 4661;
-    std::minstd_rand random(kSeed);
+    std::string saves;  // one after the other, for longer than any test waits
+    for (int i = 0; i < 2000; ++i)
+        saves += "sweep\n";
+    std::minstd_rand random(4661);
     int old_ones = 0;
-    int new_ones = 0;
     int in_the_middle = 0;
     for (int kill = 0; kill < kKills; ++kill) {
         folder->write(kFile, old_list);
         ServerProcess server(saving_on(folder, ports));
-        keep_saving(server);
+        server.type(saves);
         // From before the first save, however slow the measured start was, into the later ones.
         const auto share = std::uniform_int_distribution<int>(0, 160)(random);
         std::this_thread::sleep_for(until_saved * share / 100);
         ASSERT_EQ(server.stop(SIGKILL), -SIGKILL);
         const std::string found = folder->read(kFile);
-        if (found == old_list) {
-            ++old_ones;
-        } else if (found == new_list) {
-            ++new_ones;
-        } else {
-            FAIL() << "after kill " << kill << " the file has " << found.size() << " bytes";
-        }
+        ASSERT_TRUE(found == old_list || found == new_list)
+            << "after kill " << kill << " the file has " << found.size() << " bytes";
+        old_ones += found == old_list ? 1 : 0;
         in_the_middle += folder->has(kBeside) ? 1 : 0;
         std::filesystem::remove(folder->path() / kBeside);
     }
-    std::cout << kKills << " kills: " << old_ones << " old files, " << new_ones << " new ones, "
-              << in_the_middle << " kills between begin and end of a save\n";
     EXPECT_GT(old_ones, 0);
-    EXPECT_GT(new_ones, 0);
+    EXPECT_LT(old_ones, kKills);
     EXPECT_GT(in_the_middle, 0);
 }
 

@@ -31,14 +31,16 @@ Record read_result(const Bytes& datagram) {
 
 }  // namespace
 
-Datagram::Datagram(const ServerProcess& server, Address from)
-    : address_(from), socket_(Socket::open(SOCK_DGRAM)) {
+Datagram::Datagram(const ServerProcess& server, Address from) : Datagram(from) {
+    socket_.connect(kLocalhost, server.ports().udp());
+}
+
+Datagram::Datagram(Address from) : address_(from), socket_(Socket::open(SOCK_DGRAM)) {
     // Room for the results of the largest search; the forced form is granted to root only.
     constexpr int kRoom = 4 << 20;
     if (::setsockopt(socket_.descriptor(), SOL_SOCKET, SO_RCVBUFFORCE, &kRoom, sizeof kRoom) != 0)
         ::setsockopt(socket_.descriptor(), SOL_SOCKET, SO_RCVBUF, &kRoom, sizeof kRoom);
     socket_.bind(from, 0);
-    socket_.connect(kLocalhost, server.ports().udp());
 }
 
 void Datagram::send(const Bytes& datagram) const {
@@ -46,6 +48,12 @@ void Datagram::send(const Bytes& datagram) const {
     const auto sent = ::send(socket_.descriptor(), datagram.data(), datagram.size(), 0);
     if (sent >= 0 && static_cast<std::size_t>(sent) != datagram.size())
         throw WireFailure("a datagram went out short");
+}
+
+void Datagram::send_to(const ServerProcess& server, const Bytes& datagram) const {
+    const sockaddr_in door = endpoint(kLocalhost, server.ports().udp());
+    ::sendto(socket_.descriptor(), datagram.data(), datagram.size(), 0,
+             reinterpret_cast<const sockaddr*>(&door), sizeof door);
 }
 
 Bytes Datagram::receive() const {
@@ -86,10 +94,6 @@ std::vector<Record> Datagram::results(const Bytes& request) const {
     for (const Bytes& answer : all_answers(request))
         records.push_back(read_result(answer));
     return records;
-}
-
-Record Datagram::result() const {
-    return read_result(receive());
 }
 
 void Datagram::expect_nothing() const {

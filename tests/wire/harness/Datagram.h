@@ -17,9 +17,12 @@ namespace vorrim::wire {
 class Datagram final {
 public:
     explicit Datagram(const ServerProcess& server, Address from = next_address());
+    // Hears whoever sends to it, and sends to a server that is named each time.
+    explicit Datagram(Address from = next_address());
 
     // Sends as it is, without a marker of its own.
     void send(const Bytes& datagram) const;
+    void send_to(const ServerProcess& server, const Bytes& datagram) const;
     // The next one that comes, whole; throws WireFailure at the deadline.
     [[nodiscard]] Bytes receive() const;
     [[nodiscard]] Bytes ask(const Bytes& datagram) const;
@@ -29,8 +32,6 @@ public:
     [[nodiscard]] std::vector<Bytes> all_answers(const Bytes& request) const;
     // The same, each read as one result record.
     [[nodiscard]] std::vector<Record> results(const Bytes& request) const;
-    // The next one that comes, as a result record.
-    [[nodiscard]] Record result() const;
     // Throws WireFailure when an answer to an earlier datagram comes.
     void expect_nothing() const;
 
@@ -39,6 +40,8 @@ public:
         std::chrono::milliseconds within = std::chrono::milliseconds(50)) const;
 
     [[nodiscard]] Address address() const { return address_; }
+    [[nodiscard]] std::uint16_t port() const { return socket_.port(); }
+    [[nodiscard]] bool silent() const { return !socket_.readable(std::chrono::milliseconds(0)); }
 
 private:
     Address address_;
