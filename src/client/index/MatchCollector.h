@@ -1,10 +1,11 @@
 #pragma once
 // Evaluates candidates in the order in which they are offered and hands on those that match, up to
 // a capacity. Works some candidates behind, so that the memory of the next ones is on its way while
-// one is evaluated; the order of evaluation, and where it stops, are as if it did not.
+// one is evaluated; the order of evaluation, and where it stops, are as if it did not. They move on
+// a run at a time, each run to where the one before it was:
 //
-//     named ── handle is fetched ──► offered ── entry is fetched ──► half way ── record is
-//     fetched ──► evaluated
+//     named ── handle ──► offered ── entry ──► half way ── record ──► ready ──► evaluated
+//              is fetched            is fetched            is fetched
 //
 // Threads     Belongs to one search, under the index lock.
 #include <array>
@@ -44,46 +45,32 @@ public:
     // The next candidate. False when the capacity is reached: nothing more is wanted.
     bool offer(std::uint32_t handle) {
         budget_.charge(cost_);
-        if (offered_ - evaluated_ == kBehind && !evaluate()) return false;
-        __builtin_prefetch(&table_.entry(handle));
-        waiting_[offered_++ % kBehind] = handle;
-        if (offered_ - evaluated_ > kHalfWay)
-            table_.entry(waiting_[(offered_ - kHalfWay - 1) % kBehind]).prefetch_record();
-        return true;
+        const FileEntry& entry = table_.entry(handle);
+        __builtin_prefetch(&entry);
+        waiting_[offered_++ % waiting_.size()] = &entry;
+        return offered_ % kRun != 0 || move_on();
     }
     // The same for one whose handle stands somewhere.
     bool offer_at(const std::uint32_t* handle) {
         __builtin_prefetch(handle);
-        named_[name_count_++ % kNamed] = handle;
-        return name_count_ - names_read_ < kNamed || offer(*named_[names_read_++ % kNamed]);
+        named_[name_count_++] = handle;
+        return name_count_ < named_.size() || offer_named();
     }
     // Evaluates what was offered and still waits. False when the capacity is reached.
     bool finish();
-    // A match that has been evaluated already; it comes behind those before.
-    void take(std::uint32_t handle, RecordView record) {
-        taker_.take(record);
-        ++count_;
-        last_ = handle;
-    }
 
     [[nodiscard]] bool full() const noexcept { return count_ >= capacity_; }
     [[nodiscard]] std::size_t wanted() const noexcept { return capacity_ - count_; }
     [[nodiscard]] std::size_t count() const noexcept { return count_; }
     // The entry of the last match; there is one.
-    [[nodiscard]] const FileEntry& last() const noexcept { return table_.entry(last_); }
+    [[nodiscard]] const FileEntry& last() const noexcept { return *last_; }
 
 private:
-    static constexpr std::size_t kNamed = 8;
-    static constexpr std::size_t kBehind = 32;
-    static constexpr std::size_t kHalfWay = kBehind / 2;
+    static constexpr std::size_t kRun = 16;
 
-    // The one that waits longest. False when the capacity is reached.
-    bool evaluate() {
-        const std::uint32_t handle = waiting_[evaluated_++ % kBehind];
-        const RecordView record = table_.entry(handle).record.view();
-        if (everything_ || search_.matches(record)) take(handle, record);
-        return !full();
-    }
+    bool offer_named();
+    bool move_on();
+    bool evaluate();
 
     const FileTable& table_;
     const Search& search_;
@@ -93,13 +80,14 @@ private:
     StepBudget& budget_;
     const std::uint32_t cost_;
     std::size_t count_ = 0;
-    std::uint32_t last_ = FileTable::kNone;
+    const FileEntry* last_ = nullptr;
     std::size_t name_count_ = 0;
-    std::size_t names_read_ = 0;
     std::size_t offered_ = 0;
+    std::size_t half_way_ = 0;
+    std::size_t ready_ = 0;
     std::size_t evaluated_ = 0;
-    std::array<const std::uint32_t*, kNamed> named_;
-    std::array<std::uint32_t, kBehind> waiting_;
+    std::array<const std::uint32_t*, kRun> named_;
+    std::array<const FileEntry*, 4 * kRun> waiting_;  // from evaluated_ to offered_
 };
 
 }  // namespace vorrim
