@@ -10,7 +10,7 @@
 
 namespace vorrim {
 
-class RecordingOutput final : public Output {
+class RecordingOutput : public Output {
 public:
     // One entry for each print.
     std::vector<std::string> texts() const {
