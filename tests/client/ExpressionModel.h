@@ -81,20 +81,14 @@ struct ModelNode {
     std::vector<ModelNode> children;
 
     [[nodiscard]] Bytes encode() const {
-        Bytes bytes(1, static_cast<char>(kind));
-        switch (kind) {
-            case 0:
-                return bytes + static_cast<char>(op) + children[0].encode() + children[1].encode();
-            case 1:
-                return bytes + counted(text);
-            case 2:
-                return bytes + counted(text) + counted(name);
-            case 3:
-                return bytes + little_endian(static_cast<std::uint32_t>(number), 4) +
-                       static_cast<char>(op) + counted(name);
-            default:
-                return bytes;
-        }
+        const Bytes begin(1, static_cast<char>(kind));
+        if (kind == 0)
+            return begin + static_cast<char>(op) + children[0].encode() + children[1].encode();
+        if (kind == 1) return begin + counted(text);
+        if (kind == 2) return begin + counted(text) + counted(name);
+        if (kind == 4) return begin;
+        return begin + little_endian(static_cast<std::uint32_t>(number), 4) +
+               static_cast<char>(op) + counted(name);
     }
 
     // What reading the wire form does to the texts to be found.
@@ -105,24 +99,13 @@ struct ModelNode {
     }
 
     bool evaluate(const ModelRecord& record, Lines& lines) const {
-        const auto any_tag = [&](auto&& test) {
-            return std::any_of(record.tags.begin(), record.tags.end(), test);
-        };
-        switch (kind) {
-            case 0:
-                return combine(record, lines);
-            case 1:
-                return any_tag([&](const ModelTag& tag) { return tag.type == 2 && contains(tag); });
-            case 2:
-                return any_tag(
-                    [&](const ModelTag& tag) { return tag.is(2, name) && contains(tag); });
-            case 3:
-                return any_tag([&](const ModelTag& tag) {
-                    return tag.is(3, name) && compare(static_cast<std::int32_t>(tag.number), lines);
-                });
-            default:
-                return true;
-        }
+        if (kind == 0) return combine(record, lines);
+        if (kind == 4) return true;
+        return std::ranges::any_of(record.tags, [&](const ModelTag& tag) {
+            if (kind == 1) return tag.type == 2 && contains(tag);
+            if (kind == 2) return tag.is(2, name) && contains(tag);
+            return tag.is(3, name) && compare(static_cast<std::int32_t>(tag.number), lines);
+        });
     }
 
 private:
@@ -130,23 +113,11 @@ private:
         return tag.lowered.find(text) != std::string::npos;
     }
     bool compare(std::int32_t value, Lines& lines) const {
-        switch (op) {
-            case 0:
-                return value == number;
-            case 1:
-                return value > number;
-            case 2:
-                return value < number;
-            case 3:
-                return value >= number;
-            case 4:
-                return value <= number;
-            case 5:
-                return value != number;
-            default:
-                lines.emplace_back("Unknown Operation in SN_IntTagCompare");
-                return false;
-        }
+        const bool results[] = {value == number, value > number,  value < number,
+                                value >= number, value <= number, value != number};
+        if (op < 6) return results[op];
+        lines.emplace_back("Unknown Operation in SN_IntTagCompare");
+        return false;
     }
     bool combine(const ModelRecord& record, Lines& lines) const {
         if (op > 4) {
@@ -154,18 +125,12 @@ private:
             return false;
         }
         const bool left = children[0].evaluate(record, lines);
-        switch (op) {
-            case 0:
-                return left && children[1].evaluate(record, lines);
-            case 1:
-                return left || children[1].evaluate(record, lines);
-            case 2:
-                return left && !children[1].evaluate(record, lines);
-            case 3:
-                return left != children[1].evaluate(record, lines);
-            default:
-                return !left && children[1].evaluate(record, lines);
-        }
+        const auto right = [&] { return children[1].evaluate(record, lines); };
+        return op == 0   ? left && right()
+               : op == 1 ? left || right()
+               : op == 2 ? left && !right()
+               : op == 3 ? left != right()
+                         : !left && right();
     }
 };
 
@@ -197,13 +162,11 @@ struct ModelSearch {
 private:
     std::optional<ModelNode> extract(ModelNode node) {
         if (node.kind == 0 && node.op == 0) {
-            auto left = extract(node.children[0]);
-            if (!left) return node.children[1];
-            node.children[0] = *left;
-            if (!keyword.empty()) return node;
-            auto right = extract(node.children[1]);
-            if (!right) return node.children[0];
-            node.children[1] = *right;
+            for (std::size_t side = 0; side < 2 && keyword.empty(); ++side) {
+                auto rest = extract(node.children[side]);
+                if (!rest) return node.children[1 - side];
+                node.children[side] = *rest;
+            }
             return node;
         }
         if (node.kind != 1) return node;

@@ -108,15 +108,11 @@ public:
         return kNames[one_in(10) ? below(std::size(kNames)) : below(4)];
     }
     ModelTag tag() {
-        switch (below(4)) {
-            case 0:
-                return {3, tag_name(), "", below(6)};
-            case 1:
-                return one_in(6) ? ModelTag{1, tag_name(), Bytes(16, 'h'), 0}
-                                 : ModelTag{3, "\x02", "", random_() % 2 ? below(9) : ~below(9)};
-            default:
-                return {2, tag_name(), one_in(12) ? "" : title(), 0};
-        }
+        const std::uint32_t kind = below(4);
+        if (kind == 0) return {3, tag_name(), "", below(6)};
+        if (kind > 1) return {2, tag_name(), one_in(12) ? "" : title(), 0};
+        if (one_in(6)) return {1, tag_name(), Bytes(16, 'h'), 0};
+        return {3, "\x02", "", one_in(2) ? ~below(9) : below(9)};
     }
     ModelRecord record() {
         ModelRecord record;
@@ -135,37 +131,21 @@ public:
                                        : static_cast<int>(below(5));
             return {0, op, 0, "", "", {node(depth - 1), node(depth - 1)}};
         }
-        switch (below(8)) {
-            case 0:
-                return {};
-            case 1:
-                return {2, 0, 0, needle(), tag_name(), {}};
-            case 2:
-                return {3,
-                        static_cast<int>(one_in(40) ? 6 + below(2) : below(6)),
-                        static_cast<std::int32_t>(below(6)),
-                        "",
-                        tag_name(),
-                        {}};
-            default:
-                return {1, 0, 0, needle(), "", {}};
-        }
+        const std::uint32_t kind = below(8);
+        if (kind == 0) return {};
+        if (kind == 1) return {2, 0, 0, needle(), tag_name(), {}};
+        if (kind > 2) return {1, 0, 0, needle(), "", {}};
+        const auto op = static_cast<int>(one_in(40) ? 6 + below(2) : below(6));
+        return {3, op, static_cast<std::int32_t>(below(6)), "", tag_name(), {}};
     }
 
 private:
     std::string needle() {
-        switch (below(6)) {
-            case 0:
-                return word() + " " + word();
-            case 1: {
-                const std::string text = word();
-                return text.substr(below(static_cast<std::uint32_t>(text.size())));
-            }
-            case 2:
-                return one_in(3) ? std::string(below(3), ' ') : letters(1 + below(3));
-            default:
-                return word();
-        }
+        const std::uint32_t kind = below(6);
+        if (kind == 0) return word() + " " + word();
+        if (kind == 1) return one_in(3) ? std::string(below(3), ' ') : letters(1 + below(3));
+        const std::string text = word();
+        return kind > 2 ? text : text.substr(below(static_cast<std::uint32_t>(text.size())));
     }
 
     std::mt19937_64 random_;
@@ -192,24 +172,11 @@ public:
     void operate() {
         if (chance_.one_in(setup_.stay)) return remove_client(chance_.client());
         if (chance_.one_in(16)) return search_while_files_change();
-        switch (chance_.below(16)) {
-            case 0:
-            case 1:
-            case 2:
-            case 3:
-            case 4:
-                return publish();
-            case 5:
-            case 6:
-                return ask_sources(chance_.hash());
-            case 7:
-            case 8:
-            case 9:
-            case 10:
-                return begin_search();
-            default:
-                return continue_search();
-        }
+        const std::uint32_t kind = chance_.below(16);
+        if (kind < 5) return publish();
+        if (kind < 7) return ask_sources(chance_.hash());
+        if (kind < 11) return begin_search();
+        continue_search();
     }
 
     void compare_totals() {
@@ -240,14 +207,17 @@ private:
         std::int32_t limit = 1;
     };
 
-    void add_filter(ModelNode filter) {
+    static void read_into(Search& search, const ModelNode& root) {
+        const Bytes wire = root.encode();
+        kx_memory_file stream = kx_memory_file::reading(as_span(wire));
+        ASSERT_TRUE(search.read(stream));
+    }
+
+    void add_filter(const ModelNode& filter) {
         Search search;
-        kx_memory_file wire(64);
-        write_bytes(wire, as_span(filter.encode()));
-        wire.seek(0);
-        ASSERT_TRUE(search.read(wire));
+        read_into(search, filter);
         index_->add_filter(Filter(std::move(search)));
-        model_.filters.push_back(std::move(filter));
+        model_.filters.push_back(filter);
     }
 
     void publish() {
@@ -288,9 +258,7 @@ private:
     void begin_search() {
         ModelNode root = chance_.node(static_cast<int>(chance_.below(4)));
         Pair& pair = pairs_[chance_.below(kPairs)];
-        const Bytes wire = root.encode();
-        kx_memory_file stream = kx_memory_file::reading(as_span(wire));
-        ASSERT_TRUE(pair.real.read(stream));
+        ASSERT_NO_FATAL_FAILURE(read_into(pair.real, root));
         root.lower();
         pair.model = ModelSearch{root, "", -1, 0};
         pair.asker = chance_.client();
@@ -309,10 +277,8 @@ private:
     // is found once and in its place, or left for the next batch.
     void search_while_files_change() {
         ModelNode root = chance_.node(static_cast<int>(chance_.below(4)));
-        const Bytes wire = root.encode();
-        kx_memory_file stream = kx_memory_file::reading(as_span(wire));
         Search real;
-        ASSERT_TRUE(real.read(stream));
+        ASSERT_NO_FATAL_FAILURE(read_into(real, root));
         root.lower();
         const ModelSearch whole{root, "", -1, 0};
         const std::uint32_t asker = chance_.client();
