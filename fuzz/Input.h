@@ -9,8 +9,8 @@
 #include <span>
 #include <string_view>
 
-#include "base/Output.h"
 #include "base/file/kx_memory_file.h"
+#include "tests/base/RecordingOutput.h"
 
 namespace vorrim::fuzz {
 
@@ -47,40 +47,14 @@ private:
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-// Formats what is printed, as every output does, and shows it to nobody.
-class Silence final : public Output {
-public:
-    Silence() { set_verbose(true); }
-
-private:
-    void vprintLine(const char* format, va_list arguments) override
-        __attribute__((format(printf, 2, 0))) {
-        char line[kLineBuffer];
-        static_cast<void>(std::vsnprintf(line, sizeof line, format, arguments));
-    }
-    void vprintError(const char* format, va_list arguments) override
-        __attribute__((format(printf, 2, 0))) {
-        vprintLine(format, arguments);
-    }
-    void vprintVerbose(const char* format, va_list arguments) override
-        __attribute__((format(printf, 2, 0))) {
-        vprintLine(format, arguments);
-    }
-    void vprintLocked(const char* format, va_list arguments) override
-        __attribute__((format(printf, 2, 0))) {
-        vprintLine(format, arguments);
-    }
-    void notify(const char*) override {}
-};
-
 inline void must(bool holds) {
     if (!holds) std::abort();
 }
 
-// Silence for as long as the program runs: for a static in a target.
-class Quiet final {
-    Silence silence_;
-    ScopedOutput current_{silence_};
+// What is printed meanwhile, chatter too, is formatted as by every output, and nobody sees it.
+class Quiet final : public RecordingOutput {
+public:
+    Quiet() { set_verbose(true); }
 };
 
 }  // namespace vorrim::fuzz

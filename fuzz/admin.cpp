@@ -20,7 +20,7 @@ public:
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const fuzz::Quiet quiet;
+    const fuzz::Quiet quiet;
     fuzz::Input input(data, size);
     fuzz::World world;
     NoOperator nobody;

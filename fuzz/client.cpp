@@ -6,7 +6,7 @@
 using namespace vorrim;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const fuzz::Quiet quiet;
+    const fuzz::Quiet quiet;
     constexpr std::size_t kClients = 3;
     fuzz::Input input(data, size);
     fuzz::World world;

@@ -26,7 +26,7 @@ std::vector<std::byte> packet_of(const char (&payload)[Size]) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const fuzz::Quiet quiet;
+    const fuzz::Quiet quiet;
     fuzz::Input input(data, size);
     fuzz::World world;
     world.service_settings.min_version = 0;

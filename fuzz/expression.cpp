@@ -12,7 +12,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace vorrim;
-    static const fuzz::Quiet quiet;
+    const fuzz::Quiet quiet;
     static constexpr std::array<std::byte, 26> kNoTags{};
 
     kx_memory_file stream = fuzz::Input(data, size).stream();

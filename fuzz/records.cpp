@@ -112,7 +112,7 @@ void list(const fuzz::Input& input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const fuzz::Quiet quiet;
+    const fuzz::Quiet quiet;
     fuzz::Input input(data, size);
     const std::uint8_t form = input.u8();
     try {

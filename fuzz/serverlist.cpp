@@ -29,7 +29,7 @@ kx_memory_file saved_again(const kx_memory_file& written, std::size_t count) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const fuzz::Quiet quiet;
+    const fuzz::Quiet quiet;
     kx_memory_file stream = fuzz::Input(data, size).stream();
     ServerList list;
     try {

@@ -27,8 +27,7 @@ std::string as_file(std::string_view text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static fuzz::Silence silence;
-    static const ScopedOutput quiet(silence);
+    fuzz::Quiet quiet;
     static constexpr std::array<std::byte, 26> kNoTags{};
     const auto no_address = [] { return std::uint32_t{0}; };
     const std::string_view text = fuzz::as_text(fuzz::Input(data, size).rest());
@@ -46,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     const std::string name = as_file(text);
     ServerSettings settings;
-    for (const Search& filter : settings.load(name, silence, no_address).filters) {
+    for (const Search& filter : settings.load(name, quiet, no_address).filters) {
         static_cast<void>(filter.matches(RecordView(kNoTags)));
         std::string printed;
         filter.print(printed);

@@ -10,7 +10,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace vorrim;
-    static const fuzz::Quiet quiet;
+    const fuzz::Quiet quiet;
     kx_memory_file stream = fuzz::Input(data, size).stream();
     const std::unique_ptr<MetaTag> tag = tagFromBytes(stream);
     if (!tag) return 0;
