@@ -9,7 +9,6 @@
 #include "base/Random.h"
 #include "client/KeywordFileIndex.h"
 #include "tests/client/Files.h"
-#include "tests/search/SearchFixture.h"
 
 namespace vorrim {
 namespace {
@@ -19,14 +18,18 @@ using namespace test;
 constexpr ClientId kLow(5);
 constexpr ClientId kHigh(0x0100007F);
 constexpr ClientId kOtherHigh(0x0200007F);
-// The numbers of the files that a batch holds, in order.
-std::vector<std::uint32_t> batch(const FileIndex& index, Search& search, ClientId asker,
-                                 std::int32_t limit) {
+
+// The numbers of the files that match, in order, however many batches it takes.
+std::vector<std::uint32_t> all_batches(const FileIndex& index, std::unique_ptr<SearchNode> root,
+                                       ClientId asker, std::int32_t limit) {
+    Search search = search_of(std::move(root));
     std::vector<std::uint32_t> numbers;
-    SearchBatch batch = index.begin_batch(search, limit, asker);
-    while (!index.continue_batch(
-        batch, [&](RecordView record) { numbers.push_back(record.hash().first_u32()); })) {
-    }
+    do {
+        SearchBatch batch = index.begin_batch(search, limit, asker);
+        while (!index.continue_batch(
+            batch, [&](RecordView record) { numbers.push_back(record.hash().first_u32()); })) {
+        }
+    } while (search.resume_position >= 0);
     return numbers;
 }
 
@@ -46,15 +49,8 @@ TEST(FileIndex, AScanMisledByItsSampleFindsTheSame) {
     index.publish(std::move(files), kHigh, kPort);
     std::stable_sort(expected.begin(), expected.end(),
                      [](std::uint32_t a, std::uint32_t b) { return a % kBuckets < b % kBuckets; });
-    for (const std::int32_t limit : {1000, 100000}) {
-        Search search = search_of(word("common"));
-        std::vector<std::uint32_t> found;
-        do {
-            const auto next = batch(index, search, kHigh, limit);
-            found.insert(found.end(), next.begin(), next.end());
-        } while (search.resume_position >= 0);
-        EXPECT_EQ(found, expected);
-    }
+    for (const std::int32_t limit : {1000, 100000})
+        EXPECT_EQ(all_batches(index, word("common"), kHigh, limit), expected);
 }
 
 // Most of the files leave, so that segments are packed, with their filters or with one another, and
@@ -79,17 +75,10 @@ void expect_order_after_departures(std::uint32_t segment_rows, std::uint32_t sta
     index.remove_client(kOtherHigh);
 
     for (const ClientId asker : {kHigh, kLow}) {
-        Search search = search_of(word("common"));
-        std::vector<std::uint32_t> found;
-        do {
-            const auto next = batch(index, search, asker, 200);
-            found.insert(found.end(), next.begin(), next.end());
-        } while (search.resume_position >= 0);
-        EXPECT_EQ(found, common);
-        Search both = search_of(word("common seldom"));
-        EXPECT_EQ(batch(index, both, asker, 1000000), seldom);
-        Search either = search_of(combine(CombineOp::kOr, word("seldom"), word("nobody")));
-        EXPECT_EQ(batch(index, either, asker, 1000000).size(), seldom.size());
+        EXPECT_EQ(all_batches(index, word("common"), asker, 200), common);
+        EXPECT_EQ(all_batches(index, word("common seldom"), asker, 1000000), seldom);
+        auto either = combine(CombineOp::kOr, word("seldom"), word("nobody"));
+        EXPECT_EQ(all_batches(index, std::move(either), asker, 1000000).size(), seldom.size());
     }
     index.remove_client(kHigh);
     EXPECT_EQ(index.keyword_total(), 0u);

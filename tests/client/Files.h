@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "base/file/primitives.h"
 #include "meta/FrozenRecord.h"
+#include "tests/search/SearchFixture.h"
 
 namespace vorrim::test {
 
@@ -18,15 +18,8 @@ inline FileHash hash_of(std::uint32_t number) {
 }
 
 inline FrozenRecord file(std::uint32_t number, std::string_view name) {
-    kx_memory_file wire(256);
-    write_bytes(wire, hash_of(number).bytes);
-    write_32(wire, 0);
-    write_16(wire, 0);
-    write_32(wire, 1);
-    write_8(wire, TagType::text);
-    write_string("\x01", wire);
-    write_string(name, wire);
-    wire.seek(0);
+    const Record record = Record(hash_of(number)).text("\x01", name);
+    kx_memory_file wire = kx_memory_file::reading(RecordView(record).bytes());
     return FrozenRecord::from_network(wire);
 }
 

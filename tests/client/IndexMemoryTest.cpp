@@ -10,7 +10,6 @@
 
 #include "client/KeywordFileIndex.h"
 #include "tests/client/Files.h"
-#include "tests/search/SearchFixture.h"
 
 namespace {
 

@@ -17,9 +17,8 @@ namespace vorrim::test {
 // A record in network form, tag after tag.
 class Record {
 public:
-    Record() : bytes_(256) {
-        const std::byte hash[kHashSize] = {};
-        write_bytes(bytes_, hash);
+    explicit Record(const FileHash& hash = {}) : bytes_(256) {
+        write_bytes(bytes_, hash.bytes);
         write_32(bytes_, 0);
         write_16(bytes_, 0);
         write_32(bytes_, 0);

@@ -67,13 +67,15 @@ void on_a_small_stack(std::function<void()> body) {
 // Every verb on trees that no recursion would survive.
 enum class Lean { left, right, zigzag };
 
+bool leans_left(Lean lean, int level) {
+    return lean == Lean::left || (lean == Lean::zigzag && level % 2 == 0);
+}
+
 std::unique_ptr<SearchNode> deep_tree(Lean lean, std::int32_t op, int operators) {
     auto tree = word("a");
-    for (int i = 0; i < operators; ++i) {
-        const bool left = lean == Lean::left || (lean == Lean::zigzag && i % 2 == 0);
-        tree = left ? combine(op, std::move(tree), word("a"))
-                    : combine(op, word("a"), std::move(tree));
-    }
+    for (int i = 0; i < operators; ++i)
+        tree = leans_left(lean, i) ? combine(op, std::move(tree), word("a"))
+                                   : combine(op, word("a"), std::move(tree));
     return tree;
 }
 
@@ -111,11 +113,8 @@ TEST_P(DeepTreeTest, EvaluationAnswersAtAnyDepth) {
                   odd_leaves);
         // a ! (a ! (a ! ...)) turns over at each step; ((a ! a) ! a) ... stays false.
         bool expected = true;
-        for (int i = 0; i < operators; ++i) {
-            const bool leans_left =
-                GetParam() == Lean::left || (GetParam() == Lean::zigzag && i % 2 == 0);
-            expected = leans_left ? expected && false : !expected;
-        }
+        for (int i = 0; i < operators; ++i)
+            expected = !leans_left(GetParam(), i) && !expected;
         EXPECT_EQ(deep_tree(GetParam(), CombineOp::kAndNot, operators)->evaluate(yes), expected);
     }
 }
