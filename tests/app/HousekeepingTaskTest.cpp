@@ -55,22 +55,20 @@ TEST_F(HousekeepingTaskTest, EveryConnectionGetsTheStatusEvery13Cycles) {
 }
 
 TEST_F(HousekeepingTaskTest, EachRequestIsMetAtOnceAndMovesNoCycle) {
-    std::atomic<int> sweeps{0};
     struct Counter final : DirectoryUpkeep {
-        explicit Counter(std::atomic<int>& counted) : count(counted) {}
         void save() override {}
-        void sweep() override { ++count; }
-        std::atomic<int>& count;
-    } counter(sweeps);
+        void sweep() override { ++sweeps; }
+        std::atomic<int> sweeps{0};
+    } counter;
     HousekeepingTask task(clients_, files_, &counter);
     task.requestUpkeep();
     task.start();
     for (int i = 0; i < 20; ++i)
         task.requestUpkeep();
-    while (sweeps < 1 + 21)
+    while (counter.sweeps < 1 + 21)
         std::this_thread::yield();
     task.stop();
-    EXPECT_EQ(sweeps, 1 + 21);
+    EXPECT_EQ(counter.sweeps, 1 + 21);
 }
 
 }  // namespace

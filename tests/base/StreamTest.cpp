@@ -130,12 +130,12 @@ TEST(Primitives, NameTheReadThatWasShortAndConsumeWhatThereWas) {
         });
     };
     const auto text = [](auto& s) { return read_string(s); };
-    expect(
-        "", [](auto& s) { return read_8(s); }, "read_8 error");
-    expect(
-        "a", [](auto& s) { return read_16(s); }, "read_16 error");
-    expect(
-        "abc", [](auto& s) { return read_32(s); }, "read_32 error");
+    const auto byte = [](auto& s) { return read_8(s); };
+    const auto word = [](auto& s) { return read_16(s); };
+    const auto number = [](auto& s) { return read_32(s); };
+    expect("", byte, "read_8 error");
+    expect("a", word, "read_16 error");
+    expect("abc", number, "read_32 error");
     const auto four = [](auto& s) {
         std::array<char, 4> to{};
         readAll(s, to.data(), 4);
