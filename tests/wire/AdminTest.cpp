@@ -14,13 +14,18 @@ TEST(Admin, TheServerSpeaksToItsAdministratorInsteadOfTheConsole) {
     server.wait_for_output("Users: 0\t\tFiles: 0\n> ");
     const std::string before = server.output();
     {
-        const Administrator admin(server, kName, kPassword);
+        const Administrator admin(server);
+        admin.send_login(kName, kPassword);
+        EXPECT_EQ(admin.connection().receive_packet(),
+                  hex("E3 09 00 00 00 38 06 00 56 61 6C 69 64 0A"));
         const WireClient client = WireClient::low(server, "anna");
-        EXPECT_EQ(admin.receive(), "ID=1 \n");
+        EXPECT_EQ(admin.receive(), "ID=1 \n");  // unasked, and verbose is off
         EXPECT_EQ(admin.ask("g"), "Users: 1\t\tFiles: 0");
         EXPECT_EQ(admin.ask("vc"), "Num\tID\tName");
         EXPECT_EQ(admin.receive(), "(1)\t1.0.0.0\tanna");
         EXPECT_EQ(admin.ask("nonsense"), "Unrecognized command. type ? for help\n");
+        admin.send_command("wel 1 " + std::string(400, 'w'));
+        EXPECT_EQ(admin.ask("wel"), "(1) " + std::string(251, 'w'));
         admin.send_command("m hello");
         EXPECT_EQ(client.receive(), Bytes().u8(0x38).text("hello"));
         // What the operator types is executed, and its output goes the same way.
@@ -33,19 +38,6 @@ TEST(Admin, TheServerSpeaksToItsAdministratorInsteadOfTheConsole) {
         server.type("g\n");
         return server.output().ends_with("Users: 0\t\tFiles: 0\n> ");
     });
-}
-
-TEST(Admin, MessagesArePacketsOfOneTextAndChatterComesUnasked) {
-    const ServerProcess server(kAccount);
-    server.wait_for_prompt();
-    const Administrator admin(server);
-    admin.send_login(kName, kPassword);
-    EXPECT_EQ(admin.connection().receive_packet(),
-              hex("E3 09 00 00 00 38 06 00 56 61 6C 69 64 0A"));
-    const WireClient client = WireClient::low(server);
-    EXPECT_EQ(admin.receive(), "ID=1 \n");  // verbose is off
-    admin.send_command("wel 1 " + std::string(400, 'w'));
-    EXPECT_EQ(admin.ask("wel"), "(1) " + std::string(251, 'w'));
 }
 
 TEST(Admin, BeforeALoginNothingHasAnEffectAndTheConnectionStays) {
@@ -69,15 +61,11 @@ TEST(Admin, BeforeALoginNothingHasAnEffectAndTheConnectionStays) {
 TEST(Admin, AWrongLoginEndsTheConnection) {
     const ServerProcess server(kAccount);
     server.wait_for_prompt();
+    using Login = std::pair<std::string, std::string>;
     for (const auto& [name, password] :
-         std::vector<std::pair<std::string, std::string>>{{"root", "open"},
-                                                          {"root", "open sesames"},
-                                                          {"root", ""},
-                                                          {"Root", kPassword},
-                                                          {"roo", kPassword},
-                                                          {"rootroot", kPassword},
-                                                          {"", ""},
-                                                          {std::string(60'000, 'n'), "x"}}) {
+         {Login{"root", "open"}, Login{"root", "open sesames"}, Login{"root", ""},
+          Login{"Root", kPassword}, Login{"roo", kPassword}, Login{"rootroot", kPassword},
+          Login{"", ""}, Login{std::string(60'000, 'n'), "x"}}) {
         const Administrator admin(server);
         admin.send_login(name, password);
         admin.connection().expect_closed();

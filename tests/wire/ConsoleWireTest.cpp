@@ -137,13 +137,5 @@ TEST(Console, AnInputThatEndsAtOnceOrIsNotThereIsNoCommandEither) {
     }
 }
 
-TEST(Console, WithTheConsoleOffNothingIsRead) {
-    ServerProcess server("console=false");
-    server.type("q\ny\n");
-    EXPECT_EQ(server.status(), (Status{0, 0}));
-    EXPECT_TRUE(server.running());
-    EXPECT_EQ(server.stop(SIGTERM), 1);
-}
-
 }  // namespace
 }  // namespace vorrim::wire

@@ -51,10 +51,7 @@ TEST(Fault, WithoutMemoryARequestEndsItsOwnConnectionAndNobodyElses) {
 
 TEST(Fault, ADiskThatTakesNoMoreKeepsTheOldListAndTheServerServes) {
     const auto folder = std::make_shared<ScratchFolder>();
-    Bytes list = hex("0E").u32(500);
-    for (std::uint32_t i = 0; i < 500; ++i)
-        list.u32(0x0100007F + (i << 8U)).u16(1000).u32(0);
-    const std::string old_list = list.string();
+    const std::string old_list = server_list(500);
     folder->write(kList, old_list);
     constexpr std::uint64_t kMost = 6000;  // a saved list is longer, and so is the log
     ServerProcess server(ServerProcess::Setup{.settings = "verbose=true\nlogFile=true\nthreads=1",

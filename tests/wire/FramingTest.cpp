@@ -2,6 +2,7 @@
 #include <array>
 #include <fstream>
 
+#include "tests/wire/harness/Samples.h"
 #include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
@@ -39,21 +40,19 @@ TEST(Framing, TenThousandRequestsInOneHeapAreAnsweredInOrder) {
 TEST(Framing, QuestionsThatComeTogetherAreAnsweredAsIfTheyCameAlone) {
     const ServerProcess server;
     const WireClient client = WireClient::low(server);
-    std::vector<Record> files;
-    constexpr std::uint32_t kFiles = 100;
-    for (std::uint32_t i = 0; i < kFiles; ++i)
-        files.push_back(file(hash_of(i), "file " + std::to_string(i)));
+    const std::vector<Record> files = songs(100);
     client.publish(files);
 
     Bytes segment;
     std::vector<Bytes> expected;
-    for (std::uint32_t i = 0; i < kFiles; ++i) {
-        const Bytes known = client.ask(get_sources(hash_of(i)));
-        segment.add(packet(get_sources(hash_of(i)))).add(packet(get_sources(kNobody)));
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        const Bytes question = get_sources(files[i].hash);
+        const Bytes known = client.ask(question);
+        segment.add(packet(question)).add(packet(get_sources(kNobody)));
         expected.push_back(known);
         if (i % 7 == 0) {
             // Bytes behind the hash are ignored, and another question stands between.
-            segment.add(packet(get_sources(hash_of(i)).u8(0x19)));
+            segment.add(packet(Bytes(question).u8(0x19)));
             segment.add(packet(find_user(kNobody)));
             expected.insert(expected.end(), {known, hex("3F 00")});
         }
@@ -145,6 +144,38 @@ TEST(Framing, WhatStandsBehindAMessageInItsPacketIsSkipped) {
     EXPECT_EQ(client.ask(callback(9).add(hex("E3 01 02"))), hex("36 09 00 00 00"));
     EXPECT_EQ(client.ask(search_files(anything()).u8(4)), hex("33 00 00 00 00 00"));
     client.expect_nothing();
+}
+
+TEST(Framing, AMessageMayBeCutAtEveryByteAndSomeCloseThen) {
+    const ServerProcess server("verbose=true\npublic=true");
+    for (const Bytes& whole : every_message())
+        for (std::size_t length = 1; length < whole.size(); ++length) {
+            const WireClient client(server);
+            client.send(whole.first(length));
+            if (std::string("\x01\x15\x16\x19\x1B\x1C\x20").find(static_cast<char>(whole[0])) !=
+                std::string::npos)
+                client.expect_closed();
+        }
+    server.wait_for_status({0, 0});
+}
+
+TEST(Framing, RecordsMayBeAsLargeAsAPacketAllows) {
+    const ServerProcess server;
+    {
+        const WireClient client(server);
+        constexpr std::uint32_t kPlenty = 1000000;  // of tags, the smallest there are
+        Bytes many = hex("15").u32(1).add(encode(hash_of(1000))).u32(0).u16(0).u32(kPlenty);
+        for (std::uint32_t i = 0; i < kPlenty; ++i)
+            many.u8(2).u16(0).u16(0);
+        client.send(many);
+        const Tag longest = text_tag(std::string(65534, 'n'), std::string(65534, 'v'));
+        std::vector<Record> files;
+        for (std::uint32_t i = 0; i < 50; ++i)
+            files.push_back(Record{hash_of(i), 0, 0, {longest}});
+        client.publish(files);
+        EXPECT_EQ(server.status().files, 51U);
+    }
+    server.wait_for_status({0, 0});
 }
 
 }  // namespace

@@ -10,14 +10,6 @@ constexpr int kKills = 300;
 constexpr const char* kFile = "serverList.met";
 constexpr const char* kBeside = "serverList.met.new";
 
-// Servers without tags, as no save writes them: a load adds the tags that every server has.
-std::string bare_list() {
-    Bytes bytes = hex("0E").u32(kServers);
-    for (std::uint32_t i = 0; i < kServers; ++i)
-        bytes.u32(0x0100007F + (i << 8U)).u16(1000 + i).u32(0);
-    return bytes.string();
-}
-
 ServerProcess::Setup saving_on(const std::shared_ptr<ScratchFolder>& folder,
                                const std::shared_ptr<PortBlock>& ports) {
     return {.settings = "threads=1\nadminName=root\nadminPass=secret",
@@ -29,7 +21,7 @@ ServerProcess::Setup saving_on(const std::shared_ptr<ScratchFolder>& folder,
 TEST(ListFile, AKillAtAnyMomentLeavesTheOldFileOrTheNewOne) {
     const auto folder = std::make_shared<ScratchFolder>();
     const auto ports = std::make_shared<PortBlock>();
-    const std::string old_list = bare_list();
+    const std::string old_list = server_list(kServers);
     folder->write(kFile, old_list);
     const auto begin = std::chrono::steady_clock::now();
     std::chrono::steady_clock::duration until_saved{};
@@ -70,8 +62,8 @@ TEST(ListFile, AKillAtAnyMomentLeavesTheOldFileOrTheNewOne) {
 
 TEST(ListFile, WhatAKillLeavesBesideTheFileIsNeitherReadNorInTheWay) {
     const auto folder = std::make_shared<ScratchFolder>();
-    folder->write(kFile, bare_list());
-    folder->write(kBeside, bare_list().substr(0, 1000));
+    folder->write(kFile, server_list(kServers));
+    folder->write(kBeside, server_list(kServers).substr(0, 1000));
     ServerProcess server(
         ServerProcess::Setup{.settings = "adminName=root\nadminPass=secret", .folder = folder});
     server.wait_for_prompt();

@@ -81,6 +81,9 @@ TEST(Startup, TheLogKeepsEarlierRunsAndAConsoleThatIsOffShowsTheFolderAlone) {
     for (int run = 1; run <= 2; ++run) {
         ServerProcess server(
             ServerProcess::Setup{.settings = "logFile=true\nconsole=false", .folder = folder});
+        server.type("q\ny\n");  // nobody reads it
+        EXPECT_EQ(server.status(), (Status{0, 0}));
+        EXPECT_TRUE(server.running());
         EXPECT_EQ(server.stop(SIGTERM), 1);
         EXPECT_EQ(server.output(), current_folder(server));
     }
@@ -103,26 +106,25 @@ TEST(Shutdown, ClosesEveryConnectionLeavesWith1AndThePortsServeAgainAtOnce) {
     half.expect_closed();
 }
 
-TEST(Doors, ATakenClientPortIsReportedAndTheOthersServe) {
-    const auto ports = std::make_shared<PortBlock>();
-    const Socket holder = Socket::open(SOCK_STREAM);
-    holder.set(SOL_SOCKET, SO_REUSEADDR, 1);  // for what an earlier user of the port left behind
-    holder.bind(kAnyAddress, ports->client());
-    holder.listen(1);
-    const ServerProcess server(ServerProcess::Setup{.ports = ports});
-    server.wait_for_output(
-        "Can't Listen for connections. Please adjust your proxy settings in the options tab.\n");
-    EXPECT_EQ(server.status(), (Status{0, 0}));
-}
-
-TEST(Doors, ATakenDatagramPortIsReportedAndTheOthersServe) {
-    const auto ports = std::make_shared<PortBlock>();
-    const Socket holder = Socket::open(SOCK_DGRAM);
-    holder.bind(kAnyAddress, ports->udp());
-    const ServerProcess server(
-        ServerProcess::Setup{.ready = ServerProcess::Ready::accepting, .ports = ports});
-    server.wait_for_output("ERROR: couldn't create UDPDoor\n");
-    EXPECT_EQ(WireClient::low(server).id(), 1U);
+TEST(Doors, ATakenPortIsReportedAndTheOthersServe) {
+    for (const int type : {SOCK_STREAM, SOCK_DGRAM}) {
+        const bool clients = type == SOCK_STREAM;
+        const auto ports = std::make_shared<PortBlock>();
+        const Socket holder = Socket::open(type);
+        holder.set(SOL_SOCKET, SO_REUSEADDR, clients);  // for what an earlier user left behind
+        holder.bind(kAnyAddress, clients ? ports->client() : ports->udp());
+        if (clients) holder.listen(1);
+        using Ready = ServerProcess::Ready;
+        const ServerProcess server(ServerProcess::Setup{
+            .ready = clients ? Ready::answering : Ready::accepting, .ports = ports});
+        server.wait_for_output(clients ? "Can't Listen for connections. Please adjust your proxy "
+                                         "settings in the options tab.\n"
+                                       : "ERROR: couldn't create UDPDoor\n");
+        if (clients)
+            EXPECT_EQ(server.status(), (Status{0, 0}));
+        else
+            EXPECT_EQ(WireClient::low(server).id(), 1U);
+    }
 }
 
 TEST(Threads, NoneServeNobody) {
@@ -136,21 +138,16 @@ TEST(Threads, NoneServeNobody) {
     }
 }
 
-Names welcome_of(const ServerProcess& server) {
-    WireClient client(server);
-    return client.login(client_record(hash_of(1), "guest")).texts;
-}
-
 TEST(Settings, ALineMayBeVeryLongAndClientsReceiveWhatATextCanHold) {
     const std::string longest(65534, 'w');
     const std::string longer = longest + "!";
     const ServerProcess server("welcome[0]=" + longest + "\nwelcome[1]=" + longer +
                                "\nroom[0]=" + longer + "\ndesc=d\nname=" + longer);
-    EXPECT_EQ(welcome_of(server), (Names{"server version 16.36", longest, longest}));
-    EXPECT_EQ(WireClient(server).ask(hex("1D")),
-              hex("39 01 FE FF").raw(longest).add(hex("00 00 02 00")));
+    WireClient client(server);
+    EXPECT_EQ(client.login(client_record(hash_of(1), "guest")).texts,
+              (Names{"server version 16.36", longest, longest}));
+    EXPECT_EQ(client.ask(hex("1D")), hex("39 01 FE FF").raw(longest).add(hex("00 00 02 00")));
     // What clients are told of the server itself.
-    const WireClient client(server);
     EXPECT_EQ(client.ask(hex("14")), hex("32 00"));
     const Record own{{},
                      kLocalhost.value(),

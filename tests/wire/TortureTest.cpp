@@ -10,27 +10,15 @@
 // takes away the exemption of this machine from the limits (the honest then ask as slowly as people
 // do). Each attack prints a line of what it did to the server.
 
-#include <algorithm>
 #include <array>
-#include <atomic>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <future>
-#include <gtest/gtest.h>
-#include <iostream>
-#include <iterator>
-#include <random>
 #include <sched.h>
-#include <string>
-#include <thread>
-#include <unistd.h>
-#include <vector>
 
-#include "tests/wire/harness/Datagram.h"
 #include "tests/wire/harness/HonestCrowd.h"
 #include "tests/wire/harness/Samples.h"
-#include "tests/wire/harness/WireClient.h"
+#include "tests/wire/harness/WireTest.h"
 
 namespace vorrim::wire {
 namespace {
@@ -63,6 +51,12 @@ std::string settings() {
     const char* const threads = std::getenv("VORRIM_TORTURE_THREADS");
     return std::string("verbose=true\npublic=true\nmaxClients=30000\nroom[0]=Lobby\n") +
            (limited() ? "limitExempt=\n" : "") + "threads=" + (threads != nullptr ? threads : "2");
+}
+
+void drop_what_came(const WireClient& client) {
+    std::array<std::uint8_t, 65536> room{};
+    while (::recv(client.socket().descriptor(), room.data(), room.size(), MSG_DONTWAIT) > 0)
+        continue;
 }
 
 // What an attacker has: the server, its own chance, and the question whether to go on.
@@ -119,12 +113,10 @@ public:
     // The same request, pipelined, on one connection that reads what comes.
     void flood(const Bytes& request) {
         const WireClient client = WireClient::low(server_);
-        std::array<std::uint8_t, 65536> room{};
         while (!over()) {
             for (int i = 0; i < 20; ++i)
                 if (client.send_some(request) != request.size()) break;
-            while (::recv(client.socket().descriptor(), room.data(), room.size(), MSG_DONTWAIT) > 0)
-                continue;
+            drop_what_came(client);
         }
     }
 
@@ -216,12 +208,9 @@ const std::array kAttacks{
                const Bytes text = packet(hex("1E").text(std::string(30'000, 't')));
                const WireClient speaker = WireClient::low(self.server());
                speaker.send(Bytes().u8(0x1F).u16(kRoom));
-               std::array<std::uint8_t, 65536> room{};
                while (!self.over()) {
                    static_cast<void>(speaker.send_some(text));
-                   while (::recv(speaker.socket().descriptor(), room.data(), room.size(),
-                                 MSG_DONTWAIT) > 0)
-                       continue;
+                   drop_what_came(speaker);
                }
            }},
     Attack{"ClosedAtEveryMoment",

@@ -121,6 +121,15 @@ inline void PrintTo(const Record& record, std::ostream* out) {
     return Record{hash, 0, 0, {text_tag(kName, name), int_tag(kVersion, version)}};
 }
 
+// A server list file, of servers without tags: no save writes one, since a load adds the tags that
+// every server has.
+[[nodiscard]] inline std::string server_list(std::uint32_t count) {
+    Bytes bytes = Bytes().u8(0x0E).u32(count);
+    for (std::uint32_t i = 0; i < count; ++i)
+        bytes.u32(0x0100007F + (i << 8U)).u16(1000 + i).u32(0);
+    return bytes.string();
+}
+
 [[nodiscard]] inline Bytes packet(const Bytes& payload) {
     return Bytes().u8(0xE3).u32(static_cast<std::uint32_t>(payload.size())).add(payload);
 }
