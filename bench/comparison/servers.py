@@ -23,7 +23,6 @@ class Server:
     program: str
     arguments: tuple[str, ...] = ()
     threads: int | None = None
-    environment: tuple[tuple[str, str], ...] = ()
 
     def is_there(self, build: Path) -> bool:
         return self.path(build) is not None
@@ -39,9 +38,7 @@ ECHO_UDP = Server("echo, datagrams", "echo", "echo_server", ("udp", "{port}"))
 
 
 def vorrim(name: str, threads: int | None = None) -> Server:
-    # As ./run and the service start it.
-    return Server(name, "vorrim", "vorrim", threads=threads,
-                  environment=(("GLIBC_TUNABLES", "glibc.malloc.hugetlb=1"),))
+    return Server(name, "vorrim", "vorrim", threads=threads)
 
 
 VORRIM = vorrim("Vorrim")
@@ -101,8 +98,7 @@ class Running:
         (folder / "list").write_text(tracker_list)
         self._process = subprocess.Popen(
             [server.path(build), *arguments], cwd=folder, stdin=subprocess.DEVNULL,
-            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-            env={**os.environ, **dict(server.environment)})
+            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self._await_start()
 
     @property
