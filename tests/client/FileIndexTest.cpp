@@ -53,6 +53,24 @@ TEST(FileIndex, AScanMisledByItsSampleFindsTheSame) {
         EXPECT_EQ(all_batches(index, word("common"), kHigh, limit), expected);
 }
 
+// A scan by rows pauses at the beginning of every segment, or among the candidates of one.
+TEST(FileIndex, AScanThatPausesAnywhereFindsTheSame) {
+    constexpr std::uint32_t kSegment = 4096;
+    for (const std::uint32_t step : {30u, 3000u}) {
+        FileIndex index({.segment_rows = kSegment, .rows_to_judge = 8, .step = step});
+        index.init(1);
+        std::vector<std::uint32_t> expected;
+        std::vector<FrozenRecord> files;
+        for (std::uint32_t i = 0; i < 8 * kSegment; ++i) {
+            const bool matches = i % kSegment < 6;
+            files.push_back(file(i, matches ? "seldom" : "other"));
+            if (matches) expected.push_back(i);
+        }
+        index.publish(std::move(files), kHigh, kPort);
+        EXPECT_EQ(all_batches(index, word("seldom"), kHigh, 1000), expected);
+    }
+}
+
 // Most of the files leave, so that segments are packed, with their filters or with one another, and
 // the frequent word's bitmaps stay; in the end all leave, and with them all memory.
 void expect_order_after_departures(std::uint32_t segment_rows, std::uint32_t staying_of_20) {
