@@ -12,8 +12,6 @@ namespace vorrim {
 
 namespace {
 
-// With what comes of each, about as long as the turn of a busy connection.
-constexpr int kAcceptsPerTurn = 16;
 // How long a door waits for a descriptor to become free.
 constexpr std::chrono::milliseconds kExhaustedPause{100};
 
@@ -51,26 +49,25 @@ Turn Door::onDeadline() {
 Turn Door::doTask(socketPool& pool) {
     if (closing() || (flags_ & kException) != 0) return Turn::finished;
     if (paused_ || (flags_ & kReadable) == 0) return Turn::wait;
-    for (int i = 0; i < kAcceptsPerTurn; ++i) {
-        std::unique_ptr<kx_net_socket> accepted;
-        switch (socket()->accept(accepted)) {
-            case AcceptResult::accepted:
-                admit(std::move(accepted), pool);
-                break;
-            case AcceptResult::retry:
-                break;
-            case AcceptResult::drained:
-                flags_ &= ~static_cast<std::uint32_t>(kReadable);
-                return Turn::wait;
-            case AcceptResult::exhausted:
-            case AcceptResult::failed:
-                current_output().printVerbose("Door couldn't accept new socket?\n");
-                paused_ = true;
-                setDeadline(pool.clock().now() + kExhaustedPause);
-                return Turn::wait;
-        }
+    // One a turn: those who are connected do not wait for a crowd that arrives.
+    std::unique_ptr<kx_net_socket> accepted;
+    switch (socket()->accept(accepted)) {
+        case AcceptResult::accepted:
+            admit(std::move(accepted), pool);
+            return Turn::again;
+        case AcceptResult::retry:
+            return Turn::again;
+        case AcceptResult::drained:
+            flags_ &= ~static_cast<std::uint32_t>(kReadable);
+            return Turn::wait;
+        case AcceptResult::exhausted:
+        case AcceptResult::failed:
+            current_output().printVerbose("Door couldn't accept new socket?\n");
+            paused_ = true;
+            setDeadline(pool.clock().now() + kExhaustedPause);
+            return Turn::wait;
     }
-    return Turn::again;
+    return Turn::wait;
 }
 
 void Door::admit(std::unique_ptr<kx_net_socket> socket, socketPool& pool) {
