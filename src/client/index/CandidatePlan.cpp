@@ -133,7 +133,7 @@ void CandidatePlan::narrow(const Group& group, const Segment& segment, std::uint
     for (const std::uint16_t column : group.asked(columns))
         if (!(bits &= segment.column(column)[line]).any()) return;
     for (const auto& alternatives : group.alternatives) {
-        Segment::Line united;
+        Segment::Line united{};
         for (const Group& alternative : alternatives) {
             Segment::Line narrowed = bits;
             narrow(alternative, segment, line, narrowed, columns);

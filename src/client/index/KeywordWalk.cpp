@@ -208,7 +208,7 @@ bool KeywordWalk::look_at(const Part& part) {
         return false;
     }
     budget_.charge(plan_.line_cost());
-    Segment::Line rows;
+    Segment::Line rows{};
     if (part.bits != nullptr) {
         std::copy_n(part.bits, rows.words.size(), rows.words.begin());
     } else {

@@ -38,14 +38,24 @@ Segment::Segment(std::uint32_t first_row, std::uint32_t max_rows, std::uint32_t 
       handles_(std::make_unique_for_overwrite<std::uint32_t[]>(lines * Line::kRows)),
       first_known_(first_row) {}
 
+// The memory that it will grow into is cleared bit by bit while its last half fills: new pages of
+// memory cost more than all else, and everybody waits for whoever publishes.
+void Segment::prepare_growth() {
+    const std::size_t row_length = stride(lines_ * 2);
+    if (!larger_) larger_ = std::make_unique_for_overwrite<Line[]>(kBitRows * row_length);
+    const std::size_t due = kBitRows * (2 * used_ - slots() + 2) / slots();
+    for (; cleared_ < std::min(due, kBitRows); ++cleared_)
+        std::fill_n(larger_.get() + cleared_ * row_length, row_length, Line{});
+}
+
 void Segment::grow() {
     const std::uint32_t lines = lines_ * 2;
-    auto bits = std::make_unique<Line[]>(kBitRows * stride(lines));
-    for (std::size_t row = 0; row < kBitRows; ++row)
-        std::copy_n(bit_row(row), lines_, bits.get() + row * stride(lines));
     auto handles = std::make_unique_for_overwrite<std::uint32_t[]>(lines * Line::kRows);
     std::copy_n(handles_.get(), used_, handles.get());
-    bits_ = std::move(bits);
+    for (std::size_t row = 0; row < kBitRows; ++row)
+        std::copy_n(bit_row(row), lines_, larger_.get() + row * stride(lines));
+    bits_ = std::move(larger_);
+    cleared_ = 0;
     handles_ = std::move(handles);
     lines_ = lines;
 }
@@ -60,6 +70,7 @@ Segment::Stretch Segment::copy_of(const Line* row, std::uint32_t stretch) const 
 std::uint32_t Segment::append(std::uint32_t handle, const TextSignature& signature, bool reachable,
                               RecordView record) {
     if (used_ == slots()) grow();
+    if (used_ >= slots() / 2 && slots() < max_rows_) prepare_growth();
     if (!grams_) grams_ = std::make_unique<GramFilter>();
     const std::uint32_t slot = used_++;
     const std::uint32_t line = slot / Line::kRows;
@@ -176,6 +187,7 @@ std::uint64_t Segment::lines_of(GramFilter::Parts parts) const noexcept {
 
 std::size_t Segment::heap_bytes() const noexcept {
     return (grams_ ? sizeof(GramFilter) : 0) + kBitRows * stride(lines_) * sizeof(Line) +
+           (larger_ ? kBitRows * stride(lines_ * 2) * sizeof(Line) : 0) +
            slots() * sizeof(std::uint32_t) + rows_.capacity() * sizeof(std::uint32_t);
 }
 

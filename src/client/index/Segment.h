@@ -35,9 +35,9 @@ namespace vorrim {
 
 class Segment {
 public:
-    // 512 bits that are fetched together.
+    // 512 bits that are fetched together. Without a value of its own it is not cleared.
     struct alignas(64) Line {
-        std::array<std::uint64_t, 8> words{};
+        std::array<std::uint64_t, 8> words;
         static constexpr std::uint32_t kRows = 512;
 
         // In pairs of words, which compilers make vectors of.
@@ -215,6 +215,7 @@ private:
     }
     [[nodiscard]] Stretch copy_of(const Line* row, std::uint32_t stretch) const noexcept;
     [[nodiscard]] std::uint32_t packed_slot_of(std::uint32_t row) const noexcept;
+    void prepare_growth();
     void grow();
     void append_live_of(const Segment& other);
 
@@ -225,6 +226,8 @@ private:
     std::uint32_t used_ = 0;
     std::uint32_t live_count_ = 0;
     std::unique_ptr<Line[]> bits_;              // kBitRows rows of lines_ lines
+    std::unique_ptr<Line[]> larger_;            // what takes its place, twice as long
+    std::size_t cleared_ = 0;                   // bit rows of the latter
     std::unique_ptr<std::uint32_t[]> handles_;  // one per slot
     std::vector<std::uint32_t> rows_;           // one per used slot; empty: dense
     std::unique_ptr<GramFilter> grams_;
