@@ -24,6 +24,7 @@ std::uint32_t RowStore::append(std::uint32_t handle, const TextSignature& signat
     windows_.back()->append(handle, signature, reachable, record);
     signature.for_each_column([&](std::size_t column) { ++weights_[column]; });
     ++live_count_;
+    go_on_packing();
     return next_row_++;
 }
 
@@ -32,6 +33,7 @@ void RowStore::remove(std::uint32_t row) noexcept {
     segment.kill(segment.slot_of(row));
     --live_count_;
     if (closed(segment)) tidy(segment);
+    go_on_packing();
     if (live_count_ != 0 || segments_.empty()) return;
     // Only the last one is left, which was spared: it goes too, and the rest of its window.
     drop(segments_.size() - 1);
@@ -63,6 +65,7 @@ void RowStore::tidy(Segment& segment) noexcept {
     const std::size_t ordinal = segment.ordinal;
     const std::uint32_t live = segment.live_count();
     if (live == 0) return drop(ordinal);
+    if (packing_) return;  // one after the other
     if (segment.lines() > 1) {
         if (live <= segment.slots() / 2) pack(ordinal, false);
         return;
@@ -82,23 +85,38 @@ void RowStore::tidy(Segment& segment) noexcept {
 
 void RowStore::pack(std::size_t ordinal, bool with_successor) noexcept {
     Segment* const successor = with_successor ? segments_[ordinal + 1].get() : nullptr;
-    std::unique_ptr<Segment> packed;
     try {
-        packed = segments_[ordinal]->packed(successor);
+        packing_.emplace(*segments_[ordinal], successor);
     } catch (const std::bad_alloc&) {
-        return;  // the next row that leaves tries again
+        // The next row that leaves tries again.
     }
+}
+
+// A step for every so many rows that come or go: whoever waits for the index waits for one step.
+void RowStore::go_on_packing() noexcept {
+    constexpr unsigned kRowsOfAStep = 64;
+    if (!packing_ || ++rows_since_step_ < kRowsOfAStep) return;
+    rows_since_step_ = 0;
+    if (packing_->step()) return;
+    const std::size_t ordinal = packing_->segment().ordinal;
+    const bool two = packing_->successor() != nullptr;
+    std::unique_ptr<Segment> packed = packing_->finish();
+    packing_.reset();
     packed->ordinal = static_cast<std::uint32_t>(ordinal);
     packed->serial = next_serial_++;
     point_windows(*packed, packed.get());
     segments_[ordinal] = std::move(packed);
-    if (with_successor) {
+    if (two) {
         segments_.erase(segments_.begin() + static_cast<std::ptrdiff_t>(ordinal) + 1);
         number_from(ordinal + 1);
     }
+    // Others may have waited for it.
+    for (std::size_t next = segments_.size(); next-- > 0 && !packing_;)
+        if (closed(*segments_[next])) tidy(*segments_[next]);
 }
 
 void RowStore::drop(std::size_t ordinal) noexcept {
+    if (packing_ && packing_->concerns(*segments_[ordinal])) packing_.reset();
     point_windows(*segments_[ordinal], nullptr);
     segments_.erase(segments_.begin() + static_cast<std::ptrdiff_t>(ordinal));
     number_from(ordinal);

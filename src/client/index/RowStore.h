@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "client/index/Segment.h"
+#include "client/index/SegmentPacking.h"
 
 namespace vorrim {
 
@@ -108,8 +109,9 @@ private:
     }
     void tidy(Segment& segment) noexcept;
     [[nodiscard]] bool closed(const Segment& segment) const noexcept;
-    // Replaces the segment at `ordinal` (and its successor) by their packed form.
+    // Begins to replace the segment at `ordinal` (and its successor) by their packed form.
     void pack(std::size_t ordinal, bool with_successor) noexcept;
+    void go_on_packing() noexcept;
     void drop(std::size_t ordinal) noexcept;
     void point_windows(const Segment& segment, Segment* to) noexcept;
     void number_from(std::size_t ordinal) noexcept;
@@ -122,6 +124,8 @@ private:
     std::uint32_t first_window_ = 0;  // window of windows_[0]
     std::vector<Segment*> windows_;   // null where the window's segment is gone
     std::vector<std::unique_ptr<Segment>> segments_;
+    std::optional<SegmentPacking> packing_;
+    unsigned rows_since_step_ = 0;
     ColumnWeights weights_{};
 };
 

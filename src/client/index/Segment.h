@@ -77,11 +77,10 @@ public:
     static constexpr std::uint32_t kStretchLines = kStretchRows / Line::kRows;
     using Stretch = std::array<Line, kStretchLines>;
 
-    // An empty segment for the rows from first_row, a multiple of max_rows, on. It has room for as
-    // many lines of slots, a power of two, as given; a dense one grows up to max_rows slots, a
-    // power of two of at least a stretch and at most kMaxRows.
+    // An empty dense segment for the rows from first_row, a multiple of max_rows, on. It grows up
+    // to max_rows, a power of two of at least a stretch and at most kMaxRows.
     static constexpr std::uint32_t kMaxRows = GramFilter::kMaxParts * GramFilter::kPartRows;
-    Segment(std::uint32_t first_row, std::uint32_t max_rows, std::uint32_t lines = 1);
+    Segment(std::uint32_t first_row, std::uint32_t max_rows);
 
     // The next row of a dense segment that is not full; the record's texts are what the signature
     // was made of. Returns its slot. Raises std::bad_alloc, and has changed nothing then.
@@ -90,10 +89,6 @@ public:
     // The row's entry is gone. Its slot stays until the segment is packed.
     void kill(std::uint32_t slot) noexcept;
     void set_reachable(std::uint32_t slot, bool reachable) noexcept;
-
-    // Packed segment of the live rows of this one and, if there is one, of its successor. Takes
-    // over what is known of the texts: the two are of no further use.
-    [[nodiscard]] std::unique_ptr<Segment> packed(Segment* successor);
 
     [[nodiscard]] bool dense() const noexcept { return rows_.empty(); }
     [[nodiscard]] bool full() const noexcept { return used_ == max_rows_; }
@@ -199,6 +194,8 @@ public:
     [[nodiscard]] std::size_t heap_bytes() const noexcept;
 
 private:
+    friend class SegmentPacking;
+
     static constexpr std::size_t kLiveRow = 0;
     static constexpr std::size_t kReachableRow = 1;
     static constexpr std::size_t kFirstColumn = 2;
@@ -217,7 +214,12 @@ private:
     [[nodiscard]] std::uint32_t packed_slot_of(std::uint32_t row) const noexcept;
     void prepare_growth();
     void grow();
-    void append_live_of(const Segment& other);
+    void revive(std::uint32_t slot, bool reachable) noexcept;
+    [[nodiscard]] static std::unique_ptr<Line[]> uncleared_bits(std::uint32_t lines);
+    void clear(std::size_t row) noexcept { std::fill_n(bit_row(row), stride(lines_), Line{}); }
+    // With room for as many lines of slots, a power of two, as given.
+    Segment(std::uint32_t first_row, std::uint32_t max_rows, std::uint32_t lines,
+            std::unique_ptr<Line[]> bits);
 
     std::uint32_t first_row_;
     std::uint32_t rows_end_;
