@@ -1,6 +1,7 @@
 // The parts on which the index stands: its hashes, lists of rows, what a search dismisses unseen.
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -131,6 +132,57 @@ TEST(IndexRowList, KeepsTheRowsOfAVectorThroughAllForms) {
     for (std::uint32_t i = 0; i < rows.size(); ++i)
         rows[i] = i;
     ASSERT_NO_FATAL_FAILURE(expect_same(moved, rows, random));
+}
+
+// Segments grow and are packed, with one another as well, while rows come, go and change; now and
+// then all of them go at once, or nearly all.
+TEST(IndexRowStore, KeepsWhatItWasToldWhileSegmentsArePacked) {
+    constexpr std::array<std::byte, RecordLayout::tags> kNoTags{};
+    constexpr std::uint32_t kSegment = Segment::kStretchRows;
+    constexpr std::uint32_t kRows = 15 * kSegment;
+    const auto signature_of = [](std::uint32_t handle) {
+        TextSignature signature;
+        signature.add("file " + std::to_string(handle));
+        return signature;
+    };
+    std::mt19937 random(7);
+    RowStore store(2 * kRows, kSegment);
+    using Known = std::map<std::uint32_t, std::pair<std::uint32_t, bool>>;
+    Known known;  // handle of each row, and whether somebody reachable has it
+    const auto expect_same = [&] {
+        Known met;
+        store.for_each_live([&](const Segment& segment, std::uint32_t slot) {
+            const std::uint32_t handle = segment.handle_of(slot);
+            met[segment.row_of(slot)] = {handle, segment.reachable(slot)};
+            ASSERT_EQ(segment.signature_of(slot).words(), signature_of(handle).words());
+        });
+        ASSERT_EQ(met, known);
+    };
+    const auto remove = [&](Known::iterator row) {
+        store.remove(row->first);
+        return known.erase(row);
+    };
+    for (std::uint32_t handle = 0; handle < kRows; ++handle) {
+        const bool reachable = random() % 2 == 0;
+        const std::uint32_t row =
+            store.append(handle, signature_of(handle), reachable, RecordView(kNoTags));
+        known[row] = {handle, reachable};
+        const auto any = [&] {
+            return known.lower_bound(static_cast<std::uint32_t>(random()) % (row + 1));
+        };
+        if (random() % 2 == 0) remove(any());
+        if (const auto other = any(); other != known.end())
+            store.set_reachable(other->first, other->second.second = !other->second.second);
+        if (handle % (3 * kSegment) == 5 * kSegment / 2) {
+            const bool all = handle < 3 * kSegment;
+            for (auto at = known.begin(); at != known.end();)
+                at = all || random() % 20 > 0 ? remove(at) : std::next(at);
+            ASSERT_NO_FATAL_FAILURE(expect_same());
+        }
+        if (handle % 1000 == 0) {
+            ASSERT_NO_FATAL_FAILURE(expect_same());
+        }
+    }
 }
 
 // Which of the texts, one a row, a plan lets through; both ways of asking agree.

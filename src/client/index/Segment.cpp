@@ -26,17 +26,17 @@ std::unique_ptr<Segment::Line[]> Segment::uncleared_bits(std::uint32_t lines) {
     return std::make_unique_for_overwrite<Line[]>(kBitRows * stride(lines));
 }
 
-// The memory that it will grow into is cleared bit by bit while its last half fills: new pages of
+// The memory that it grows into is cleared row by row while its last half fills: new pages of
 // memory cost more than all else, and everybody waits for whoever publishes.
-void Segment::prepare_growth() {
-    const std::size_t row_length = stride(lines_ * 2);
+void Segment::prepare_growth(std::size_t rows) {
     if (!larger_) larger_ = uncleared_bits(lines_ * 2);
-    const std::size_t due = kBitRows * (2 * used_ - slots() + 2) / slots();
-    for (; cleared_ < std::min(due, kBitRows); ++cleared_)
+    const std::size_t row_length = stride(lines_ * 2);
+    for (; cleared_ < rows; ++cleared_)
         std::fill_n(larger_.get() + cleared_ * row_length, row_length, Line{});
 }
 
 void Segment::grow() {
+    prepare_growth(kBitRows);
     const std::uint32_t lines = lines_ * 2;
     auto handles = std::make_unique_for_overwrite<std::uint32_t[]>(lines * Line::kRows);
     std::copy_n(handles_.get(), used_, handles.get());
@@ -58,7 +58,8 @@ Segment::Stretch Segment::copy_of(const Line* row, std::uint32_t stretch) const 
 std::uint32_t Segment::append(std::uint32_t handle, const TextSignature& signature, bool reachable,
                               RecordView record) {
     if (used_ == slots()) grow();
-    if (used_ >= slots() / 2 && slots() < max_rows_) prepare_growth();
+    if (used_ >= slots() / 2 && slots() < max_rows_)
+        prepare_growth(kBitRows * (used_ * 2 - slots()) / slots());
     if (!grams_) grams_ = std::make_unique<GramFilter>();
     const std::uint32_t slot = used_++;
     const std::uint32_t line = slot / Line::kRows;

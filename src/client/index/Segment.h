@@ -212,7 +212,7 @@ private:
     }
     [[nodiscard]] Stretch copy_of(const Line* row, std::uint32_t stretch) const noexcept;
     [[nodiscard]] std::uint32_t packed_slot_of(std::uint32_t row) const noexcept;
-    void prepare_growth();
+    void prepare_growth(std::size_t rows);
     void grow();
     void revive(std::uint32_t slot, bool reachable) noexcept;
     [[nodiscard]] static std::unique_ptr<Line[]> uncleared_bits(std::uint32_t lines);
