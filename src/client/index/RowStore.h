@@ -7,7 +7,8 @@
 //
 // Rows are not given out twice. When half of a segment is dead it is packed, small ones are packed
 // together with a neighbour, empty ones freed: memory follows the live rows, and no list is touched
-// for it. One at a time is packed, in steps, as rows come and go. Only when the row numbers run out the live rows are numbered anew, in the same order.
+// for it. One at a time is packed, in steps, as rows come and go. Only when the row numbers run out
+// the live rows are numbered anew, in the same order.
 //
 // Threads     None inside; const operations may run side by side.
 #include <array>
