@@ -3,6 +3,7 @@
 // network in memory. When everybody has left, nothing may be left of them.
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -10,28 +11,17 @@
 #include "app/ServerSettings.h"
 #include "base/Clock.h"
 #include "base/Random.h"
-#include "base/file/primitives.h"
 #include "client/ClientConnection.h"
 #include "client/ClientService.h"
 #include "client/KeywordFileIndex.h"
 #include "client/RoomList.h"
-#include "fuzz/MemoryNet.h"
-#include "meta/Packet.h"
+#include "fuzz/Input.h"
 #include "net/Limits.h"
 #include "net/PoolShare.h"
 #include "net/socketPool.h"
+#include "tests/net/MemoryNet.h"
 
 namespace vorrim::fuzz {
-
-// The payload in a frame that says its right length, so that most bytes reach a handler.
-[[nodiscard]] inline std::vector<std::byte> framed(std::span<const std::byte> payload) {
-    Packet packet(static_cast<std::uint32_t>(payload.size()));
-    write_bytes(packet.body(), payload);
-    packet.finish();
-    std::vector<std::byte> bytes(packet.header().begin(), packet.header().end());
-    bytes.insert(bytes.end(), packet.payload().begin(), packet.payload().end());
-    return bytes;
-}
 
 class World final {
 public:
@@ -59,9 +49,16 @@ public:
         for (int i = 0; i < 200; ++i)
             turn();
     }
+    // The next piece of the input comes over the line as a packet, and has a turn.
+    void bring_packet(std::size_t line, Input& input) {
+        const auto payload = input.counted();
+        if (!payload.empty()) net.bring(line, frame_of(payload));
+        turn();
+    }
     // The claim of the whole: once all are gone, so is what they brought. What they published
     // before they had an identifier goes with the next who leaves without one.
     void everybody_leaves() {
+        settle();
         pool.delete_all();
         arrive(0x0300000AU);
         pool.delete_all();

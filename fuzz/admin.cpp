@@ -37,30 +37,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static_cast<void>(world.arrive(0x0200000A));
     std::array<std::size_t, 2> lines{connect(), connect()};
 
+    std::size_t* line = nullptr;
+    const std::function<void()> steps[] = {
+        [&] { world.net.bring(*line, input.counted()); },
+        [&] { world.net.end(*line); },
+        [&] { world.clock.advance(std::chrono::seconds(input.u8())); },
+        [&] {
+            if (world.net.line(*line).closed) *line = connect();
+        },
+    };
     while (!input.empty()) {
-        const std::uint8_t step = input.u8();
-        std::size_t& line = lines[step % 2];
-        switch (step / 2 % 8) {
-            case 0:
-                world.net.bring(line, input.counted());
-                break;
-            case 1:
-                world.net.end(line);
-                break;
-            case 2:
-                world.clock.advance(std::chrono::seconds(input.u8()));
-                break;
-            case 3:
-                if (world.net.line(line).closed) line = connect();
-                break;
-            default: {
-                const auto payload = input.counted();
-                if (!payload.empty()) world.net.bring(line, fuzz::framed(payload));
-                world.turn();
-            }
-        }
+        const std::size_t step = input.u8();
+        line = &lines[step % 2];
+        const std::size_t kind = step / 2 % 8;
+        kind < std::size(steps) ? steps[kind]() : world.bring_packet(*line, input);
     }
-    world.settle();
     world.everybody_leaves();
     return 0;
 }

@@ -15,45 +15,26 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         lines[i] = world.arrive(0x0100000AU + (static_cast<std::uint32_t>(i % 2) << 24U));
     world.turn();
 
+    std::size_t* line = nullptr;
+    const std::function<void()> steps[] = {
+        [&] { world.net.bring(*line, input.counted()); },
+        [&] { world.net.end(*line); },
+        [&] { world.net.fail(*line); },
+        [&] { world.net.line(*line).deaf = true; },
+        [&] { world.net.listen_again(*line); },
+        [&] { world.clock.advance(std::chrono::seconds(input.u8())); },
+        [&] { world.net.reach = static_cast<MemoryNet::Reach>(input.u8() % 4); },
+        [&] { world.turn(); },
+        [&] {
+            if (world.net.line(*line).closed) *line = world.arrive(0x0200000AU);
+        },
+    };
     while (!input.empty()) {
-        const std::uint8_t step = input.u8();
-        std::size_t& line = lines[step % kClients];
-        switch (step / kClients % 16) {
-            case 0:
-                world.net.bring(line, input.counted());
-                break;
-            case 1:
-                world.net.end(line);
-                break;
-            case 2:
-                world.net.fail(line);
-                break;
-            case 3:
-                world.net.line(line).deaf = true;
-                break;
-            case 4:
-                world.net.listen_again(line);
-                break;
-            case 5:
-                world.clock.advance(std::chrono::seconds(input.u8()));
-                break;
-            case 6:
-                world.net.reach = static_cast<fuzz::MemoryNet::Reach>(input.u8() % 4);
-                break;
-            case 7:
-                world.turn();
-                break;
-            case 8:
-                if (world.net.line(line).closed) line = world.arrive(0x0200000AU);
-                break;
-            default: {
-                const auto payload = input.counted();
-                if (!payload.empty()) world.net.bring(line, fuzz::framed(payload));
-                world.turn();
-            }
-        }
+        const std::size_t step = input.u8();
+        line = &lines[step % kClients];
+        const std::size_t kind = step / kClients % 16;
+        kind < std::size(steps) ? steps[kind]() : world.bring_packet(*line, input);
     }
-    world.settle();
     world.everybody_leaves();
     return 0;
 }

@@ -3,36 +3,19 @@
 
 #include "client/ExClientDoor.h"
 #include "fuzz/World.h"
-
-namespace {
-
-using namespace vorrim;
-
-// What a guest brings: a name, and a file.
-constexpr char kLogin[] =
-    "\x01"
-    "0123456789abcdef\0\0\0\0\x36\x12"
-    "\x01\0\0\0\x02\x01\0\x01\x01\0a";
-constexpr char kOffer[] =
-    "\x15\x01\0\0\0"
-    "fedcba9876543210\0\0\0\0\0\0"
-    "\x01\0\0\0\x02\x01\0\x01\x01\0b";
-
-template <std::size_t Size>
-std::vector<std::byte> packet_of(const char (&payload)[Size]) {
-    return fuzz::framed(std::as_bytes(std::span(payload)).first(Size - 1));
-}
-
-}  // namespace
+#include "tests/WireForms.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace vorrim;
     const fuzz::Quiet quiet;
     fuzz::Input input(data, size);
     fuzz::World world;
-    world.service_settings.min_version = 0;
     const std::size_t guest = world.arrive(0x0100000A);
-    world.net.bring(guest, packet_of(kLogin));
-    world.net.bring(guest, packet_of(kOffer));
+    wire::Record song{{}, 0, 0, {wire::text_tag(wire::kName, "b")}};
+    std::ranges::copy(std::string_view("fedcba9876543210"), song.hash.bytes.begin());
+    for (const wire::Bytes& payload :
+         {wire::login(wire::client_record(wire::hash_of(1), "a")), wire::offer({song})})
+        world.net.bring(guest, frame_of(test::span_of(payload)));
     UDPDoor::open(std::make_unique<ExClientDoor>(world.pool, std::uint16_t{4665}, world.service),
                   world.pool, 0);
     const std::size_t line = world.net.newest();

@@ -34,11 +34,6 @@ protected:
         write_all(peer, frame_of(std::string("\x64\x04\0root", 7) + count + '\0' + password));
         settle();
     }
-    bool is_closed(kx_tcpip_socket& peer) {
-        bool closed = false;
-        read_all(peer, &closed);
-        return closed;
-    }
 
     NoInput input_;
     Console console_{input_};

@@ -9,8 +9,6 @@
 namespace vorrim {
 namespace {
 
-using test::Record;
-
 // The printed tree of a filter, or "bad"; a lone substring in quotes, to tell it from the others.
 std::string filter(std::string_view text) {
     const auto search = parseFilter(text);
@@ -80,8 +78,8 @@ TEST(FilterExpressionsTest, ThousandsOfTermsAreNoBurden) {
     for (int i = 0; i < 20'000; ++i)
         text += "|(zzz)";
     const Filter many(std::move(*parseFilter(text + "|(mp3)")));
-    EXPECT_TRUE(many.matches(Record().text("\x01", "some.mp3")));
-    EXPECT_FALSE(many.matches(Record().text("\x01", "some.ogg")));
+    EXPECT_TRUE(many.matches(test::Shown({wire::text_tag(wire::kName, "some.mp3")})));
+    EXPECT_FALSE(many.matches(test::Shown({wire::text_tag(wire::kName, "some.ogg")})));
     std::string buffer;
     Filter(std::move(*parseFilter("(#SIZE > 650)|(mp3)"))).print(buffer);
     EXPECT_EQ(buffer, "search(  ( \x02>650 | mp3 )  )");

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "app/HousekeepingTask.h"
+#include "tests/client/Files.h"
 #include "tests/client/ServiceFixture.h"
 
 namespace vorrim {
@@ -37,13 +38,7 @@ TEST_F(HousekeepingTaskTest, EveryConnectionGetsTheStatusEvery13Cycles) {
     pool_.add(std::make_unique<ClientConnection>(std::move(here), pool_, service_));
     settle();
 
-    std::vector<FrozenRecord> files;
-    for (int i = 0; i < 3; ++i) {
-        Meta file;
-        file.setHash(FileHash{{std::byte(i)}});
-        files.push_back(FrozenRecord::from(file));
-    }
-    files_.publish(std::move(files), ClientId(5), 4662);
+    files_.publish(test::files(0, 3, [](std::uint32_t) { return "song"; }), ClientId(5), 4662);
 
     const Bytes status = frame_of(std::string("\x34\x01\0\0\0\x03\0\0\0", 9));
     for (int cycle = 1; cycle <= 2 * 13; ++cycle) {

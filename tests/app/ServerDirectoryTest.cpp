@@ -13,9 +13,10 @@
 #include "base/file/primitives.h"
 #include "base/kx_err.h"
 #include "meta/ClientId.h"
+#include "tests/WireForms.h"
 #include "tests/app/CurrentFolder.h"
 #include "tests/base/RecordingOutput.h"
-#include "tests/net/NotingNetwork.h"
+#include "tests/net/MemoryNet.h"
 
 namespace vorrim {
 namespace {
@@ -52,14 +53,13 @@ protected:
     [[nodiscard]] std::string working_list() const {
         kx_memory_file out(16);
         directory_.writeWorkingList(out);
-        const auto bytes = out.written();
-        return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+        return test::bytes_of(out.written()).string();
     }
 
     CurrentFolder folder_;
     RecordingOutput output_;
     ServerSettings settings_;
-    NotingNetwork net_;
+    MemoryNet net_;
     LimitLog limits_;
     ServerDirectory directory_{settings_, net_, limits_};
 };

@@ -1,7 +1,5 @@
 // The search language, down to the bytes that docs/protocol.md shows.
 
-#include <array>
-#include <cstdio>
 #include <gtest/gtest.h>
 #include <string>
 #include <utility>
@@ -9,25 +7,18 @@
 
 #include "ExpressionParser.h"
 #include "Failure.h"
-#include "base/file/kx_memory_file.h"
 #include "search/Search.h"
+#include "tests/WireForms.h"
 
 namespace vorrim::cli {
 namespace {
 
 using Words = std::vector<std::string>;
 
-// The wire form in hexadecimal digits, without blanks.
-std::string bytes_of(const Words& words) {
+wire::Bytes bytes_of(const Words& words) {
     kx_memory_file out(64);
     EXPECT_TRUE(parse_expression(words)->write(out));
-    std::string hex;
-    for (const std::byte byte : out.contents()) {
-        std::array<char, 3> digits{};
-        std::snprintf(digits.data(), digits.size(), "%02X", std::to_integer<unsigned>(byte));
-        hex += digits.data();
-    }
-    return hex;
+    return test::bytes_of(out.contents());
 }
 
 std::string packed(std::string spaced) {
@@ -68,7 +59,7 @@ TEST(ExpressionTest, MatchesTheDocumentedBytes) {
          "00 01  02 0300 6D7033 0100 04  02 0300 6F6767 0100 04"},
     };
     for (const auto& [words, bytes] : rows)
-        EXPECT_EQ(bytes_of(words), packed(bytes));
+        EXPECT_EQ(bytes_of(words), wire::hex(bytes));
 }
 
 TEST(ExpressionTest, TheTreeFollowsTheWords) {

@@ -13,24 +13,17 @@ ParsedOptions parsed(std::vector<const char*> arguments) {
 
 TEST(OptionsTest, DeniedWordsAreWordsAndOptionsStayOptionsAnywhere) {
     const ParsedOptions result =
-        parsed({"--port", "5000", "search", "linux", "-kernel", "--more", "-type=image", "--json"});
+        parsed({"--port", "5000", "search", "linux", "-kernel", "--more", "-type=image", "--json",
+                "--timeout", "0.5", "--udp", "--host", "h"});
     ASSERT_FALSE(result.exit_code);
-    EXPECT_EQ(result.options.command, Command::search);
-    EXPECT_EQ(result.options.words, (std::vector<std::string>{"linux", "-kernel", "-type=image"}));
-    EXPECT_EQ(result.options.port, 5000);
-    EXPECT_TRUE(result.options.more);
-    EXPECT_TRUE(result.options.json);
-}
-
-TEST(OptionsTest, OptionsMayFollowTheCommand) {
-    const ParsedOptions result = parsed({"sources", "00112233445566778899aabbccddeeff", "--udp",
-                                         "--host", "h", "--timeout", "0.5"});
-    ASSERT_FALSE(result.exit_code);
-    EXPECT_EQ(result.options.command, Command::sources);
-    EXPECT_TRUE(result.options.udp);
-    EXPECT_EQ(result.options.host, "h");
-    EXPECT_EQ(result.options.timeout.count(), 500);
-    EXPECT_FALSE(result.options.listen);
+    const Options& options = result.options;
+    EXPECT_EQ(options.command, Command::search);
+    EXPECT_EQ(options.words, (std::vector<std::string>{"linux", "-kernel", "-type=image"}));
+    EXPECT_EQ(options.host, "h");
+    EXPECT_EQ(options.port, 5000);
+    EXPECT_EQ(options.timeout.count(), 500);
+    EXPECT_TRUE(options.more && options.json && options.udp);
+    EXPECT_FALSE(options.listen);
 }
 
 TEST(OptionsTest, SenselessCommandLinesEndWithTwoAndHelpWithNought) {

@@ -1,75 +1,26 @@
 #pragma once
-// Records and expressions as plainly as their rules can be said: recursion over values. Slow, and
-// shares nothing with what it is compared to but the encoding of bytes.
+// Expressions as plainly as their rules can be said: recursion over values. Slow, and shares
+// nothing with what it is compared to.
 #include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "tests/wire/harness/Wire.h"
+
 namespace vorrim::test {
 
-using Bytes = std::string;
 using Lines = std::vector<std::string>;
 
-inline Bytes little_endian(std::uint32_t value, int width) {
-    Bytes bytes;
-    for (int i = 0; i < width; ++i)
-        bytes += static_cast<char>(value >> (8 * i) & 0xFF);
-    return bytes;
+inline char folded(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
 }
-
-inline Bytes counted(const std::string& text) {
-    return little_endian(static_cast<std::uint32_t>(text.size()), 2) + text;
-}
-
 inline std::string folded(std::string text) {
     for (char& c : text)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
+        c = folded(c);
     return text;
 }
-
-struct ModelTag {
-    int type = 3;  // 1 hash, 2 text, 3 integer
-    std::string name;
-    std::string value;  // the text, or the 16 bytes
-    std::uint32_t number = 0;
-    std::string lowered = folded(value);
-
-    [[nodiscard]] bool is(int wanted_type, const std::string& wanted_name) const {
-        return type == wanted_type && name != "n" && name == wanted_name;
-    }
-    [[nodiscard]] Bytes encode() const {
-        return static_cast<char>(type) + counted(name) +
-               (type == 1   ? value
-                : type == 2 ? counted(value)
-                            : little_endian(number, 4));
-    }
-};
-
-struct ModelRecord {
-    Bytes hash;
-    std::uint32_t id = 0;
-    std::uint32_t port = 0;
-    std::vector<ModelTag> tags;
-
-    [[nodiscard]] Bytes encode() const {
-        Bytes bytes = hash + little_endian(id, 4) + little_endian(port, 2) +
-                      little_endian(static_cast<std::uint32_t>(tags.size()), 4);
-        for (const ModelTag& tag : tags)
-            bytes += tag.encode();
-        return bytes;
-    }
-    void set_availability(std::uint32_t sources) {
-        const std::string name = "\x15";
-        for (ModelTag& tag : tags) {
-            if (tag.name != name) continue;
-            tag = {3, name, "", sources, ""};
-            return;
-        }
-        tags.push_back({3, name, "", sources, ""});
-    }
-};
 
 // An expression; `children` has two of them when kind is 0.
 struct ModelNode {
@@ -80,15 +31,16 @@ struct ModelNode {
     std::string name;
     std::vector<ModelNode> children;
 
-    [[nodiscard]] Bytes encode() const {
-        const Bytes begin(1, static_cast<char>(kind));
+    [[nodiscard]] wire::Bytes encode() const {
         if (kind == 0)
-            return begin + static_cast<char>(op) + children[0].encode() + children[1].encode();
-        if (kind == 1) return begin + counted(text);
-        if (kind == 2) return begin + counted(text) + counted(name);
-        if (kind == 4) return begin;
-        return begin + little_endian(static_cast<std::uint32_t>(number), 4) +
-               static_cast<char>(op) + counted(name);
+            return wire::joined(static_cast<wire::Op>(op), children[0].encode(),
+                                children[1].encode());
+        if (kind == 1) return wire::words(text);
+        if (kind == 2) return wire::tag_contains(name, text);
+        if (kind == 3)
+            return wire::tag_is(name, static_cast<wire::Is>(op),
+                                static_cast<std::uint32_t>(number));
+        return wire::anything();
     }
 
     // What reading the wire form does to the texts to be found.
@@ -98,19 +50,21 @@ struct ModelNode {
             child.lower();
     }
 
-    bool evaluate(const ModelRecord& record, Lines& lines) const {
+    bool evaluate(const wire::Record& record, Lines& lines) const {
         if (kind == 0) return combine(record, lines);
         if (kind == 4) return true;
-        return std::ranges::any_of(record.tags, [&](const ModelTag& tag) {
-            if (kind == 1) return tag.type == 2 && contains(tag);
-            if (kind == 2) return tag.is(2, name) && contains(tag);
-            return tag.is(3, name) && compare(static_cast<std::int32_t>(tag.number), lines);
+        return std::ranges::any_of(record.tags, [&](const wire::Tag& tag) {
+            if (kind == 1) return tag.type == 2 && is_in(tag.text);
+            if (tag.type != kind || tag.name == "n" || tag.name != name) return false;
+            return kind == 2 ? is_in(tag.text)
+                             : compare(static_cast<std::int32_t>(tag.number), lines);
         });
     }
 
 private:
-    [[nodiscard]] bool contains(const ModelTag& tag) const {
-        return tag.lowered.find(text) != std::string::npos;
+    [[nodiscard]] bool is_in(const std::string& value) const {
+        const auto fold = [](char c) { return folded(c); };
+        return text.empty() || !std::ranges::search(value, text, {}, fold).empty();
     }
     bool compare(std::int32_t value, Lines& lines) const {
         const bool results[] = {value == number, value > number,  value < number,
@@ -119,7 +73,7 @@ private:
         lines.emplace_back("Unknown Operation in SN_IntTagCompare");
         return false;
     }
-    bool combine(const ModelRecord& record, Lines& lines) const {
+    bool combine(const wire::Record& record, Lines& lines) const {
         if (op > 4) {
             lines.emplace_back("Unknown Operation in Search");
             return false;

@@ -19,55 +19,38 @@ constexpr ClientId kLow(5);
 constexpr ClientId kHigh(0x0100007F);
 constexpr ClientId kOtherHigh(0x0200007F);
 
-// The numbers of the files that match, in order, however many batches it takes.
-std::vector<std::uint32_t> all_batches(const FileIndex& index, std::unique_ptr<SearchNode> root,
-                                       ClientId asker, std::int32_t limit) {
-    Search search = search_of(std::move(root));
-    std::vector<std::uint32_t> numbers;
-    do {
-        SearchBatch batch = index.begin_batch(search, limit, asker);
-        while (!index.continue_batch(
-            batch, [&](RecordView record) { numbers.push_back(record.hash().first_u32()); })) {
-        }
-    } while (search.resume_position >= 0);
-    return numbers;
-}
-
-// Of eight segments every other one is looked at, and none of those has a match.
-TEST(FileIndex, AScanMisledByItsSampleFindsTheSame) {
+// A scan by rows takes a sample first, and pauses at the beginning of every segment or among the
+// candidates of one.
+TEST(FileIndex, AScanFindsTheSameWhateverMisleadsItAndWhereverItPauses) {
     constexpr std::uint32_t kSegment = 4096;
-    constexpr std::uint32_t kBuckets = 7;
-    FileIndex index({.segment_rows = kSegment, .step = 2000});
-    index.init(kBuckets);
-    std::vector<std::uint32_t> expected;
-    std::vector<FrozenRecord> files;
-    for (std::uint32_t i = 0; i < 8 * kSegment; ++i) {
-        const bool matches = i / kSegment % 2 == 0;
-        files.push_back(file(i, matches ? "common" : "other"));
-        if (matches) expected.push_back(i);
-    }
-    index.publish(std::move(files), kHigh, kPort);
-    std::stable_sort(expected.begin(), expected.end(),
-                     [](std::uint32_t a, std::uint32_t b) { return a % kBuckets < b % kBuckets; });
-    for (const std::int32_t limit : {1000, 100000})
-        EXPECT_EQ(all_batches(index, word("common"), kHigh, limit), expected);
-}
-
-// A scan by rows pauses at the beginning of every segment, or among the candidates of one.
-TEST(FileIndex, AScanThatPausesAnywhereFindsTheSame) {
-    constexpr std::uint32_t kSegment = 4096;
-    for (const std::uint32_t step : {30u, 3000u}) {
-        FileIndex index({.segment_rows = kSegment, .rows_to_judge = 8, .step = step});
-        index.init(1);
+    // Of eight segments every other one is looked at first, and none of those has a match.
+    const auto beside_the_sample = [](std::uint32_t i) { return i / kSegment % 2 == 0; };
+    const auto first_of_a_segment = [](std::uint32_t i) { return i % kSegment < 6; };
+    struct Scan {
+        IndexTuning tuning;
+        std::uint32_t buckets;
+        std::function<bool(std::uint32_t)> matches;
+    };
+    for (const auto& [tuning, buckets, matches] : {
+             Scan{{.segment_rows = kSegment, .step = 2000}, 7, beside_the_sample},
+             Scan{
+                 {.segment_rows = kSegment, .rows_to_judge = 8, .step = 30}, 1, first_of_a_segment},
+             Scan{{.segment_rows = kSegment, .rows_to_judge = 8, .step = 3000},
+                  1,
+                  first_of_a_segment},
+         }) {
+        SCOPED_TRACE(tuning.step);
+        FileIndex index(tuning);
+        index.init(static_cast<std::int32_t>(buckets));
+        index.publish(files(0, 8 * kSegment,
+                            [&](std::uint32_t i) { return matches(i) ? "wanted" : "other"; }),
+                      kHigh, kPort);
         std::vector<std::uint32_t> expected;
-        std::vector<FrozenRecord> files;
-        for (std::uint32_t i = 0; i < 8 * kSegment; ++i) {
-            const bool matches = i % kSegment < 6;
-            files.push_back(file(i, matches ? "seldom" : "other"));
-            if (matches) expected.push_back(i);
-        }
-        index.publish(std::move(files), kHigh, kPort);
-        EXPECT_EQ(all_batches(index, word("seldom"), kHigh, 1000), expected);
+        for (std::uint32_t bucket = 0; bucket < buckets; ++bucket)
+            for (std::uint32_t i = bucket; i < 8 * kSegment; i += buckets)
+                if (matches(i)) expected.push_back(i);
+        for (const std::int32_t limit : {1000, 100000})
+            EXPECT_EQ(found(index, word("wanted"), kHigh, limit), expected);
     }
 }
 
@@ -84,19 +67,17 @@ void expect_order_after_departures(std::uint32_t segment_rows, std::uint32_t sta
         const bool stays = i % 20 < staying_of_20;
         if (stays) common.push_back(i);
         if (i % 40 == 0) seldom.push_back(i);
-        for (std::uint32_t source = 0; source < 5; ++source) {
-            std::vector<FrozenRecord> files;
-            files.push_back(file(i, i % 40 == 0 ? "common seldom" : "common other"));
-            index.publish(std::move(files), stays ? kHigh : kOtherHigh, kPort);
-        }
+        const auto name = [](std::uint32_t n) { return n % 40 == 0 ? "common seldom" : "common"; };
+        for (std::uint32_t source = 0; source < 5; ++source)
+            index.publish(files(i, i + 1, name), stays ? kHigh : kOtherHigh, kPort);
     }
     index.remove_client(kOtherHigh);
 
     for (const ClientId asker : {kHigh, kLow}) {
-        EXPECT_EQ(all_batches(index, word("common"), asker, 200), common);
-        EXPECT_EQ(all_batches(index, word("common seldom"), asker, 1000000), seldom);
+        EXPECT_EQ(found(index, word("common"), asker, 200), common);
+        EXPECT_EQ(found(index, word("common seldom"), asker, 1000000), seldom);
         auto either = combine(CombineOp::kOr, word("seldom"), word("nobody"));
-        EXPECT_EQ(all_batches(index, std::move(either), asker, 1000000).size(), seldom.size());
+        EXPECT_EQ(found(index, std::move(either), asker, 1000000).size(), seldom.size());
     }
     index.remove_client(kHigh);
     EXPECT_EQ(index.keyword_total(), 0u);
@@ -124,16 +105,11 @@ std::vector<FrozenRecord> some_files(Random& random) {
 }
 
 Search some_search(Random& random) {
-    switch (random.below(4)) {
-        case 0:
-            return search_of(std::make_unique<SN_All>());
-        case 1:
-            return search_of(word("alpha gamma"));
-        case 2:
-            return search_of(combine(CombineOp::kOr, word("delta"), word("epsil")));
-        default:
-            return search_of(word("beta"));
-    }
+    const std::uint64_t kind = random.below(4);
+    if (kind == 0) return search_of(std::make_unique<SN_All>());
+    if (kind == 1) return search_of(word("alpha gamma"));
+    if (kind == 2) return search_of(combine(CombineOp::kOr, word("delta"), word("epsil")));
+    return search_of(word("beta"));
 }
 
 TEST(FileIndexThreads, PublishSearchAskAndLeaveTogether) {

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <new>
-#include <set>
 #include <string>
 
 #include "client/KeywordFileIndex.h"
@@ -75,32 +74,21 @@ using namespace test;
 constexpr std::int32_t kAll = 1000000;
 
 // Every file is listed under "common"; some words are of a few files, some of one.
-FrozenRecord numbered(std::uint32_t number) {
-    return file(number, "common w" + std::to_string(number % 97) + " v" +
-                            std::to_string(number % 4) + " only" + std::to_string(number));
-}
-
-std::vector<FrozenRecord> files(std::uint32_t first, std::uint32_t end) {
-    std::vector<FrozenRecord> list;
-    for (std::uint32_t number = first; number < end; ++number)
-        list.push_back(numbered(number));
-    return list;
-}
-
-std::set<std::uint32_t> found(const FileIndex& index, Search search) {
-    std::set<std::uint32_t> files;
-    SearchBatch batch = index.begin_batch(search, kAll, ClientId(0x01000001));
-    while (!index.continue_batch(batch, [&](RecordView record) {
-        EXPECT_TRUE(files.insert(record.hash().first_u32()).second);
-    })) {
-    }
-    return files;
+std::string name_of(std::uint32_t number) {
+    return "common w" + std::to_string(number % 97) + " v" + std::to_string(number % 4) + " only" +
+           std::to_string(number);
 }
 
 // However it is asked, the index tells of the same files, and of all their sources.
 void expect_consistent(const KeywordFileIndex& index) {
-    const auto all = found(index, search_of(std::make_unique<SN_All>()));
-    ASSERT_EQ(all, found(index, search_of(word("common"))));
+    const auto sorted = [&](std::unique_ptr<SearchNode> root) {
+        auto numbers = found(index, std::move(root), ClientId(0x01000001), kAll);
+        std::ranges::sort(numbers);
+        return numbers;
+    };
+    const auto all = sorted(std::make_unique<SN_All>());
+    ASSERT_EQ(all, sorted(word("common")));
+    ASSERT_EQ(std::ranges::adjacent_find(all), all.end());
     ASSERT_EQ(all.size(), index.file_total());
     std::int32_t sources = 0;
     for (const std::uint32_t number : all) {
@@ -126,18 +114,18 @@ TEST(KeywordFileIndex, LosesNothingWhenMemoryRunsOutAndGivesEverythingBackWithou
     bool failed = true;
     for (std::uint32_t n = 0; failed; n += n < 100 ? 1 : 11) {
         SCOPED_TRACE(n);
-        index.publish(files(0, kResidents), kResident, kPort);
-        auto list = files(kResidents - 10, kResidents + 50);
+        index.publish(files(0, kResidents, name_of), kResident, kPort);
+        auto list = files(kResidents - 10, kResidents + 50, name_of);
         // Sources of one file: more than stand in a page.
         for (int copy = 0; copy < 70; ++copy)
-            list.push_back(numbered(kResidents));
+            list.push_back(file(kResidents, name_of(kResidents)));
         fail_after(n, 1);
         try {
             index.publish(std::move(list), kGuest, kPort);
         } catch (const std::bad_alloc&) {
         }
         failed = end_of_failures();
-        index.publish(files(kResidents, kResidents + 20), kSecondGuest, kPort);
+        index.publish(files(kResidents, kResidents + 20, name_of), kSecondGuest, kPort);
         ASSERT_NO_FATAL_FAILURE(expect_consistent(index));
 
         std::array leaving{kResident, kGuest, kSecondGuest};

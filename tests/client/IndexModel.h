@@ -1,6 +1,6 @@
 #pragma once
 // The index as plainly as its rules can be said: lists of decoded records, walked from front to
-// back. Slow, and shares nothing with the index but the encoding of bytes.
+// back. Slow, and shares nothing with the index.
 #include <algorithm>
 #include <cstdint>
 #include <map>
@@ -34,12 +34,18 @@ inline std::uint32_t model_keyword_hash(const std::string& word) {
 
 class ModelIndex {
     struct Entry {
-        ModelRecord record;
-        std::vector<std::pair<std::uint32_t, std::uint32_t>> sources;
+        wire::Record record;
+        std::vector<std::pair<std::uint32_t, std::uint16_t>> sources;
         std::vector<std::uint32_t> words;
         [[nodiscard]] auto reachable() const {
             return std::count_if(sources.begin(), sources.end(),
                                  [](const auto& s) { return s.first > 0xFFFFFF; });
+        }
+        void set_availability() {
+            const wire::Tag tag =
+                wire::int_tag(wire::kAvailability, static_cast<std::uint32_t>(sources.size()));
+            const auto at = std::ranges::find(record.tags, tag.name, &wire::Tag::name);
+            record.tags.insert(at == record.tags.end() ? at : record.tags.erase(at), tag);
         }
     };
 
@@ -49,8 +55,8 @@ public:
     std::vector<ModelNode> filters;
     Lines lines;  // what evaluating printed
 
-    void publish(const std::vector<ModelRecord>& records, std::uint32_t id, std::uint32_t port) {
-        for (ModelRecord record : records) {
+    void publish(const std::vector<wire::Record>& records, std::uint32_t id, std::uint16_t port) {
+        for (wire::Record record : records) {
             record.id = id;
             record.port = port;
             if (std::any_of(filters.begin(), filters.end(),
@@ -66,7 +72,7 @@ public:
                 entry->record = record;
             }
             entry->sources.emplace_back(id, port);
-            entry->record.set_availability(static_cast<std::uint32_t>(entry->sources.size()));
+            entry->set_availability();
             if (is_new && keywords_) add_words(*entry);
         }
     }
@@ -77,7 +83,7 @@ public:
                 const auto removed =
                     std::erase_if(entry->sources, [&](const auto& s) { return s.first == id; });
                 source_total_ -= static_cast<int>(removed);
-                entry->record.set_availability(static_cast<std::uint32_t>(entry->sources.size()));
+                entry->set_availability();
                 if (!entry->sources.empty()) continue;
                 for (const std::uint32_t word : entry->words) {
                     std::erase(lists_[word], entry.get());
@@ -89,22 +95,21 @@ public:
         }
     }
 
-    [[nodiscard]] Bytes sources(const Bytes& hash) const {
+    [[nodiscard]] wire::Bytes sources(const wire::Hash& hash) const {
         const Entry* entry = find(hash);
         if (entry == nullptr) return {};
         const std::size_t count = std::min<std::size_t>(entry->sources.size(), 230);
-        Bytes bytes = hash + static_cast<char>(count);
+        wire::Bytes bytes = hash.encode().u8(static_cast<std::uint32_t>(count));
         for (std::size_t i = 0; i < count; ++i)
-            bytes += little_endian(entry->sources[i].first, 4) +
-                     little_endian(entry->sources[i].second, 2);
+            bytes.u32(entry->sources[i].first).u16(entry->sources[i].second);
         return bytes;
     }
 
-    std::vector<Bytes> search(ModelSearch& search, std::int32_t limit, std::uint32_t asker) {
+    std::vector<wire::Record> search(ModelSearch& search, std::int32_t limit, std::uint32_t asker) {
         if (!keywords_) return scan(search, limit, asker);
         search.extract();
         if (search.keyword.empty()) return scan(search, limit, asker);
-        std::vector<Bytes> found;
+        std::vector<wire::Record> found;
         const std::int32_t saved = std::exchange(search.position, -1);
         const auto list = lists_.find(model_keyword_hash(search.keyword));
         if (list == lists_.end()) return found;
@@ -113,7 +118,7 @@ public:
             if (i <= saved) continue;
             if (asker <= 0xFFFFFF && entry.reachable() == 0) continue;
             if (!search.root->evaluate(entry.record, lines)) continue;
-            found.push_back(entry.record.encode());
+            found.push_back(entry.record);
             if (static_cast<std::int32_t>(found.size()) > limit) {
                 search.position = i;
                 break;
@@ -132,13 +137,11 @@ public:
     }
 
 private:
-    [[nodiscard]] std::uint32_t bucket_of(const Bytes& hash) const {
-        std::uint32_t first = 0;
-        for (std::size_t i = 4; i-- > 0;)
-            first = first << 8 | static_cast<unsigned char>(hash[i]);
-        return first % buckets_;
+    [[nodiscard]] std::uint32_t bucket_of(const wire::Hash& hash) const {
+        const auto& h = hash.bytes;
+        return (h[0] | h[1] << 8U | h[2] << 16U | std::uint32_t{h[3]} << 24U) % buckets_;
     }
-    [[nodiscard]] Entry* find(const Bytes& hash) const {
+    [[nodiscard]] Entry* find(const wire::Hash& hash) const {
         const auto bucket = table_.find(bucket_of(hash));
         if (bucket == table_.end()) return nullptr;
         for (const auto& entry : bucket->second)
@@ -146,9 +149,9 @@ private:
         return nullptr;
     }
     void add_words(Entry& entry) {
-        for (const ModelTag& tag : entry.record.tags) {
+        for (const wire::Tag& tag : entry.record.tags) {
             if (tag.type != 2) continue;
-            for (const std::string& word : model_words(tag.value, " ,_-.(){}[]!?<>:\\/\t\n")) {
+            for (const std::string& word : model_words(tag.text, " ,_-.(){}[]!?<>:\\/\t\n")) {
                 if (entry.words.size() == 10) return;
                 const std::uint32_t hash = model_keyword_hash(word);
                 if (std::count(entry.words.begin(), entry.words.end(), hash) != 0) continue;
@@ -157,8 +160,8 @@ private:
             }
         }
     }
-    std::vector<Bytes> scan(ModelSearch& search, std::int32_t limit, std::uint32_t asker) {
-        std::vector<Bytes> found;
+    std::vector<wire::Record> scan(ModelSearch& search, std::int32_t limit, std::uint32_t asker) {
+        std::vector<wire::Record> found;
         const auto first = static_cast<std::uint32_t>(std::max(search.position, 0));
         for (auto bucket = table_.lower_bound(first); bucket != table_.end(); ++bucket) {
             const std::size_t start =
@@ -167,7 +170,7 @@ private:
                 const Entry& entry = *bucket->second[i];
                 if (asker < 0xFFFFFF && entry.reachable() == 0) continue;
                 if (!search.root->evaluate(entry.record, lines)) continue;
-                found.push_back(entry.record.encode());
+                found.push_back(entry.record);
                 if (static_cast<std::int32_t>(found.size()) < limit) continue;
                 search.position = static_cast<std::int32_t>(bucket->first);
                 search.offset = static_cast<std::int32_t>(i) + 1;

@@ -15,8 +15,8 @@
 #include "client/KeywordFileIndex.h"
 #include "search/UnknownOperations.h"
 #include "tests/base/RecordingOutput.h"
+#include "tests/client/Files.h"
 #include "tests/client/IndexModel.h"
-#include "tests/search/SearchFixture.h"
 
 namespace vorrim {
 namespace {
@@ -31,10 +31,6 @@ std::uint64_t from_environment(const char* name, std::uint64_t otherwise) {
 std::uint64_t seed_of_run() {
     static const std::uint64_t seed = from_environment("VORRIM_SEED", std::random_device{}());
     return seed;
-}
-
-Bytes bytes_of(std::span<const std::byte> span) {
-    return {reinterpret_cast<const char*>(span.data()), span.size()};
 }
 
 constexpr std::uint32_t kLongStay = 60;
@@ -73,10 +69,12 @@ public:
     }
 
     // Some differ only behind their first four bytes, which choose the bucket.
-    Bytes hash() {
+    wire::Hash hash() {
         const std::uint32_t number = below(distinct_);
-        const std::uint32_t first = number % 5 == 0 ? number % 10 : number * 2654435761u;
-        return little_endian(first, 4) + little_endian(number, 4) + Bytes(8, '\x11');
+        wire::Hash hash = wire::hash_of(number % 5 == 0 ? number % 10 : number * 2654435761u);
+        for (unsigned i = 0; i < 4; ++i)
+            hash.bytes[4 + i] = static_cast<std::uint8_t>(number >> (8 * i));
+        return hash;
     }
 
     std::string letters(std::uint32_t count) {
@@ -107,17 +105,15 @@ public:
         static const std::string kNames[] = {"\x01", "\x02", "\x03", "Artist", "n", "", "\x15"};
         return kNames[one_in(10) ? below(std::size(kNames)) : below(4)];
     }
-    ModelTag tag() {
+    wire::Tag tag() {
         const std::uint32_t kind = below(4);
-        if (kind == 0) return {3, tag_name(), "", below(6)};
-        if (kind > 1) return {2, tag_name(), one_in(12) ? "" : title(), 0};
-        if (one_in(6)) return {1, tag_name(), Bytes(16, 'h'), 0};
-        return {3, "\x02", "", one_in(2) ? ~below(9) : below(9)};
+        if (kind == 0) return wire::int_tag(tag_name(), below(6));
+        if (kind > 1) return wire::text_tag(tag_name(), one_in(12) ? "" : title());
+        if (one_in(6)) return wire::hash_tag(tag_name(), hash());
+        return wire::int_tag(wire::kSize, one_in(2) ? ~below(9) : below(9));
     }
-    ModelRecord record() {
-        ModelRecord record;
-        record.hash = hash();
-        record.tags.push_back({2, "\x01", title(), 0});
+    wire::Record record() {
+        wire::Record record{hash(), 0, 0, {wire::text_tag(wire::kName, title())}};
         for (std::uint32_t more = below(4); more > 0; --more)
             record.tags.push_back(tag());
         return record;
@@ -208,8 +204,8 @@ private:
     };
 
     static void read_into(Search& search, const ModelNode& root) {
-        const Bytes wire = root.encode();
-        kx_memory_file stream = kx_memory_file::reading(as_span(wire));
+        const wire::Bytes bytes = root.encode();
+        kx_memory_file stream = stream_of(bytes);
         ASSERT_TRUE(search.read(stream));
     }
 
@@ -221,17 +217,15 @@ private:
     }
 
     void publish() {
-        std::vector<ModelRecord> records;
+        std::vector<wire::Record> records;
         const std::uint32_t most = setup_.stay == kLongStay ? 130 : chance_.one_in(4) ? 90 : 12;
         for (std::uint32_t count = chance_.below(most); count > 0; --count) {
             records.push_back(chance_.record());
             if (chance_.one_in(9)) records.push_back(records.back());
         }
         std::vector<FrozenRecord> frozen;
-        for (const ModelRecord& record : records) {
-            const Bytes wire = record.encode();
-            kx_memory_file stream = kx_memory_file::reading(as_span(wire));
-            frozen.push_back(FrozenRecord::from_network(stream));
+        for (const wire::Record& record : records) {
+            frozen.push_back(test::frozen(record));
             ASSERT_FALSE(frozen.back().empty());
         }
         const std::uint32_t client = chance_.client();
@@ -245,13 +239,11 @@ private:
         model_.remove_client(client);
     }
 
-    void ask_sources(const Bytes& hash) {
-        FileHash key;
-        std::memcpy(key.bytes.data(), hash.data(), hash.size());
+    void ask_sources(const wire::Hash& hash) {
         kx_memory_file out(64);
-        const bool found = index_->write_sources(key, out);
-        const Bytes expected = model_.sources(hash);
-        ASSERT_EQ(found, !expected.empty());
+        const bool found = index_->write_sources(file_hash(hash), out);
+        const wire::Bytes expected = model_.sources(hash);
+        ASSERT_EQ(found, expected.size() != 0);
         ASSERT_EQ(bytes_of(out.written()), expected);
     }
 
@@ -282,21 +274,22 @@ private:
         root.lower();
         const ModelSearch whole{root, "", -1, 0};
         const std::uint32_t asker = chance_.client();
-        const auto among = [](const std::vector<Bytes>& some, const std::vector<Bytes>& others) {
-            std::vector<Bytes> kept;
-            std::ranges::copy_if(some, std::back_inserter(kept), [&](const Bytes& hash) {
+        using Hashes = std::vector<FileHash>;
+        const auto among = [](const Hashes& some, const Hashes& others) {
+            Hashes kept;
+            std::ranges::copy_if(some, std::back_inserter(kept), [&](const FileHash& hash) {
                 return std::ranges::find(others, hash) != others.end();
             });
             return kept;
         };
         const auto all_from = [&](ModelSearch from) {
-            std::vector<Bytes> hashes;
-            for (const Bytes& record : model_.search(from, 1'000'000, asker))
-                hashes.push_back(record.substr(0, 16));
+            Hashes hashes;
+            for (const wire::Record& record : model_.search(from, 1'000'000, asker))
+                hashes.push_back(file_hash(record.hash));
             return hashes;
         };
 
-        std::vector<Bytes> lasting = all_from(whole);
+        Hashes lasting = all_from(whole);
         const bool come = chance_.one_in(2);
         std::uint32_t changes = 3;
         kx_memory_file out(4096);
@@ -309,11 +302,11 @@ private:
             lasting = among(lasting, all_from(whole));
         }
 
-        std::vector<Bytes> found;
+        Hashes found;
         for (out.seek(0); out.remaining() > 0;)
-            found.push_back(bytes_of(FrozenRecord::from_network(out).view().bytes()).substr(0, 16));
+            found.push_back(FrozenRecord::from_network(out).view().hash());
         ASSERT_EQ(found.size(), batch->found());
-        std::vector<Bytes> met = among(found, lasting);
+        Hashes met = among(found, lasting);
         if (real.resume_position >= 0) {
             ModelSearch rest = whole;
             rest.position = real.resume_position;
@@ -327,12 +320,12 @@ private:
     }
 
     void batch(Pair& pair) {
-        Bytes got;
+        wire::Bytes got;
         std::uint32_t count = 0;
         if (chance_.one_in(4)) {
             SearchBatch batch = index_->begin_batch(pair.real, pair.limit, ClientId(pair.asker));
             while (!index_->continue_batch(
-                batch, [&](RecordView record) { got += bytes_of(record.bytes()); })) {
+                batch, [&](RecordView record) { got.add(bytes_of(record.bytes())); })) {
             }
             count = batch.found();
         } else {
@@ -341,15 +334,16 @@ private:
             got = bytes_of(out.written());
         }
         const std::size_t lines_before = model_.lines.size();
-        const std::vector<Bytes> expected = model_.search(pair.model, pair.limit, pair.asker);
+        const std::vector<wire::Record> expected =
+            model_.search(pair.model, pair.limit, pair.asker);
         const std::size_t most = lines_before + UnknownReports::kMostLines;
         if (const std::size_t all = model_.lines.size(); all > most) {
             model_.lines.resize(most);
             model_.lines.push_back(" and " + std::to_string(all - most) + " more\n");
         }
-        Bytes expected_bytes;
-        for (const Bytes& record : expected)
-            expected_bytes += record;
+        wire::Bytes expected_bytes;
+        for (const wire::Record& record : expected)
+            expected_bytes.add(record.encode());
         std::string printed;
         pair.real.print(printed);
         ASSERT_EQ(count, expected.size()) << printed;

@@ -35,28 +35,18 @@ public:
         for (std::size_t times = 1 + below(6); times > 0; --times) {
             const std::size_t place = below(bytes.size() + 1);
             const auto at = bytes.begin() + static_cast<std::ptrdiff_t>(place);
-            switch (below(6)) {
-                case 0:
-                    bytes.insert(at, any_byte());
-                    break;
-                case 1:
-                    if (at != bytes.end()) bytes.erase(at);
-                    break;
-                case 2:
-                    if (at != bytes.end()) *at ^= static_cast<std::uint8_t>(1U << below(8));
-                    break;
-                case 3:
-                    if (below(4) == 0) bytes.resize(place);
-                    break;
-                case 4: {  // a piece of another seed
-                    const std::size_t begin = below(other.size() + 1);
-                    const auto from = other.begin() + static_cast<std::ptrdiff_t>(begin);
-                    const std::size_t size = below(other.size() - begin + 1);
-                    bytes.insert(at, from, from + static_cast<std::ptrdiff_t>(size));
-                    break;
-                }
-                default:
-                    if (at != bytes.end()) *at = any_byte();
+            const bool inside = at != bytes.end();
+            const std::size_t kind = below(6);
+            if (kind == 0) bytes.insert(at, any_byte());
+            if (kind == 1 && inside) bytes.erase(at);
+            if (kind == 2 && inside) *at ^= static_cast<std::uint8_t>(1U << below(8));
+            if (kind == 3 && inside) *at = any_byte();
+            if (kind == 4 && below(4) == 0) bytes.resize(place);
+            if (kind == 5) {  // a piece of another seed
+                const std::size_t begin = below(other.size() + 1);
+                const auto from = other.begin() + static_cast<std::ptrdiff_t>(begin);
+                const std::size_t size = below(other.size() - begin + 1);
+                bytes.insert(at, from, from + static_cast<std::ptrdiff_t>(size));
             }
         }
         return bytes;

@@ -10,18 +10,16 @@
 #include "meta/Packet.h"
 #include "meta/ServerList.h"
 #include "meta/ServerMeta.h"
+#include "tests/WireForms.h"
 #include "tests/base/RecordingOutput.h"
-#include "tests/wire/harness/Bytes.h"
 
 namespace vorrim {
 namespace {
 
+using test::bytes_of;
+using test::stream_of;
 using wire::Bytes;
 using wire::hex;
-
-Bytes bytes_of(std::span<const std::byte> bytes) {
-    return Bytes({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
-}
 
 Bytes in_a_row(std::initializer_list<Bytes> parts) {
     Bytes all;
@@ -40,10 +38,6 @@ Bytes disk_form(const Serializable& item) {
     kx_memory_file out(64);
     EXPECT_TRUE(item.toDisk(out));
     return bytes_of(out.contents());
-}
-
-kx_memory_file stream_of(const Bytes& bytes) {
-    return kx_memory_file::reading(std::as_bytes(std::span(bytes.data(), bytes.size())));
 }
 
 bool decode_network(Serializable& item, const Bytes& bytes) {

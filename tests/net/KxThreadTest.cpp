@@ -12,17 +12,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// Waits in its step as a worker waits for sockets: until somebody wakes it.
-class Waiting final : public kx_thread {
-public:
-    ~Waiting() override { stop(); }
-    void run_once() override { woken_.wait(milliseconds(0)); }
-
-private:
-    void wake() override { woken_.release(); }
-    kx_semaphore woken_;
-};
-
 // Does what it is told, in each step.
 class Scripted final : public kx_thread {
 public:
@@ -38,14 +27,18 @@ public:
 
     std::function<void(Scripted&)> when_finished;
     kx_semaphore finished;
+    kx_semaphore woken;
 
 private:
+    void wake() override { woken.release(); }
+
     std::function<void(Scripted&)> step_;
 };
 
 TEST(KxThread, IsWaitedForByEveryoneWhoStopsIt) {
     for (int round = 0; round < 50; ++round) {
-        Waiting thread;
+        // As a worker waits for sockets: until somebody wakes it.
+        Scripted thread([](Scripted& self) { self.woken.wait(milliseconds(0)); });
         thread.start();
         kx_thread_handle other = kx_thread_create(
             [&thread] {

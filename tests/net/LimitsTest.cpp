@@ -10,9 +10,8 @@
 #include "net/AddressGate.h"
 #include "net/LimitLog.h"
 #include "net/NetworkList.h"
-#include "net/RequestBuckets.h"
 #include "tests/base/RecordingOutput.h"
-#include "tests/net/PoolFixture.h"
+#include "tests/net/EchoFixture.h"
 
 namespace vorrim {
 namespace {
@@ -96,47 +95,7 @@ TEST(AddressGateTest, CountsConnectionsAndNewOnesPerAddressAndForgetsWhoIsGone) 
     EXPECT_EQ(gate.admit(7, clock.now()), Answer::too_many);
 }
 
-TEST(RequestBucketsTest, TheLongestSilenceIsWorthAMinute) {
-    constexpr RequestRates kRates{60};
-    ManualClock clock;
-    const auto now = [&] { return clock.now(); };
-    RequestBuckets buckets;
-    buckets.fill(kRates, clock.now());
-    for (int i = 0; i < 60; ++i)
-        EXPECT_EQ(buckets.spend(Request::login, kRates, now), 0ms);
-    EXPECT_EQ(buckets.spend(Request::login, kRates, now), 1000ms);
-    EXPECT_EQ(buckets.spend(Request::login, kRates, now), 2000ms);  // two tokens to come are taken
-    clock.advance(std::chrono::hours(24 * 40));
-    int allowed = 0;
-    while (buckets.spend(Request::login, kRates, now) == 0ms)
-        ++allowed;
-    EXPECT_EQ(allowed, 60);
-}
-
-// Answers every packet with one that is a hundred times as long; an L lets long packets in, an S
-// counts as a search.
-class LimitedConnection final : public Connection {
-public:
-    LimitedConnection(std::unique_ptr<kx_net_socket> socket, socketPool& pool, int& handled)
-        : Connection(std::move(socket), pool), handled_(handled) {}
-
-private:
-    Verdict handle_message(std::uint8_t opcode, kx_memory_file& payload) override {
-        ++handled_;
-        if (opcode == 'L') allowLongPackets();
-        if (opcode == 'S' && spend(Request::search) == Verdict::close) return Verdict::close;
-        Packet packet(1);
-        write_8(packet.body(), opcode);
-        if (opcode == 'F') write_bytes(packet.body(), Bytes(100 * payload.size()));
-        packet.finish();
-        send(packet);
-        return Verdict::keep;
-    }
-
-    int& handled_;
-};
-
-class LimitedConnectionTest : public PoolFixture {
+class LimitedConnectionTest : public EchoFixture {
 protected:
     void SetUp() override {
         limits_.strangers = true;
@@ -145,18 +104,9 @@ protected:
         limits_.stalled_send = 30s;
         limits_.flood = 300s;
         limits_.request_rates[static_cast<std::size_t>(Request::search)] = 60;
-        connect();
+        EchoFixture::SetUp();
     }
-    void TearDown() override { pool_.delete_all(); }
 
-    void connect() {
-        auto ends = make_pair();
-        peer_ = std::move(ends[0]);
-        auto made = std::make_unique<LimitedConnection>(std::move(ends[1]), pool_, handled_);
-        connection_ = made.get();
-        pool_.add(std::move(made));
-        settle();
-    }
     void send_part(const std::string& payload, std::size_t begin, std::size_t end) {
         const Bytes all = frame_of(payload);
         write_all(*peer_, Bytes(all.begin() + static_cast<std::ptrdiff_t>(begin),
@@ -168,16 +118,8 @@ protected:
         clock_.advance(time);
         settle();
     }
-    bool closed() {
-        bool end = false;
-        read_all(*peer_, &end);
-        return end;
-    }
+    bool closed() { return is_closed(*peer_); }
     std::uint64_t count(Limit limit) const { return limits_.log.total(limit); }
-
-    int handled_ = 0;
-    std::unique_ptr<kx_tcpip_socket> peer_;
-    LimitedConnection* connection_ = nullptr;
 };
 
 TEST_F(LimitedConnectionTest, WhoNeverFinishesAPacketIsClosedAndWhoHasSpokenMayBeSilent) {
@@ -188,7 +130,7 @@ TEST_F(LimitedConnectionTest, WhoNeverFinishesAPacketIsClosedAndWhoHasSpokenMayB
     EXPECT_TRUE(closed());
     EXPECT_EQ(count(Limit::first_packet), 1U);
 
-    connect();
+    peer_ = connect();
     pass(59s);
     send("whole");
     pass(1000h);
@@ -204,7 +146,7 @@ TEST_F(LimitedConnectionTest, WhoNeverFinishesAPacketIsClosedAndWhoHasSpokenMayB
         send_part("half", 6, 9);
     }
     EXPECT_FALSE(closed());
-    EXPECT_EQ(handled_, 7);
+    EXPECT_EQ(all_.handled, 7);
     send_part("half", 0, 8);
     pass(120s - 1ns);
     EXPECT_FALSE(closed());
@@ -220,23 +162,23 @@ TEST_F(LimitedConnectionTest, LongPacketsAreForThoseWhoHaveLoggedIn) {
     EXPECT_FALSE(closed());
     send_part(longest + 'e', kHeaderSize - 1, kHeaderSize);
     EXPECT_TRUE(closed());
-    connect();
+    peer_ = connect();
     send_part(longest + 'e', 0, kHeaderSize);
     EXPECT_TRUE(closed());
     EXPECT_EQ(count(Limit::packet_size), 2U);
-    EXPECT_EQ(handled_, 1);
+    EXPECT_EQ(all_.handled, 1);
 
-    connect();
+    peer_ = connect();
     send("L");
     send(longest + longest);
-    EXPECT_EQ(handled_, 3);
+    EXPECT_EQ(all_.handled, 3);
     EXPECT_FALSE(closed());
 }
 
 TEST_F(LimitedConnectionTest, WhoDoesNotReadIsClosedAfterATimeOrWithTooMuchUnread) {
     for (int i = 0; i < 30; ++i)
-        send("F" + std::string(1000, 'e'));  // some 100 KB each
-    const int handled = handled_;
+        send("E" + std::string(1000, 'e'));  // some 100 KB each
+    const int handled = all_.handled;
     EXPECT_LT(handled, 30);
     pass(29s);
     std::array<std::byte, 200'000> room{};
@@ -249,13 +191,10 @@ TEST_F(LimitedConnectionTest, WhoDoesNotReadIsClosedAfterATimeOrWithTooMuchUnrea
     EXPECT_TRUE(closed());
 
     // What others send is bounded beside the one reply that may be in flight.
-    connect();
+    peer_ = connect();
     send("L");
-    send("F" + std::string(50'000, 'e'));
-    const auto text = [] {
-        Packet packet(100'000);
-        return std::make_shared<const Packet>(std::move(packet));
-    }();
+    send("E" + std::string(50'000, 'e'));
+    const auto text = shared_packet(100'000);
     for (int i = 0; i < 10; ++i)
         connection_->send(text);
     settle();
@@ -269,24 +208,31 @@ TEST_F(LimitedConnectionTest, WhoDoesNotReadIsClosedAfterATimeOrWithTooMuchUnrea
 
 TEST_F(LimitedConnectionTest, WhoAsksTooFastIsReadMoreSlowlyAndClosedOnlyAfterALongTime) {
     for (int i = 0; i < 62; ++i)
-        send("S");
-    EXPECT_EQ(handled_, 61);
+        send("Q");
+    EXPECT_EQ(all_.handled, 61);
     pass(1s - 1ns);
-    EXPECT_EQ(handled_, 61);
+    EXPECT_EQ(all_.handled, 61);
     pass(1ns);
-    EXPECT_EQ(handled_, 62);
+    EXPECT_EQ(all_.handled, 62);
     // Part of a packet that waits behind the pause is not held against the peer.
-    send_part("S", 0, 5);
+    send_part("Q", 0, 5);
     pass(10s);
-    send_part("S", 5, 6);
+    send_part("Q", 5, 6);
     EXPECT_EQ(count(Limit::searches), 2U);
+    // The longest silence is worth a minute.
+    pass(24h * 40);
+    all_.handled = 0;
+    while (count(Limit::searches) == 2)
+        send("Q");
+    EXPECT_EQ(all_.handled, 8 + 60 + 1)
+        << "what was left, a minute's worth, the one that is slowed";
     pass(10min);
     EXPECT_FALSE(closed());
 
     bool end = false;
     for (int i = 0; i < 400 && !end; ++i) {
         for (int k = 0; k < 2; ++k)
-            send("S");
+            send("Q");
         pass(1s);
         end = closed();
         EXPECT_TRUE(!end || i >= 299) << i;
@@ -349,16 +295,16 @@ TEST(KeepAliveTest, TheDeadAreFoundByKeepAlive) {
 
 TEST_F(LimitedConnectionTest, ExemptNetworksHaveNoLimits) {
     ASSERT_TRUE(limits_.exempt.add("0.0.0.0/0"));
-    connect();
+    peer_ = connect();
     send(std::string(4 * kMaxPayloadOfStrangers, 'e'));
     for (int i = 0; i < 200; ++i)
-        send("S");
+        send("Q");
     send_part("half", 0, 6);
     pass(1000h);
-    EXPECT_EQ(handled_, 201);
+    EXPECT_EQ(all_.handled, 201);
     EXPECT_FALSE(closed());
     // A length that nobody may send is no limit that somebody has reached.
-    connect();
+    peer_ = connect();
     write_all(*peer_, Bytes(5, std::byte{0xE3}));
     settle();
     EXPECT_TRUE(closed());

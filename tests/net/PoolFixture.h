@@ -1,7 +1,7 @@
 #pragma once
-// A pool that a test drives by hand: one share, a clock that stands still, socket pairs as network.
+// A pool that a test drives by hand: one share, a clock that stands still, socket pairs or memory
+// as network.
 
-#include <algorithm>
 #include <array>
 #include <gtest/gtest.h>
 #include <memory>
@@ -11,25 +11,17 @@
 #include <vector>
 
 #include "base/Clock.h"
-#include "base/file/primitives.h"
-#include "meta/Packet.h"
 #include "net/Connection.h"
 #include "net/PoolShare.h"
 #include "net/kx_net.h"
 #include "net/kx_tcpip_socket.h"
 #include "net/socketPool.h"
+#include "tests/net/MemoryNet.h"
 
 namespace vorrim {
 
-using Bytes = std::vector<std::byte>;
-
 inline Bytes frame_of(const std::string& payload) {
-    Packet packet(static_cast<std::uint32_t>(payload.size()));
-    write_bytes(packet.body(), std::as_bytes(std::span(payload)));
-    packet.finish();
-    Bytes bytes(packet.header().size() + packet.payload().size());
-    std::ranges::copy(packet.payload(), std::ranges::copy(packet.header(), bytes.begin()).out);
-    return bytes;
+    return frame_of(std::as_bytes(std::span(payload)));
 }
 
 inline Bytes in_a_row(const std::vector<Bytes>& parts) {
@@ -39,7 +31,8 @@ inline Bytes in_a_row(const std::vector<Bytes>& parts) {
     return all;
 }
 
-class PoolFixture : public ::testing::Test {
+template <class Net>
+class PoolOver : public ::testing::Test {
 protected:
     // Both ends of a stream; neither blocks.
     static std::array<std::unique_ptr<kx_tcpip_socket>, 2> make_pair() {
@@ -75,12 +68,19 @@ protected:
             bytes.insert(bytes.end(), room.begin(), room.begin() + count);
         }
     }
+    // Whether the other end is gone; reads what has arrived before.
+    static bool is_closed(kx_net_socket& peer) {
+        bool closed = false;
+        read_all(peer, &closed);
+        return closed;
+    }
 
     ManualClock clock_;
-    kx_tcpip_protocol net_;
+    Net net_;
     Limits limits_;  // none
     socketPool pool_{net_, clock_, limits_};
     PoolShare& share_ = pool_.add_share();
 };
+using PoolFixture = PoolOver<kx_tcpip_protocol>;
 
 }  // namespace vorrim

@@ -1,55 +1,29 @@
 #pragma once
-// What the tests of expressions share: records and wire forms written byte by byte.
+// What the tests of expressions share: records that are asked, trees that ask.
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
-#include <string_view>
+#include <utility>
 #include <vector>
 
-#include "base/file/kx_memory_file.h"
-#include "base/file/primitives.h"
 #include "meta/RecordView.h"
 #include "search/Search.h"
+#include "tests/WireForms.h"
 
 namespace vorrim::test {
 
-// A record in network form, tag after tag.
-class Record {
+// A record with these tags, in network form.
+class Shown {
 public:
-    explicit Record(const FileHash& hash = {}) : bytes_(256) {
-        write_bytes(bytes_, hash.bytes);
-        write_32(bytes_, 0);
-        write_16(bytes_, 0);
-        write_32(bytes_, 0);
-    }
-    Record&& text(std::string_view name, std::string_view value) && {
-        start_tag(TagType::text, name);
-        write_string(value, bytes_);
-        return std::move(*this);
-    }
-    Record&& integer(std::string_view name, std::int32_t value) && {
-        start_tag(TagType::integer, name);
-        write_32(bytes_, static_cast<std::uint32_t>(value));
-        return std::move(*this);
-    }
+    explicit Shown(const std::vector<wire::Tag>& tags)
+        : bytes_(wire::Record{{}, 0, 0, tags}.encode()) {}
     // NOLINTNEXTLINE(google-explicit-constructor): a record is asked as what it shows
-    operator RecordView() const { return RecordView(bytes_.contents()); }
+    operator RecordView() const { return RecordView(span_of(bytes_)); }
 
 private:
-    void start_tag(std::uint8_t type, std::string_view name) {
-        store_32(bytes_.data() + RecordLayout::tag_count, ++count_);
-        write_8(bytes_, type);
-        write_string(name, bytes_);
-    }
-
-    kx_memory_file bytes_;
-    std::uint32_t count_ = 0;
+    const wire::Bytes bytes_;
 };
-
-inline std::span<const std::byte> as_span(std::string_view text) {
-    return std::as_bytes(std::span(text.data(), text.size()));
-}
 
 inline Search search_of(std::unique_ptr<SearchNode> root) {
     Search search;

@@ -14,8 +14,8 @@ namespace {
 
 using test::combine;
 using test::printed;
-using test::Record;
 using test::search_of;
+using test::Shown;
 using test::size_above;
 using test::word;
 
@@ -26,7 +26,7 @@ TEST(SearchNodeTest, ReportsThatAreHeldComeLaterInOrderAndNotWithoutEnd) {
     RecordingOutput errors;
     const auto unknown = combine(9, word("a"), word("b"));
     const SN_IntTagCompare compare(1, 77, "x");
-    const Record record = Record().integer("x", 1);
+    const Shown record({wire::int_tag("x", 1)});
     {
         const HeldReports outer;
         {
@@ -47,11 +47,10 @@ TEST(SearchNodeTest, ReportsThatAreHeldComeLaterInOrderAndNotWithoutEnd) {
     EXPECT_EQ(errors.texts().back(), " and 5 more\n");
 }
 
-std::string written(const SearchNode& node) {
+wire::Bytes written(const SearchNode& node) {
     kx_memory_file stream(64);
-    if (!node.write(stream)) return "(incomplete)";
-    const auto contents = stream.contents();
-    return std::string(reinterpret_cast<const char*>(contents.data()), contents.size());
+    EXPECT_TRUE(node.write(stream));
+    return test::bytes_of(stream.contents());
 }
 
 // Runs `body` where recursion over a tree of kDeep nodes cannot pass unnoticed: on half a megabyte
@@ -86,11 +85,11 @@ TEST_P(DeepTreeTest, EveryVerbManagesAnyDepth) {
         auto tree = deep_tree(lean, CombineOp::kAnd, kDeep);
         EXPECT_EQ(tree->weight(), 10 * (kDeep + 1));
         EXPECT_EQ(tree->wire_size(), 2 * kDeep + 4 * (kDeep + 1));
-        EXPECT_TRUE(tree->evaluate(Record().text("\x01", "a")));
-        const std::string wire = written(*tree);
-        EXPECT_EQ(wire.size(), static_cast<std::size_t>(tree->wire_size()));
+        EXPECT_TRUE(tree->evaluate(Shown({wire::text_tag(wire::kName, "a")})));
+        const wire::Bytes bytes = written(*tree);
+        EXPECT_EQ(bytes.size(), static_cast<std::size_t>(tree->wire_size()));
         const auto copy = tree->clone();
-        EXPECT_EQ(written(*copy), wire);
+        EXPECT_EQ(written(*copy), bytes);
         EXPECT_EQ(printed(*copy).size(), std::size_t{9} * kDeep + kDeep + 1);
         std::string keyword;
         SearchNode& root = *tree;
@@ -101,8 +100,8 @@ TEST_P(DeepTreeTest, EveryVerbManagesAnyDepth) {
 }
 
 TEST_P(DeepTreeTest, EvaluationAnswersAtAnyDepth) {
-    const Record yes = Record().text("\x01", "a");
-    const Record no = Record().text("\x01", "b");
+    const Shown yes({wire::text_tag(wire::kName, "a")});
+    const Shown no({wire::text_tag(wire::kName, "b")});
     for (const int operators : {254, 255, 256, 257, 10'001}) {
         SCOPED_TRACE(operators);
         EXPECT_TRUE(deep_tree(GetParam(), CombineOp::kAnd, operators)->evaluate(yes));

@@ -1,31 +1,47 @@
 #pragma once
-// A network that only memory holds, driven by hand: the target decides what arrives, when, and
+// A network that only memory holds, driven by hand: whoever uses it decides what arrives, when, and
 // whether a connect succeeds.
 //
 //     Line ── bytes, datagrams, the end ──► MemorySocket ──► task
 //          ◄── what the task writes ────────
 //
-// Threads: one.
+// Threads: one; only datagrams may be sent by any.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 #include <utility>
 #include <vector>
 
-#include "fuzz/Input.h"
+#include "base/file/primitives.h"
+#include "base/kx_critical_section.h"
+#include "meta/Packet.h"
 #include "net/kx_net.h"
 #include "net/kx_socket_set.h"
+#include "net/kx_tcpip_socket.h"
 
-namespace vorrim::fuzz {
+namespace vorrim {
 
-// One end's state; the network keeps it as long as the run lasts.
+using Bytes = std::vector<std::byte>;
+
+// The payload in a frame that says its right length.
+[[nodiscard]] inline Bytes frame_of(std::span<const std::byte> payload) {
+    Packet packet(static_cast<std::uint32_t>(payload.size()));
+    write_bytes(packet.body(), payload);
+    packet.finish();
+    Bytes bytes(packet.header().size() + payload.size());
+    std::ranges::copy(payload, std::ranges::copy(packet.header(), bytes.begin()).out);
+    return bytes;
+}
+
+// One end's state; the network keeps it as long as it lives.
 struct Line {
-    std::vector<std::byte> arrived{};  // a stream's bytes, or one datagram
+    Bytes arrived{};  // a stream's bytes, or one datagram
     std::size_t taken = 0;
-    std::uint64_t sent = 0;       // bytes written by the task
     std::uint32_t address = 0;    // of the peer
     bool ended = false;           // the peer sends no more
     bool deaf = false;            // the peer does not read
@@ -35,6 +51,13 @@ struct Line {
     Task* task = nullptr;
     bool closed = false;
 };
+
+struct SentDatagram {
+    std::string to;  // "address:port"
+    std::string bytes;
+    bool operator==(const SentDatagram&) const = default;
+};
+using Datagrams = std::vector<SentDatagram>;
 
 class MemoryNet final : public kx_net_protocol {
 public:
@@ -46,7 +69,7 @@ public:
     std::pair<std::unique_ptr<kx_net_socket>, std::size_t> arrival(std::uint32_t address) {
         lines_.push_back(std::make_unique<Line>());
         lines_.back()->address = address;
-        return {std::make_unique<Socket>(*this, lines_.size() - 1), lines_.size() - 1};
+        return {std::make_unique<Socket>(*lines_.back(), newest()), newest()};
     }
     // The line of the latest socket of any kind.
     [[nodiscard]] std::size_t newest() const noexcept { return lines_.size() - 1; }
@@ -71,6 +94,12 @@ public:
         line(number).readiness |= kWritable;
     }
 
+    // The datagrams sent over connected sockets since the last call, in order.
+    Datagrams take() {
+        const kx_guard hold(lock_);
+        return std::exchange(sent_, {});
+    }
+
     [[nodiscard]] const char* name() const noexcept override { return "memory"; }
     [[nodiscard]] std::unique_ptr<kx_socket_set> create_socket_set() override {
         return std::make_unique<Set>(*this);
@@ -78,11 +107,13 @@ public:
     [[nodiscard]] std::unique_ptr<kx_net_address> resolve(std::string_view) override {
         return nullptr;
     }
-    [[nodiscard]] std::unique_ptr<kx_net_socket> connect(const kx_net_address&, SocketType type,
+    [[nodiscard]] std::unique_ptr<kx_net_socket> connect(const kx_net_address& to, SocketType type,
                                                          ConnectMode) override {
         if (reach == Reach::refused_at_once) return nullptr;
+        if (type == SocketType::datagram)
+            return std::make_unique<Sender>(*this, dynamic_cast<const kx_ip_address&>(to));
         auto [socket, number] = arrival(0);
-        if (type == SocketType::stream && reach != Reach::hangs) {
+        if (reach != Reach::hangs) {
             line(number).stands = reach == Reach::stands;
             line(number).readiness = kWritable;
         }
@@ -95,28 +126,44 @@ public:
     }
 
 private:
-    class Socket final : public kx_net_socket {
+    // Without descriptors of their own.
+    class Sender final : public kx_tcpip_socket {
     public:
-        Socket(MemoryNet& net, std::size_t number) : net_(net), number_(number) {}
+        Sender(MemoryNet& net, const kx_ip_address& to)
+            : kx_tcpip_socket(-1, SocketType::datagram),
+              net_(net),
+              to_(to.text() + ':' + std::to_string(to.get_port())) {}
+
+        std::int32_t write(const void* bytes, std::uint32_t count) override {
+            const kx_guard hold(net_.lock_);
+            net_.sent_.push_back({to_, std::string(static_cast<const char*>(bytes), count)});
+            return static_cast<std::int32_t>(count);
+        }
+        [[nodiscard]] bool connected() const override { return true; }
+
+    private:
+        MemoryNet& net_;
+        const std::string to_;
+    };
+
+    class Socket final : public kx_tcpip_socket {
+    public:
+        Socket(Line& line, std::size_t number)
+            : kx_tcpip_socket(-1, SocketType::stream), line_(line), number_(number) {}
         ~Socket() override { Socket::close(); }
-        Socket(const Socket&) = delete;
-        Socket& operator=(const Socket&) = delete;
 
         std::int32_t read(void* buffer, std::uint32_t count) override {
-            Line& from = net_.line(number_);
-            const std::size_t some = std::min<std::size_t>(count, from.arrived.size() - from.taken);
-            if (some == 0) return from.ended ? -1 : 0;
-            std::copy_n(from.arrived.begin() + static_cast<std::ptrdiff_t>(from.taken), some,
+            const std::size_t some =
+                std::min<std::size_t>(count, line_.arrived.size() - line_.taken);
+            if (some == 0) return line_.ended ? -1 : 0;
+            std::copy_n(line_.arrived.begin() + static_cast<std::ptrdiff_t>(line_.taken), some,
                         static_cast<std::byte*>(buffer));
-            from.taken += some;
+            line_.taken += some;
             return static_cast<std::int32_t>(some);
         }
         std::int32_t write(const void*, std::uint32_t count) override {
-            Line& to = net_.line(number_);
-            if (to.closed) return -1;
-            if (to.deaf) return 0;
-            to.sent += count;
-            return static_cast<std::int32_t>(count);
+            if (line_.closed) return -1;
+            return line_.deaf ? 0 : static_cast<std::int32_t>(count);
         }
         std::int32_t write_gathered(std::span<const iovec> pieces) override {
             std::size_t all = 0;
@@ -125,48 +172,27 @@ private:
             return write(nullptr, static_cast<std::uint32_t>(all));
         }
         std::size_t receive_batch(std::span<DatagramSlot> slots) override {
-            Line& from = net_.line(number_);
-            if (slots.empty() || from.arrived.empty()) return 0;
+            if (slots.empty() || line_.arrived.empty()) return 0;
             auto& bytes = slots[0].bytes;
-            bytes = bytes.first(std::min(bytes.size(), from.arrived.size()));
-            std::copy_n(from.arrived.begin(), bytes.size(), bytes.begin());
-            from.arrived.clear();
-            slots[0].peer = kx_ip_address(from.address, 4665);
+            bytes = bytes.first(std::min(bytes.size(), line_.arrived.size()));
+            std::copy_n(line_.arrived.begin(), bytes.size(), bytes.begin());
+            line_.arrived.clear();
+            slots[0].peer = kx_ip_address(line_.address, 4665);
             return 1;
         }
-        void send_batch(std::span<const DatagramSlot> slots) override {
-            for (const DatagramSlot& slot : slots)
-                net_.line(number_).sent += slot.bytes.size();
-        }
+        void send_batch(std::span<const DatagramSlot>) override {}
         bool close() override {
-            Line& mine = net_.line(number_);
-            mine.interest = 0;
-            return !std::exchange(mine.closed, true);
+            line_.interest = 0;
+            return !std::exchange(line_.closed, true);
         }
-        [[nodiscard]] bool connected() const override { return net_.line(number_).stands; }
+        [[nodiscard]] bool connected() const override { return line_.stands; }
         [[nodiscard]] std::optional<kx_ip_address> peer_address() const override {
-            return kx_ip_address(net_.line(number_).address, 1);
+            return kx_ip_address(line_.address, 1);
         }
         [[nodiscard]] int handle() const noexcept override { return static_cast<int>(number_); }
 
-        std::uint32_t seek(std::uint32_t) override { return 0; }
-        [[nodiscard]] std::uint32_t size() const override { return 0; }
-        [[nodiscard]] std::uint32_t tell() const override { return 0; }
-        AcceptResult accept(std::unique_ptr<kx_net_socket>&) override {
-            return AcceptResult::drained;
-        }
-        std::int32_t recv_from(void*, std::uint32_t, kx_ip_address&) override { return -1; }
-        std::int32_t send_to(const void*, std::uint32_t, const kx_ip_address&) override {
-            return -1;
-        }
-        std::uint32_t wait_ready(std::uint32_t, int, const WaitProgress&) override { return 0; }
-        void set_blocking(bool) override {}
-        [[nodiscard]] std::optional<kx_ip_address> local_address() const override {
-            return std::nullopt;
-        }
-
     private:
-        MemoryNet& net_;
+        Line& line_;
         const std::size_t number_;
     };
 
@@ -204,6 +230,8 @@ private:
     };
 
     std::vector<std::unique_ptr<Line>> lines_;
+    kx_critical_section lock_;
+    Datagrams sent_ GUARDED_BY(lock_);
 };
 
-}  // namespace vorrim::fuzz
+}  // namespace vorrim
