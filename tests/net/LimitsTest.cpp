@@ -214,15 +214,23 @@ TEST_F(LimitedConnectionTest, WhoAsksTooFastIsReadMoreSlowlyAndClosedOnlyAfterAL
     EXPECT_EQ(all_.handled, 61);
     pass(1ns);
     EXPECT_EQ(all_.handled, 62);
+    // However late it is asked for, the next one comes in its time.
+    pass(1500ms);
+    send("Q");
+    send("Q");
+    pass(500ms - 1ns);
+    EXPECT_EQ(all_.handled, 63);
+    pass(1ns);
+    EXPECT_EQ(all_.handled, 64);
     // Part of a packet that waits behind the pause is not held against the peer.
     send_part("Q", 0, 5);
     pass(10s);
     send_part("Q", 5, 6);
-    EXPECT_EQ(count(Limit::searches), 2U);
+    EXPECT_EQ(count(Limit::searches), 4U);
     // The longest silence is worth a minute.
     pass(24h * 40);
     all_.handled = 0;
-    while (count(Limit::searches) == 2)
+    while (count(Limit::searches) == 4)
         send("Q");
     EXPECT_EQ(all_.handled, 8 + 60 + 1)
         << "what was left, a minute's worth, the one that is slowed";
