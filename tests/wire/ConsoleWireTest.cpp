@@ -25,9 +25,9 @@ std::string run(ServerProcess& server, const std::string& lines) {
 TEST(Console, EveryCommandAnswersByteForByte) {
     // The port is a number of sixteen bits, whatever the settings say.
     const auto ports = std::make_shared<PortBlock>();
-    ServerProcess server({.ini = "[server]\nport=" + std::to_string(0x10000 + ports->client()) +
-                                 "\nadminPort={adminPort}\nthisIP=127.0.0.1\nminVersion=10\n"
-                                 "adminName=root\nseedIP=1.2.3.4\nseedPort=99\nthreads=2\n",
+    ServerProcess server({.settings = "port=" + std::to_string(0x10000 + ports->client()) +
+                                      "\nminVersion=10\nadminName=root\nseedIP=1.2.3.4\n"
+                                      "seedPort=99\nthreads=2",
                           .ports = ports});
     const WireClient anna = WireClient::high(server, "anna", Address(127, 9, 8, 7));
     const WireClient bert = WireClient::low(server, "bert", Address(127, 9, 8, 6));
@@ -110,30 +110,30 @@ TEST(Console, ASignalStopsItWhileTheOperatorIsTypingOrAQuestionWaits) {
         }
 }
 
-// After the end of its lines a server serves on, and waits without spending anything.
-void expect_quiet_wait(ServerProcess& server) {
-    server.wait_until_idle();
-    EXPECT_EQ(server.status(), (Status{0, 0}));
-    EXPECT_EQ(server.stop(SIGTERM), 1);
-}
-
-TEST(Console, TheEndOfTheLinesIsNoCommand) {
-    ServerProcess server;
-    server.type("g\nq");  // a last line without its end counts, but nobody answers it
-    server.end_input();
-    server.wait_for_output("(y or n): \n");
-    expect_quiet_wait(server);
-    EXPECT_EQ(session(server),
-              "Users: 0\t\tFiles: 0\n> Are you sure you want to exit?(y or n): \n");
-}
-
-TEST(Console, AnInputThatEndsAtOnceOrIsNotThereIsNoCommandEither) {
-    for (const bool there : {true, false}) {
+TEST(Console, TheEndOfTheLinesIsNoCommandButAQuietWait) {
+    struct Row {
+        const char* typed;
+        bool input_open, input_there;
+        const char* shown;
+    };
+    const std::string question =
+        "Users: 0\t\tFiles: 0\n> Are you sure you want to exit?(y or n): \n";
+    for (const auto& [typed, open, there, shown] : {
+             // A last line without its end counts, but nobody answers it.
+             Row{"g\nq", true, true, question.c_str()},
+             Row{"", false, true, ""},
+             Row{"", false, false, ""},
+         }) {
         ServerProcess server(
-            ServerProcess::Setup{.standard_input_open = false, .standard_input_there = there});
+            ServerProcess::Setup{.standard_input_open = open, .standard_input_there = there});
         server.wait_for_prompt();
-        expect_quiet_wait(server);
-        EXPECT_EQ(session(server), "");
+        if (open) server.type(typed);
+        server.end_input();
+        server.wait_for_output(shown);
+        server.wait_until_idle();
+        EXPECT_EQ(server.status(), (Status{0, 0}));
+        EXPECT_EQ(server.stop(SIGTERM), 1);
+        EXPECT_EQ(session(server), shown) << typed;
     }
 }
 

@@ -44,8 +44,8 @@ TEST(Endurance, WithoutDescriptorsNobodyIsLostAndTheNextWait) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizers need descriptors of their own for their checks";
 #endif
-    const ServerProcess server(
-        ServerProcess::Setup{.settings = "verbose=true\nthreads=2", .descriptors = 80});
+    const ServerProcess server(ServerProcess::Setup{.settings = "verbose=true\nthreads=2",
+                                                    .limit = {{RLIMIT_NOFILE, {80, 80}}}});
     const std::string output = server.output();
     EXPECT_NE(output.find(" 80 "), std::string::npos) << output;
     EXPECT_NE(output.find("maxClients 600"), std::string::npos) << output;

@@ -1,4 +1,5 @@
-// What a server needs and does not get: memory, room on the disk, its own folder, its list.
+// What a server needs and does not get: memory, room on the disk, its own folder, its list, and the
+// time to save it.
 #include <filesystem>
 
 #include "tests/wire/harness/HonestCrowd.h"
@@ -8,6 +9,7 @@ namespace vorrim::wire {
 namespace {
 
 constexpr const char* kList = "serverList.met";
+constexpr const char* kBeside = "serverList.met.new";
 
 // A list that fills a packet of about eight million bytes; every file is new.
 Bytes heavy_offer(std::uint32_t first) {
@@ -26,7 +28,8 @@ TEST(Fault, WithoutMemoryARequestEndsItsOwnConnectionAndNobodyElses) {
 #endif
     constexpr std::uint64_t kRoom = 280U << 20U;  // of which half is there from the start
     constexpr std::size_t kRefusals = 3;
-    ServerProcess server(ServerProcess::Setup{.settings = "threads=2", .address_space = kRoom});
+    ServerProcess server(
+        ServerProcess::Setup{.settings = "threads=2", .limit = {{RLIMIT_AS, {kRoom, kRoom}}}});
     HonestCrowd honest(server);
     std::vector<WireClient> greedy;
     for (std::uint32_t i = 0, refused = 0; refused < kRefusals; ++i) {
@@ -55,7 +58,7 @@ TEST(Fault, ADiskThatTakesNoMoreKeepsTheOldListAndTheServerServes) {
     folder->write(kList, old_list);
     constexpr std::uint64_t kMost = 6000;  // a saved list is longer, and so is the log
     ServerProcess server(ServerProcess::Setup{.settings = "verbose=true\nlogFile=true\nthreads=1",
-                                              .largest_file = kMost,
+                                              .limit = {{RLIMIT_FSIZE, {kMost, kMost}}},
                                               .folder = folder});
     for (int i = 0; i < 300; ++i)
         static_cast<void>(WireClient::low(server));
@@ -65,7 +68,7 @@ TEST(Fault, ADiskThatTakesNoMoreKeepsTheOldListAndTheServerServes) {
     EXPECT_EQ(client.search(words("song")).records.size(), 1U);
     EXPECT_EQ(server.stop(SIGTERM), 1);
     EXPECT_EQ(folder->read(kList), old_list);
-    EXPECT_FALSE(folder->has("serverList.met.new"));
+    EXPECT_FALSE(folder->has(kBeside));
 }
 
 TEST(Fault, AFolderThatVanishesAndAListThatIsAFolder) {
@@ -79,6 +82,57 @@ TEST(Fault, AFolderThatVanishesAndAListThatIsAFolder) {
     client.publish({file(hash_of(1), "song")});
     EXPECT_EQ(client.search(words("song")).records.size(), 1U);
     EXPECT_EQ(server.stop(SIGTERM), 1);
+}
+
+// Whatever the moment, the file is the old one or the new one, whole.
+TEST(Fault, AKillWhileTheListIsSavedLeavesTheOldOneOrTheNewOne) {
+    constexpr int kKills = 300;
+    const auto folder = std::make_shared<ScratchFolder>();
+    const ServerProcess::Setup saving{.settings = "threads=1",
+                                      .ready = ServerProcess::Ready::at_once,
+                                      .folder = folder,
+                                      .ports = std::make_shared<PortBlock>()};
+    const std::string old_list = server_list(600);
+    folder->write(kList, old_list);
+    // What a kill leaves beside the file is neither read nor in the way.
+    folder->write(kBeside, old_list.substr(0, 1000));
+    const auto begin = std::chrono::steady_clock::now();
+    std::chrono::steady_clock::duration until_saved{};
+    {
+        ServerProcess server(saving);
+        wait_until("the first save", [&] { return folder->read(kList) != old_list; });
+        until_saved = std::chrono::steady_clock::now() - begin;
+        EXPECT_EQ(server.stop(SIGTERM), 1);
+        EXPECT_FALSE(folder->has(kBeside));
+    }
+    const std::string new_list = folder->read(kList);
+    ASSERT_GT(new_list.size(), old_list.size());
+    EXPECT_TRUE(new_list.starts_with(old_list.substr(0, 11)));  // the count, the first server
+
+    std::string saves;  // one after the other, for longer than any test waits
+    for (int i = 0; i < 2000; ++i)
+        saves += "sweep\n";
+    std::minstd_rand random(4661);
+    int old_ones = 0;
+    int in_the_middle = 0;
+    for (int kill = 0; kill < kKills; ++kill) {
+        folder->write(kList, old_list);
+        ServerProcess server(saving);
+        server.type(saves);
+        // From before the first save, however slow the measured start was, into the later ones.
+        const auto share = std::uniform_int_distribution<int>(0, 160)(random);
+        std::this_thread::sleep_for(until_saved * share / 100);
+        ASSERT_EQ(server.stop(SIGKILL), -SIGKILL);
+        const std::string found = folder->read(kList);
+        ASSERT_TRUE(found == old_list || found == new_list)
+            << "after kill " << kill << " the file has " << found.size() << " bytes";
+        old_ones += found == old_list ? 1 : 0;
+        in_the_middle += folder->has(kBeside) ? 1 : 0;
+        std::filesystem::remove(folder->path() / kBeside);
+    }
+    EXPECT_GT(old_ones, 0);
+    EXPECT_LT(old_ones, kKills);
+    EXPECT_GT(in_the_middle, 0);
 }
 
 }  // namespace

@@ -1,9 +1,7 @@
 #include "tests/wire/harness/Program.h"
 
-#include <cstdlib>
 #include <fcntl.h>
 #include <signal.h>
-#include <sstream>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,16 +14,6 @@ std::vector<std::string> cli(std::vector<std::string> words, std::uint16_t port)
     words.insert(words.begin(), VORRIM_CLI_BINARY);
     words.insert(words.end(), {"--port", std::to_string(port)});
     return words;
-}
-
-std::string Program::find(std::string_view name) {
-    const char* const path = std::getenv("PATH");
-    std::istringstream folders((path != nullptr ? path : "") + std::string(":/usr/sbin:/sbin"));
-    for (std::string folder; std::getline(folders, folder, ':');) {
-        const std::string file = folder + '/' + std::string(name);
-        if (::access(file.c_str(), X_OK) == 0) return file;
-    }
-    return "";
 }
 
 void Program::start(std::vector<std::string> command, const Surroundings& in) {

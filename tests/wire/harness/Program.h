@@ -28,10 +28,6 @@ public:
         std::function<void()> prepare{};
     };
 
-    // Where a program of this name lies, or empty when it is not installed. Daemons lie in folders
-    // that are not on everybody's path.
-    [[nodiscard]] static std::string find(std::string_view name);
-
     // The program's path, then its arguments.
     explicit Program(std::vector<std::string> command) : Program(std::move(command), {}) {}
     Program(std::vector<std::string> command, const Surroundings& in) {

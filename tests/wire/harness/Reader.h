@@ -15,7 +15,9 @@ public:
     explicit Reader(const Bytes& bytes) : bytes_(bytes.string()) {}
     // Behind an opcode, which must be this one.
     Reader(const Bytes& bytes, std::uint32_t opcode) : Reader(bytes) {
-        expect_u8(opcode, "the opcode");
+        if (const std::uint32_t found = u8(); found != opcode)
+            throw WireFailure("the opcode is " + std::to_string(found) + ", not " +
+                              std::to_string(opcode));
     }
 
     [[nodiscard]] std::uint32_t u8() { return static_cast<std::uint8_t>(take(1)[0]); }
@@ -58,11 +60,6 @@ public:
         return records;
     }
 
-    void expect_u8(std::uint32_t wanted, std::string_view what) {
-        if (const std::uint32_t found = u8(); found != wanted)
-            throw WireFailure(std::string(what) + " is " + std::to_string(found) + ", not " +
-                              std::to_string(wanted));
-    }
     void expect_end() const {
         if (position_ != bytes_.size())
             throw WireFailure("a reply goes on after byte " + std::to_string(position_));

@@ -1,6 +1,5 @@
 #include "tests/wire/harness/ServerProcess.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
@@ -8,8 +7,6 @@
 #include <gtest/gtest.h>
 #include <iostream>
 #include <signal.h>
-#include <sys/resource.h>
-#include <sys/un.h>
 #include <thread>
 #include <unistd.h>
 
@@ -24,42 +21,10 @@ constexpr std::uint16_t kFirstBlock = 20000;
 constexpr std::uint16_t kBlocks = 1500;
 constexpr std::uint16_t kBlockSize = 8;
 
-// A name in the abstract namespace: gone with its holder, whatever becomes of it.
-std::optional<Socket> claim(std::uint16_t port) {
-    Socket mark(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const std::string name = "vorrim-wire-" + std::to_string(port);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::ranges::copy(name, address.sun_path + 1);
-    const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
-    if (::bind(mark.descriptor(), reinterpret_cast<const sockaddr*>(&address), length) != 0)
-        return std::nullopt;
-    return mark;
-}
-
 bool is_free(int type, std::uint16_t port) {
     const Socket probe = Socket::open(type);
     if (type == SOCK_STREAM) probe.set(SOL_SOCKET, SO_REUSEADDR, 1);
     return probe.try_bind(kAnyAddress, port);
-}
-
-std::string settings_file(const ServerProcess::Setup& setup, const PortBlock& ports) {
-    std::string text = setup.ini.value_or("[server]\n" + setup.settings +
-                                          "\nport={port}\nadminPort={adminPort}\n"
-                                          "thisIP=127.0.0.1\n");
-    const auto put = [&text](std::string_view place, std::uint16_t port) {
-        for (auto at = text.find(place); at != std::string::npos; at = text.find(place))
-            text.replace(at, place.size(), std::to_string(port));
-    };
-    put("{port}", ports.client());
-    put("{adminPort}", ports.admin());
-    return text;
-}
-
-// Between fork and exec: ends the process when the system refuses.
-void limit(__rlimit_resource_t resource, rlim_t most) {
-    const rlimit both{most, most};
-    if (most != 0 && ::setrlimit(resource, &both) != 0) ::_exit(126);
 }
 
 std::string tail(const std::string& text) {
@@ -73,12 +38,11 @@ PortBlock::PortBlock() {
     const auto start = static_cast<std::uint32_t>(::getpid()) * 7U;
     for (std::uint32_t i = 0; i < kBlocks; ++i) {
         client_ = static_cast<std::uint16_t>(kFirstBlock + (start + i) % kBlocks * kBlockSize);
-        std::optional<Socket> mark = claim(client_);
-        if (mark && is_free(SOCK_STREAM, client_) && is_free(SOCK_STREAM, admin()) &&
-            is_free(SOCK_DGRAM, udp())) {
-            claim_ = std::move(*mark);
+        claim_ = Socket::open(SOCK_STREAM);
+        if (claim_.try_bind(kAnyAddress, static_cast<std::uint16_t>(client_ + kBlockSize - 1)) &&
+            is_free(SOCK_STREAM, client_) && is_free(SOCK_STREAM, admin()) &&
+            is_free(SOCK_DGRAM, udp()))
             return;
-        }
     }
     throw WireFailure("no free ports");
 }
@@ -86,10 +50,20 @@ PortBlock::PortBlock() {
 ServerProcess::ServerProcess(const Setup& setup)
     : ports_(setup.ports ? setup.ports : std::make_shared<PortBlock>()),
       folder_(setup.folder ? setup.folder : std::make_shared<ScratchFolder>()) {
-    if (setup.with_ini) folder_->write("vorrim.ini", settings_file(setup, *ports_));
+    if (setup.with_ini)
+        folder_->write("vorrim.ini", "[server]\n" + setup.settings +
+                                         "\nport=" + std::to_string(ports_->client()) +
+                                         "\nadminPort=" + std::to_string(ports_->admin()) +
+                                         "\nthisIP=127.0.0.1\n");
     start_server(setup);
+    if (setup.ready == Ready::at_once) return;
     try {
-        wait_until_ready(setup.ready);
+        const Datagram probe(*this);
+        wait_until("the server is ready", [&] {
+            if (!running()) throw WireFailure("it ended with " + std::to_string(exit()));
+            return setup.ready == Ready::answering ? probe.answers()
+                                                   : connects(kLocalhost, ports_->client());
+        });
     } catch (const WireFailure& failure) {
         throw WireFailure(failure.what() + ("\nThe server said:\n" + tail(output() + errors())));
     }
@@ -104,23 +78,13 @@ void ServerProcess::start_server(const Setup& setup) {
     start({other != nullptr ? other : VORRIM_BINARY},
           {.terminal = setup.terminal, .prepare = [&] {
                if (::chdir(folder_->path().c_str()) != 0) ::_exit(126);
-               limit(RLIMIT_NOFILE, setup.descriptors);
-               limit(RLIMIT_AS, setup.address_space);
-               limit(RLIMIT_FSIZE, setup.largest_file);
+               if (setup.limit && ::setrlimit(setup.limit->first, &setup.limit->second) != 0)
+                   ::_exit(126);
                if (!setup.standard_input_there) ::close(0);
                if (setup.terminal == nullptr && setup.standard_input_open)
                    ::dup2(reading.descriptor(), 0);
            }});
     if (setup.standard_input_open) standard_input_ = std::move(writing);
-}
-
-void ServerProcess::wait_until_ready(Ready ready) {
-    if (ready == Ready::at_once) return;
-    const Datagram probe(*this);
-    wait_until("the server is ready", [&] {
-        if (!running()) throw WireFailure("it ended with " + std::to_string(exit()));
-        return ready == Ready::answering ? probe.answers() : connects(kLocalhost, ports_->client());
-    });
 }
 
 ServerProcess::~ServerProcess() {

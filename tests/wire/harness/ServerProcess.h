@@ -16,6 +16,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <sys/resource.h>
 
 #include "tests/wire/harness/Program.h"
 
@@ -34,7 +35,7 @@ public:
 
 private:
     std::uint16_t client_ = 0;
-    Socket claim_;
+    Socket claim_;  // of the last port of the block
 };
 
 struct Status {
@@ -55,15 +56,12 @@ public:
         // Lines of section "server", before the ports and thisIP=127.0.0.1: the first of two
         // counts.
         std::string settings{};
-        // The whole vorrim.ini instead; {port} and {adminPort} stand for the ports.
-        std::optional<std::string> ini{};
         bool with_ini = true;
         bool standard_input_open = true;   // false: it ends at once
         bool standard_input_there = true;  // false: there is no such descriptor
         Terminal* terminal = nullptr;      // instead of standard input, output and error
-        std::uint32_t descriptors = 0;    // as many as the server may have open; 0 leaves the limit
-        std::uint64_t address_space = 0;  // bytes it may map; 0 leaves the limit
-        std::uint64_t largest_file = 0;   // bytes it may write to one file; 0 leaves the limit
+        // What it may use of something, now and at the most.
+        std::optional<std::pair<__rlimit_resource_t, rlimit>> limit{};
         Ready ready = Ready::answering;
         std::shared_ptr<ScratchFolder> folder{};  // one of an earlier run; by default a new one
         std::shared_ptr<PortBlock> ports{};       // likewise
@@ -97,7 +95,6 @@ public:
 
 private:
     void start_server(const Setup& setup);
-    void wait_until_ready(Ready ready);
 
     std::shared_ptr<PortBlock> ports_;
     std::shared_ptr<ScratchFolder> folder_;

@@ -3,11 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <exception>
-#include <net/if.h>
 #include <poll.h>
-#include <sched.h>
-#include <sys/ioctl.h>
 #include <thread>
 #include <unistd.h>
 
@@ -19,14 +15,6 @@ namespace {
 
 [[noreturn]] void fail(std::string_view what) {
     throw WireFailure(std::string(what) + ": " + std::strerror(errno));
-}
-
-bool raise_loopback() {
-    const Socket any = Socket::open(SOCK_DGRAM);
-    ifreq request{};
-    std::strncpy(request.ifr_name, "lo", sizeof request.ifr_name - 1);
-    request.ifr_flags = IFF_UP;
-    return ::ioctl(any.descriptor(), SIOCSIFFLAGS, &request) == 0;
 }
 
 }  // namespace
@@ -115,21 +103,6 @@ void wait_until(std::string_view what, const std::function<bool()>& done,
             throw WireFailure("waited in vain: " + std::string(what));
         std::this_thread::sleep_for(kPause);
     }
-}
-
-bool in_private_network(const std::function<void()>& body) {
-    bool granted = false;
-    std::exception_ptr failure;
-    std::thread([&] {
-        try {
-            granted = ::unshare(CLONE_NEWNET) == 0 && raise_loopback();
-            if (granted) body();
-        } catch (...) {
-            failure = std::current_exception();
-        }
-    }).join();
-    if (failure) std::rethrow_exception(failure);
-    return granted;
 }
 
 }  // namespace vorrim::wire

@@ -77,8 +77,4 @@ private:
 void wait_until(std::string_view what, const std::function<bool()>& done,
                 std::chrono::milliseconds within = kDeadline);
 
-// Runs `body` on a thread that has a loopback network to itself, where every port is free.
-// False, with nothing run, when the system does not grant one.
-[[nodiscard]] bool in_private_network(const std::function<void()>& body);
-
 }  // namespace vorrim::wire
