@@ -7,18 +7,32 @@ namespace {
 const std::string kAccount = "adminName=root\nadminPass=open sesame\n";
 constexpr const char* kName = "root";
 constexpr const char* kPassword = "open sesame";
+constexpr const char* kNobodyIsThere = "Users: 0\t\tFiles: 0";
 
-TEST(Admin, TheServerSpeaksToItsAdministratorInsteadOfTheConsole) {
-    const ServerProcess server(kAccount);
-    server.type("g\n");
-    server.wait_for_output("Users: 0\t\tFiles: 0\n> ");
-    const std::string before = server.output();
+// A server with an account, whose console waits for its first command.
+class Admin : public ::testing::Test {
+protected:
+    Admin() { server_.wait_for_prompt(); }
+    void wait_until_the_console_speaks_again(const std::string& users) {
+        wait_until("the console speaks again", [&] {
+            server_.type("g\n");
+            return server_.output().ends_with("Users: " + users + "\t\tFiles: 0\n> ");
+        });
+    }
+
+    ServerProcess server_{kAccount};
+};
+
+TEST_F(Admin, TheServerSpeaksToItsAdministratorInsteadOfTheConsole) {
+    server_.type("g\n");
+    server_.wait_for_output(kNobodyIsThere + std::string("\n> "));
+    const std::string before = server_.output();
     {
-        const Administrator admin(server);
+        const Administrator admin(server_);
         admin.send_login(kName, kPassword);
         EXPECT_EQ(admin.connection().receive_packet(),
                   hex("E3 09 00 00 00 38 06 00 56 61 6C 69 64 0A"));
-        const WireClient client = WireClient::low(server, "anna");
+        const WireClient client = WireClient::low(server_, "anna");
         EXPECT_EQ(admin.receive(), "ID=1 \n");  // unasked, and verbose is off
         EXPECT_EQ(admin.ask("g"), "Users: 1\t\tFiles: 0");
         EXPECT_EQ(admin.ask("vc"), "Num\tID\tName");
@@ -29,21 +43,16 @@ TEST(Admin, TheServerSpeaksToItsAdministratorInsteadOfTheConsole) {
         admin.send_command("m hello");
         EXPECT_EQ(client.receive(), Bytes().u8(0x38).text("hello"));
         // What the operator types is executed, and its output goes the same way.
-        server.type("g\n");
+        server_.type("g\n");
         EXPECT_EQ(admin.receive(), "Users: 1\t\tFiles: 0");
-        server.wait_for_output(before + "> ");
-        EXPECT_EQ(server.output(), before + "> ");
+        server_.wait_for_output(before + "> ");
+        EXPECT_EQ(server_.output(), before + "> ");
     }
-    wait_until("the console speaks again", [&] {
-        server.type("g\n");
-        return server.output().ends_with("Users: 0\t\tFiles: 0\n> ");
-    });
+    wait_until_the_console_speaks_again("0");
 }
 
-TEST(Admin, BeforeALoginNothingHasAnEffectAndTheConnectionStays) {
-    const ServerProcess server(kAccount);
-    server.wait_for_prompt();
-    const Administrator admin(server);
+TEST_F(Admin, BeforeALoginNothingHasAnEffectAndTheConnectionStays) {
+    const Administrator admin(server_);
     admin.send_stop();
     admin.send_command("wel 1 changed");
     for (const char* packet : {"00", "01", "38", "63", "67", "FF", "66", "66 FF FF"})
@@ -53,30 +62,28 @@ TEST(Admin, BeforeALoginNothingHasAnEffectAndTheConnectionStays) {
     EXPECT_EQ(admin.ask("wel"), "(1) server version 16.36");
     // A stop would be noticed behind a line.
     for (int i = 0; i < 2; ++i) {
-        server.type("g\n");
-        EXPECT_EQ(admin.receive(), "Users: 0\t\tFiles: 0");
+        server_.type("g\n");
+        EXPECT_EQ(admin.receive(), kNobodyIsThere);
     }
 }
 
-TEST(Admin, AWrongLoginEndsTheConnection) {
-    const ServerProcess server(kAccount);
-    server.wait_for_prompt();
-    using Login = std::pair<std::string, std::string>;
-    for (const auto& [name, password] :
-         {Login{"root", "open"}, Login{"root", "open sesames"}, Login{"root", ""},
-          Login{"Root", kPassword}, Login{"roo", kPassword}, Login{"rootroot", kPassword},
-          Login{"", ""}, Login{std::string(60'000, 'n'), "x"}}) {
-        const Administrator admin(server);
-        admin.send_login(name, password);
+TEST_F(Admin, AWrongLoginEndsTheConnection) {
+    const auto login = [](std::string_view name, std::string_view password) {
+        return hex("64").text(name).text(password);
+    };
+    for (const Bytes& wrong :
+         {login("root", "open"), login("root", "open sesames"), login("root", ""),
+          login("Root", kPassword), login("roo", kPassword), login("rootroot", kPassword),
+          login("", ""), login(std::string(60'000, 'n'), "x"), hex("64 FF FF")}) {
+        SCOPED_TRACE(::testing::PrintToString(wrong));
+        const Administrator admin(server_);
+        admin.connection().send(wrong);
         admin.connection().expect_closed();
     }
-    const Administrator broken(server);
-    broken.connection().send(hex("64 FF FF"));
-    broken.connection().expect_closed();
-    const Administrator admin(server, kName, kPassword);
+    const Administrator admin(server_, kName, kPassword);
 }
 
-TEST(Admin, WithoutAnAccountNobodyGetsInUntilTheOperatorMakesOne) {
+TEST(AdminDoor, WithoutAnAccountNobodyGetsInUntilTheOperatorMakesOne) {
     const ServerProcess server("adminName=root");
     const Administrator early(server);
     early.send_login("root", "");
@@ -85,60 +92,52 @@ TEST(Admin, WithoutAnAccountNobodyGetsInUntilTheOperatorMakesOne) {
     server.wait_for_output("Users: ");
     const Administrator admin(server, "root", "secret");
     admin.send_command("pass");
-    EXPECT_EQ(admin.ask("g"), "Users: 0\t\tFiles: 0");  // whoever is in stays in
+    EXPECT_EQ(admin.ask("g"), kNobodyIsThere);  // whoever is in stays in
 }
 
-TEST(Admin, OfTwoAtTheSameMomentOneGetsIn) {
-    const ServerProcess server(kAccount);
-    server.wait_for_prompt();
+TEST_F(Admin, OfTwoAtTheSameMomentOneGetsIn) {
     for (int round = 0; round < 4; ++round) {
         std::vector<Administrator> rivals;
         for (int i = 0; i < 2; ++i)
-            rivals.emplace_back(server);
+            rivals.emplace_back(server_);
         for (const Administrator& rival : rivals)
             rival.send_login(kName, kPassword);
         int in = 0;
-        for (const Administrator& rival : rivals) {
-            const auto answer = rival.connection().receive_or_end();
-            if (!answer) continue;
-            EXPECT_EQ(*answer, Bytes().u8(0x38).text("Valid\n"));
-            ++in;
-        }
+        for (const Administrator& rival : rivals)
+            in += rival.connection().receive_or_end() == hex("38").text("Valid\n") ? 1 : 0;
         EXPECT_EQ(in, 1);
         rivals.clear();
         // The output is free again when the console shows what a command prints. Each command is
         // over before the next, so that none is left to print into the next round.
         wait_until("the output is free", [&] {
-            const std::size_t seen = server.output().size();
-            server.type("g\n");
+            const std::size_t seen = server_.output().size();
+            server_.type("g\n");
             wait_until("the command is over", [&] {
-                return server.output().size() > seen && server.output().ends_with("> ");
+                return server_.output().size() > seen && server_.output().ends_with("> ");
             });
-            return server.output().find("Files: 0", seen) != std::string::npos;
+            return server_.output().find("Files: 0", seen) != std::string::npos;
         });
     }
 }
 
-TEST(Admin, AStopFromAfarWaitsForTheLineThatTheOperatorIsTyping) {
-    ServerProcess server(kAccount);
-    server.wait_for_prompt();
-    server.type("half");
-    const Administrator admin(server, kName, kPassword);
+TEST_F(Admin, AStopFromAfarWaitsForTheLineThatTheOperatorIsTyping) {
+    server_.type("half");
+    const Administrator admin(server_, kName, kPassword);
     admin.send_stop();
-    EXPECT_EQ(admin.ask("g"), "Users: 0\t\tFiles: 0");
-    EXPECT_TRUE(server.running());
-    server.type(" a line\n");
+    EXPECT_EQ(admin.ask("g"), kNobodyIsThere);
+    EXPECT_TRUE(server_.running());
+    server_.type(" a line\n");
     // What the line prints may be lost: the server stops right after it.
-    EXPECT_EQ(server.exit(), 1);
+    EXPECT_EQ(server_.exit(), 1);
 }
 
-TEST(Admin, AQuestionFromAfarIsAnsweredAtTheServersConsole) {
+TEST(AdminDoor, AQuestionFromAfarIsAnsweredAtTheServersConsole) {
     for (const bool console : {true, false}) {
         ServerProcess server(kAccount + (console ? "" : "console=false"));
         if (console) server.wait_for_prompt();
         const Administrator admin(server, kName, kPassword);
         EXPECT_EQ(admin.ask("q"), "Are you sure you want to exit?(y or n): ");
-        EXPECT_EQ(admin.ask("g"), "Users: 0\t\tFiles: 0");  // nobody waits for the answer
+        EXPECT_EQ(admin.ask("g"), kNobodyIsThere);  // nobody waits for the answer
         server.type("n\n");
         EXPECT_EQ(admin.ask("q"), "Are you sure you want to exit?(y or n): ");
         EXPECT_TRUE(server.running());
@@ -147,7 +146,7 @@ TEST(Admin, AQuestionFromAfarIsAnsweredAtTheServersConsole) {
     }
 }
 
-TEST(Admin, TheDoorCanBeKeptToOneAddress) {
+TEST(AdminDoor, TheDoorCanBeKeptToOneAddress) {
     const ServerProcess bound(kAccount + "adminBind=127.7.7.7");
     EXPECT_FALSE(connects(kLocalhost, bound.ports().admin()));
     EXPECT_TRUE(connects(Address(127, 7, 7, 7), bound.ports().admin()));
@@ -157,37 +156,33 @@ TEST(Admin, TheDoorCanBeKeptToOneAddress) {
     EXPECT_FALSE(connects(Address(127, 7, 7, 7), typo.ports().admin()));
 }
 
-TEST(Admin, WhoGuessesWaitsAndNobodyElseDoes) {
-    const ServerProcess server(kAccount);
-    server.wait_for_prompt();
+TEST_F(Admin, WhoGuessesWaitsAndNobodyElseDoes) {
     const Address guesser = next_address();
     for (int i = 0; i < 5; ++i) {
-        const Administrator admin(server, guesser);
+        const Administrator admin(server_, guesser);
         admin.send_login(kName, "guess " + std::to_string(i));
         admin.connection().expect_closed();
     }
     const auto start = std::chrono::steady_clock::now();
-    const Administrator slow(server, guesser);
+    const Administrator slow(server_, guesser);
     slow.send_login(kName, kPassword);
-    server.wait_for_output("Administrator logins slowed down: 1, the latest from " +
-                           guesser.text() + "\n");
+    server_.wait_for_output("Administrator logins slowed down: 1, the latest from " +
+                            guesser.text() + "\n");
     {
-        const Administrator other(server, kName, kPassword);
-        EXPECT_EQ(other.ask("g"), "Users: 0\t\tFiles: 0");
+        const Administrator other(server_, kName, kPassword);
+        EXPECT_EQ(other.ask("g"), kNobodyIsThere);
     }
     EXPECT_EQ(slow.receive(), "Valid\n");
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
 }
 
-TEST(Admin, OneWhoVanishesUnderAFloodOfMessagesLeavesTheServerAlone) {
-    const ServerProcess server(kAccount);
-    server.wait_for_prompt();
+TEST_F(Admin, OneWhoVanishesUnderAFloodOfMessagesLeavesTheServerAlone) {
     for (int round = 0; round < 3; ++round) {
         std::vector<WireClient> clients;
         for (int i = 0; i < 8; ++i)
-            clients.emplace_back(server);
+            clients.emplace_back(server_);
         {
-            Administrator admin(server, kName, kPassword);
+            Administrator admin(server_, kName, kPassword);
             for (int i = 0; i < 200; ++i) {
                 for (const WireClient& client : clients)
                     client.send(hex("17"));  // each brings a line of chatter
@@ -200,12 +195,9 @@ TEST(Admin, OneWhoVanishesUnderAFloodOfMessagesLeavesTheServerAlone) {
         }  // unread messages turn the end into a reset
         for (const WireClient& client : clients)
             client.expect_nothing();
-        wait_until("the console speaks again", [&] {
-            server.type("g\n");
-            return server.output().ends_with("Users: 8\t\tFiles: 0\n> ");
-        });
+        wait_until_the_console_speaks_again("8");
         clients.clear();
-        server.wait_for_users(0);
+        server_.wait_for_users(0);
     }
 }
 

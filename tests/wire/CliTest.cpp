@@ -22,11 +22,11 @@ Json json_of(const ServerProcess& server, Arguments arguments, int exit = 0) {
     return Json::parse(program.output());
 }
 
-// Exit code 2, nothing on standard output, and this one line.
-void expect_failure(Arguments arguments, std::uint16_t port, const std::string& line) {
-    Program program(cli(std::move(arguments), port));
+// Exit code 2, nothing on standard output but how far a publication came, and this one line.
+void expect_failure(const Arguments& arguments, std::uint16_t port, const std::string& line) {
+    Program program(cli(arguments, port));
     EXPECT_EQ(program.exit(), 2) << line;
-    EXPECT_EQ(program.output(), "");
+    EXPECT_TRUE(program.output().empty() || arguments.front() == "publish") << program.output();
     EXPECT_EQ(program.errors(), "vorrim-cli: " + line + "\n");
 }
 
@@ -153,10 +153,8 @@ TEST(Cli, APublisherPrintsWhoWantsToBeCalledAndThatTheServerWentAway) {
     const WireClient holder = WireClient::high(server, "high", kLocalhost);
     const ScratchFolder folder;
     folder.write("a.txt", "a");
-    Program missing(of(server, {"publish", "/no/such/folder"}));
-    EXPECT_EQ(missing.exit(), 2);
-    EXPECT_EQ(missing.errors(),
-              "vorrim-cli: cannot publish /no/such/folder: No such file or directory\n");
+    expect_failure({"publish", "/no/such/folder"}, server.ports().client(),
+                   "cannot publish /no/such/folder: No such file or directory");
     // Its address is taken: it becomes low.
     Program publisher(of(server, {"publish", folder.path()}));
     publisher.wait_for_output("staying connected");
@@ -175,32 +173,33 @@ TEST(Cli, FailuresAreOneLineAndTheNumberTwo) {
     const Socket mute = Socket::open(SOCK_STREAM);
     mute.bind(kLocalhost, 0);
     mute.listen(1);
-    expect_failure({"search", "a"}, port,
-                   "cannot connect to 127.0.0.1:" + std::to_string(port) + ": Connection refused");
-    expect_failure(
-        {"status"}, port,
-        "cannot reach 127.0.0.1:" + std::to_string(nobody.udp()) + " (UDP): nothing listens there");
-    expect_failure({"search", "size>big"}, port, "'size' is a number: 'big' is none");
-    expect_failure({"sources", "xyz"}, port, "a hash is 32 hexadecimal digits, not 'xyz'");
-    expect_failure({"callback", "0"}, port,
-                   "an identifier is a number such as 5 or an address such as 1.0.0.0, not '0'");
-    expect_failure({"search", "a", "--more", "--udp"}, port,
-                   "datagrams have no further pages: leave out --more or --udp");
+    const std::string here = " 127.0.0.1:";
+    const std::vector<std::pair<Arguments, std::string>> rows = {
+        {{"search", "a"},
+         "cannot connect to" + here + std::to_string(port) + ": Connection refused"},
+        {{"status"},
+         "cannot reach" + here + std::to_string(nobody.udp()) + " (UDP): nothing listens there"},
+        {{"search", "size>big"}, "'size' is a number: 'big' is none"},
+        {{"sources", "xyz"}, "a hash is 32 hexadecimal digits, not 'xyz'"},
+        {{"callback", "0"},
+         "an identifier is a number such as 5 or an address such as 1.0.0.0, not '0'"},
+        {{"search", "a", "--more", "--udp"},
+         "datagrams have no further pages: leave out --more or --udp"},
+    };
+    for (const auto& [words, line] : rows)
+        expect_failure(words, port, line);
     expect_failure({"servers", "--timeout", "0.2"}, mute.port(),
                    "no answer from the server within 200.0 ms");
 }
 
 TEST(Cli, AServerThatRefusesTheVersionIsQuoted) {
     const ServerProcess server("minVersion=61\n");
-    const ScratchFolder folder;
-    folder.write("a.txt", "a");
-    const std::string said =
-        "the server closed the connection (its last words: You have an out of date client please "
-        "go to https://vorrim.example/ and upgrade.)";
-    expect_failure({"search", "a"}, server.ports().client(), said);
-    Program publisher(of(server, {"publish", folder.path()}));
-    EXPECT_EQ(publisher.exit(), 2);
-    EXPECT_EQ(publisher.errors(), "vorrim-cli: " + said + '\n');
+    server.folder()->write("a.txt", "a");
+    for (const Arguments& words :
+         {Arguments{"search", "a"}, Arguments{"publish", server.folder()->path() / "a.txt"}})
+        expect_failure(words, server.ports().client(),
+                       "the server closed the connection (its last words: You have an out of date "
+                       "client please go to https://vorrim.example/ and upgrade.)");
 }
 
 }  // namespace

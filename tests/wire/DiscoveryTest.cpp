@@ -107,77 +107,67 @@ TEST(Discovery, AFileThatEndsTooEarlyEndsTheStartAndIsLeftAsItIs) {
 
 // Ten servers, each on ports of its own and announcing an address of its own. Each knows one other
 // at first: the next one, through its seed.
-class NetworkOfServers : public ::testing::Test {
-protected:
-    using Working = std::set<std::pair<std::uint32_t, std::uint32_t>>;  // address and port
-
+TEST(NetworkOfServers, AllFindAllWithoutThoseWhoAreGoneAndWelcomeWhoComesBack) {
     struct Node {
         Address address;
-        std::shared_ptr<PortBlock> ports = std::make_shared<PortBlock>();
-        std::shared_ptr<ScratchFolder> folder = std::make_shared<ScratchFolder>();
+        ServerProcess::Setup setup{.folder = std::make_shared<ScratchFolder>(),
+                                   .ports = std::make_shared<PortBlock>()};
         std::unique_ptr<ServerProcess> process{};
+
+        void start() {
+            process = std::make_unique<ServerProcess>(setup);
+            process->wait_for_prompt();
+        }
     };
-
-    void SetUp() override {
-        for (unsigned i = 0; i < 10; ++i)
-            nodes_.push_back({Address(127, 0, 0, 11 + i)});
-        for (std::size_t i = 0; i < nodes_.size(); ++i)
-            start(i);
-    }
-    void start(std::size_t i) {
-        Node& node = nodes_[i];
-        const Node& next = nodes_[(i + 1) % nodes_.size()];
-        node.process = std::make_unique<ServerProcess>(ServerProcess::Setup{
-            .settings = "public=true\nthreads=1\nthisIP=" + node.address.text() +
-                        seed(next.address, next.ports->client()),
-            .folder = node.folder,
-            .ports = node.ports});
-        node.process->wait_for_prompt();
+    std::vector<Node> nodes;
+    for (unsigned i = 0; i < 10; ++i)
+        nodes.push_back({Address(127, 0, 0, 11 + i)});
+    for (std::size_t i = 0; i < nodes.size(); ++i) {
+        const Node& next = nodes[(i + 1) % nodes.size()];
+        nodes[i].setup.settings = "public=true\nthreads=1\nthisIP=" + nodes[i].address.text() +
+                                  seed(next.address, next.setup.ports->client());
+        nodes[i].start();
     }
 
-    // Whom a server names to its clients: those who have answered its latest sweep, or greeted it
-    // since then.
-    static Working working(const Node& node) {
+    using Servers = std::set<std::pair<std::uint32_t, std::uint32_t>>;  // address and port
+    const auto self = [](const Node& node) {
+        return std::pair(node.address.value(), std::uint32_t{node.setup.ports->client()});
+    };
+    // Whom a server names to its clients, and itself: those who have answered its latest sweep, or
+    // greeted it since then.
+    const auto known_to = [&](const Node& node) {
+        Servers all{self(node)};
         Reader reader(WireClient(*node.process).ask(hex("14")), 0x32);
-        Working all;
         for (std::uint32_t left = reader.u8(); left > 0; --left) {
             const std::uint32_t address = reader.u32();
             all.emplace(address, reader.u16());
         }
         return all;
-    }
+    };
     // Every server calls all that it knows, again and again, until the living know one another and
     // nobody else. The pauses grow, so that on a busy machine too the answers come between two
     // calls.
-    void sweep_until_all_know_all() {
-        Working living;
-        for (const Node& node : nodes_)
-            if (node.process) living.emplace(node.address.value(), node.ports->client());
+    const auto sweep_until_all_know_all = [&] {
+        Servers living;
+        for (const Node& node : nodes)
+            if (node.process) living.insert(self(node));
         std::chrono::milliseconds pause{0};
         wait_until("all know all", [&] {
-            for (const Node& node : nodes_)
+            for (const Node& node : nodes)
                 if (node.process) node.process->type("sweep\n");
             std::this_thread::sleep_for(pause += std::chrono::milliseconds(20));
-            return std::ranges::all_of(nodes_, [&](const Node& node) {
-                if (!node.process) return true;
-                Working all = working(node);
-                all.emplace(node.address.value(), node.ports->client());
-                return all == living;
-            });
+            return std::ranges::all_of(
+                nodes, [&](const Node& node) { return !node.process || known_to(node) == living; });
         });
-    }
+    };
 
-    std::vector<Node> nodes_;
-};
-
-TEST_F(NetworkOfServers, AllFindAllWithoutThoseWhoAreGoneAndWelcomeWhoComesBack) {
     sweep_until_all_know_all();
     for (const std::size_t i : {2U, 5U, 6U}) {
-        EXPECT_EQ(nodes_[i].process->stop(SIGKILL), -SIGKILL);
-        nodes_[i].process.reset();
+        EXPECT_EQ(nodes[i].process->stop(SIGKILL), -SIGKILL);
+        nodes[i].process.reset();
     }
     sweep_until_all_know_all();
-    start(5);
+    nodes[5].start();
     sweep_until_all_know_all();
 }
 

@@ -149,22 +149,6 @@ TEST(ScanSearch, ALongSearchLetsOthersIn) {
     EXPECT_EQ(names(read_results(asker.receive()).records), (Names{"song 7"}));
 }
 
-TEST(ScanSearch, LongSearchesByDatagramLetOthersInAndAllAreAnswered) {
-    const ServerProcess server("threads=1\ntableSize=1");
-    const WireClient client = WireClient::high(server);
-    client.publish(songs(4000));
-    const Bytes expression = doubled(7, Op::either, tag_is(kSize, Is::at_least, 3990));
-    std::vector<Datagram> askers;  // more than are served at a time
-    for (int i = 0; i < 100; ++i)
-        askers.emplace_back(server).send(udp_search_files(expression));
-    EXPECT_EQ(client.search(words("song")).records.size(), 201U);
-    for (const Datagram& asker : askers) {
-        for (const std::string& name : names(songs(10, 3990)))
-            EXPECT_EQ(Reader(asker.receive().from(2)).record().text(kName), name);
-        asker.expect_nothing();
-    }
-}
-
 // Only who is reachable sees files that no reachable client has.
 TEST(Visibility, OthersSeeAFileAsLongAsItHasAReachableSource) {
     for (const char* keywords : {"keywordSearch=true", "keywordSearch=false"}) {

@@ -152,7 +152,7 @@ TEST(Framing, AMessageMayBeCutAtEveryByteAndSomeCloseThen) {
         for (std::size_t length = 1; length < whole.size(); ++length) {
             const WireClient client(server);
             client.send(whole.first(length));
-            if (std::string("\x01\x15\x16\x19\x1B\x1C\x20").find(static_cast<char>(whole[0])) !=
+            if (std::string("\x01\x15\x16\x19\x1B\x1C\x1F\x20").find(static_cast<char>(whole[0])) !=
                 std::string::npos)
                 client.expect_closed();
         }

@@ -4,21 +4,6 @@
 namespace vorrim::wire {
 namespace {
 
-// A record that cannot be read, by its fault; each stands behind the opcode of a login.
-std::vector<Bytes> unreadable_records() {
-    const Bytes fixed = encode(Hash{}).u32(0).u16(0);
-    return {
-        Bytes(fixed).u32(2).add(encode(int_tag(kVersion, 60))),  // two announced, one there
-        Bytes(fixed).u32(1).u8(0).text("x").u32(1),              // type 0
-        Bytes(fixed).u32(1).u8(4).text("x").u32(1),              // type 4
-        Bytes(fixed).u32(1).u8(1).text("x").fill(15, 0),         // a hash of 15 bytes
-        Bytes(fixed).u32(1).u8(3).text("x").u16(1),              // a number of two bytes
-        Bytes(fixed).u32(1).u8(2).text("x").u16(0xFFFF).fill(0xFFFF, 'a'),  // no valid length
-        Bytes(fixed).u32(1).u8(2).u16(0xFFFF).fill(0xFFFF, 'a').text("v"),  // nor for a name
-        Bytes(fixed).u32(0x7FFFFFFF).add(encode(int_tag(kVersion, 60))),
-    };
-}
-
 TEST(Login, AReachableClientGetsItsAddressAndAnotherTheNextNumber) {
     const ServerProcess server("verbose=true");
     server.wait_for_prompt();
@@ -85,7 +70,17 @@ TEST(Login, OfTheFreedNumbersOnlyTheLatestIsGivenAgain) {
 TEST(Login, AnUnreadableRecordIsReportedAndClosesBeforeAnyIdentifierIsGiven) {
     const ServerProcess server("verbose=true");
     server.wait_for_prompt();
-    for (const Bytes& record : unreadable_records()) {
+    const Bytes fixed = encode(Hash{}).u32(0).u16(0);
+    for (const Bytes& record : {
+             Bytes(fixed).u32(2).add(encode(int_tag(kVersion, 60))),  // two announced, one there
+             Bytes(fixed).u32(1).u8(0).text("x").u32(1),              // type 0
+             Bytes(fixed).u32(1).u8(4).text("x").u32(1),              // type 4
+             Bytes(fixed).u32(1).u8(1).text("x").fill(15, 0),         // a hash of 15 bytes
+             Bytes(fixed).u32(1).u8(3).text("x").u16(1),              // a number of two bytes
+             Bytes(fixed).u32(1).u8(2).text("x").u16(0xFFFF).fill(0xFFFF, 'a'),  // no valid length
+             Bytes(fixed).u32(1).u8(2).u16(0xFFFF).fill(0xFFFF, 'a').text("v"),  // nor for a name
+             Bytes(fixed).u32(0x7FFFFFFF).add(encode(int_tag(kVersion, 60))),
+         }) {
         const WireClient client(server);
         client.send(hex("01").add(record));
         client.expect_closed();

@@ -101,20 +101,6 @@ TEST_F(Rooms, ARoomThatDoesNotExistIsTheWayOut) {
     }
 }
 
-TEST_F(Rooms, AConnectionThatEndsLeaves) {
-    static_cast<void>(ann_.ask(join(2)));
-    for (int way = 0; way < 4; ++way) {
-        WireClient guest = WireClient::low(server_);
-        EXPECT_EQ(guest.ask(join(2)), present({Record{}}));
-        static_cast<void>(ann_.receive());
-        if (way == 0) guest.close();
-        if (way == 1) guest.reset();
-        if (way == 2) guest.send(hex("18"));
-        if (way == 3) guest.send(hex("1F 02"));  // half a room's number
-        EXPECT_EQ(ann_.receive(), left(guest.id())) << way;
-    }
-}
-
 TEST_F(Rooms, AMemberThatLogsInAgainIsSeenUnderItsNewIdentifier) {
     static_cast<void>(ann_.ask(join(2)));
     ann_.login(ann_record_);
@@ -155,17 +141,14 @@ constexpr std::size_t kVisitors = 120;
 constexpr std::size_t kVisitorLines = 5;
 constexpr std::size_t kLinesPerVisit = kMembers * kLines / kVisitors;
 
-// "NAME N" is the N-th line of a member, from 0.
-Bytes line_of(const std::string& name, std::size_t line) {
-    return say(name + ' ' + std::to_string(line));
-}
-
-// What one member hears. Whoever speaks is there; of whoever was there from a line on, no line is
-// missing, none comes twice, and none before another.
+// What one member hears. "NAME N" is the N-th line of a member, from 0: whoever speaks is there,
+// and no line is missing, none comes twice, and none before another.
 class Ear final {
 public:
-    explicit Ear(const WireClient& client, std::string name)
-        : client_(client), name_(std::move(name)) {}
+    Ear(const WireClient& client, const std::string& name) : client_(client) {
+        there_[client.id()] = name;
+        listen([this] { return in_; });
+    }
 
     // Reads on until `enough` says so.
     template <class Enough>
@@ -174,116 +157,94 @@ public:
             take(Reader(client_.receive()));
     }
 
-    bool in = false;
     std::size_t departures = 0;                // seen
-    std::map<std::string, std::size_t> heard;  // of each, counted from the first line to be heard
+    std::map<std::string, std::size_t> heard;  // lines of each
 
 private:
     void take(Reader packet) {
         switch (packet.u8()) {
-            case 0x3D:  // the members of a room entered
-                in = true;
-                there_.clear();
-                next_.clear();
+            case 0x3D:  // the members of the room entered
+                in_ = true;
                 for (const Record& member : packet.records())
                     there_[member.id] = member.text(kName);
-                there_[client_.id()] = name_;
-                next_[name_] = 0;
                 break;
             case 0x3B: {  // somebody comes
                 const Record member = packet.record();
-                const std::string name = member.text(kName);
-                EXPECT_TRUE(there_.emplace(member.id, name).second) << name_ << " sees " << name;
-                next_[name] = 0;
+                EXPECT_TRUE(there_.emplace(member.id, member.text(kName)).second) << member.id;
                 break;
             }
             case 0x3C:  // somebody leaves
                 ++departures;
-                EXPECT_EQ(there_.erase(packet.u32()), 1U) << name_;
+                EXPECT_EQ(there_.erase(packet.u32()), 1U);
                 break;
-            case 0x3A: {  // a text
+            default: {  // a text
                 const std::string& sender = there_[packet.u32()];
-                const std::string text = packet.text();
-                const std::size_t blank = text.find(' ');
-                const std::size_t line = std::stoul(text.substr(blank + 1));
-                ASSERT_EQ(text.substr(0, blank), sender) << name_;
-                ASSERT_EQ(next_.try_emplace(sender, line).first->second++, line)
-                    << name_ << " hears " << text;
-                ++heard[sender];
-                break;
+                const std::size_t line = heard[sender]++;
+                ASSERT_EQ(packet.text(), sender + ' ' + std::to_string(line));
             }
-            default:
-                break;
         }
         packet.expect_end();
     }
 
     const WireClient& client_;
-    const std::string name_;
+    bool in_ = false;
     std::map<std::uint32_t, std::string> there_;
-    std::map<std::string, std::size_t> next_;  // line of each; unknown of those who talked before
 };
-
-enum class Way { moves_on, says_so, ends, vanishes };
-Way way_of(std::size_t visitor) {
-    return static_cast<Way>(visitor % 4);
-}
 
 TEST(RoomCrowd, EveryMemberHearsEveryLineOfThoseWhoWereThereInTheirOrder) {
     const ServerProcess server("room[0]=Hall\nroom[1]=Yard\nconsole=false");
+    const auto name = [](char kind, std::size_t number) { return kind + std::to_string(number); };
+    const auto talk = [](const WireClient& who, const std::string& called, std::size_t line) {
+        who.send(say(called + ' ' + std::to_string(line)));
+    };
     std::vector<WireClient> members;
     for (std::size_t i = 0; i < kMembers; ++i) {
-        members.push_back(WireClient::low(server, "m" + std::to_string(i)));
+        members.push_back(WireClient::low(server, name('m', i)));
         members.back().send(join(2));
     }
     std::vector<Ear> ears;
-    for (std::size_t i = 0; i < kMembers; ++i) {
-        ears.emplace_back(members[i], "m" + std::to_string(i));
-        ears.back().listen([&] { return ears.back().in; });
-    }
+    for (std::size_t i = 0; i < kMembers; ++i)
+        ears.emplace_back(members[i], name('m', i));
 
     // A part of the members' lines at each visit, from another thread: while the visitor talks and
     // leaves.
     std::counting_semaphore<> visits(0);
-    std::thread talk([&] {
+    std::thread chatter([&] {
         for (std::size_t line = 0; line < kMembers * kLines; ++line) {
             if (line % kLinesPerVisit == 0) visits.acquire();
-            members[line % kMembers].send(
-                line_of("m" + std::to_string(line % kMembers), line / kMembers));
+            const std::size_t who = line % kMembers;
+            talk(members[who], name('m', who), line / kMembers);
         }
     });
+    const auto vanishes = [](std::size_t visitor) { return visitor % 4 == 3; };
     std::vector<WireClient> visitors;
-    visitors.reserve(kVisitors);
     for (std::size_t i = 0; i < kVisitors; ++i) {
-        const std::string name = "v" + std::to_string(i);
-        WireClient& visitor = visitors.emplace_back(WireClient::low(server, name));
+        WireClient& visitor = visitors.emplace_back(WireClient::low(server, name('v', i)));
         visitor.send(join(2));
-        Ear ear(visitor, name);
-        ear.listen([&] { return ear.in; });
+        while (visitor.receive().first(1) != hex("3D"))
+            continue;
         visits.release();
         for (std::size_t line = 0; line < kVisitorLines; ++line)
-            visitor.send(line_of(name, line));
-        const Way way = way_of(i);
-        if (way == Way::moves_on) visitor.send(join(3));
-        if (way == Way::says_so) visitor.send(hex("18"));
-        if (way == Way::ends) ::shutdown(visitor.socket().descriptor(), SHUT_WR);
-        if (way == Way::vanishes) visitor.reset();
+            talk(visitor, name('v', i), line);
+        if (i % 4 == 0) visitor.send(join(3));
+        if (i % 4 == 1) visitor.send(hex("18"));
+        if (i % 4 == 2) ::shutdown(visitor.socket().descriptor(), SHUT_WR);
+        if (vanishes(i)) visitor.reset();
     }
-    talk.join();
+    chatter.join();
 
     for (Ear& ear : ears) {
         ear.listen([&] {
             std::size_t of_members = 0;
-            for (const auto& [name, lines] : ear.heard)
-                of_members += name.front() == 'm' ? lines : 0;
+            for (const auto& [speaker, lines] : ear.heard)
+                of_members += speaker.front() == 'm' ? lines : 0;
             return ear.departures == kVisitors && of_members == kMembers * kLines;
         });
-        for (std::size_t i = 0; i < kVisitors; ++i) {
-            const std::string name = "v" + std::to_string(i);
-            // Of a vanished one's lines some may never have been read; nobody hears of them then.
-            const bool vanished = way_of(i) == Way::vanishes;
-            EXPECT_EQ(ear.heard[name], vanished ? ears.front().heard[name] : kVisitorLines) << name;
-        }
+        // Of a vanished one's lines some may never have been read; nobody hears of them then.
+        for (std::size_t i = 0; i < kVisitors; ++i)
+            EXPECT_EQ(ear.heard[name('v', i)],
+                      vanishes(i) ? ears.front().heard[name('v', i)] : kVisitorLines)
+                << i;
     }
 }
 
