@@ -276,7 +276,7 @@ void PoolShare::take_mail() {
         posted.swap(posted_);
         // Cleared under the lock: a post that follows goes into the next mail.
         for (Task* task : posted)
-            task->posted_.store(false);
+            task->posted_.exchange(false);
     }
     for (auto& task : added)
         adopt(std::move(task));

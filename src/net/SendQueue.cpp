@@ -53,12 +53,13 @@ void SendQueue::free_spare_memory() noexcept {
 std::vector<std::byte>& SendQueue::tail(std::size_t size) {
     if (pieces_.empty() || pieces_.back().shared ||
         pieces_.back().bytes.capacity() - pieces_.back().bytes.size() < size) {
-        Piece& fresh = pieces_.emplace_back();
+        std::vector<std::byte> fresh;
         if (size <= kPieceBytes) {
-            fresh.bytes = take_buffer();
+            fresh = take_buffer();
         } else {
-            fresh.bytes.reserve(size);
+            fresh.reserve(size);
         }
+        pieces_.emplace_back().bytes = std::move(fresh);  // with memory for it, or not at all
     }
     return pieces_.back().bytes;
 }
@@ -94,10 +95,13 @@ void SendQueue::release_front() {
     if (!front.shared) give_back(std::move(front.bytes));
     front.shared.reset();
     offset_ = 0;
-    if (++front_ == pieces_.size()) {
-        pieces_.clear();
-        front_ = 0;
-    }
+    ++front_;
+    // Also a queue that is never empty forgets what it has sent.
+    if (front_ < pieces_.size() && (front_ < kPiecesPerWrite || front_ < pieces_.size() / 2))
+        return;
+    pieces_.erase(pieces_.begin(), pieces_.begin() + static_cast<std::ptrdiff_t>(front_));
+    front_ = 0;
+    if (pieces_.empty() && pieces_.capacity() > kPiecesPerWrite) pieces_.shrink_to_fit();
 }
 
 void SendQueue::release(std::size_t written) {

@@ -1,4 +1,5 @@
 #include <atomic>
+#include <malloc.h>
 #include <thread>
 
 #include "tests/net/EchoFixture.h"
@@ -113,6 +114,42 @@ TEST_F(ConnectionTest, ALongFarewellKeepsNeitherThePeerNorTheNeighboursWaiting) 
     EXPECT_EQ(all_.alive, 2);
     settle();
     EXPECT_EQ(all_.alive, 1);
+}
+
+// A reader who is always a little behind: of each write the last byte stays.
+class LaggingSocket final : public kx_tcpip_socket {
+public:
+    LaggingSocket() : kx_tcpip_socket(-1, SocketType::stream) {}
+    std::int32_t write_gathered(std::span<const iovec> pieces) override {
+        std::size_t offered = 0;
+        for (const iovec& piece : pieces)
+            offered += piece.iov_len;
+        return static_cast<std::int32_t>(offered - 1);
+    }
+};
+
+TEST(SendQueue, NeverEmptyItKeepsOnlyWhatIsNotSent) {
+    SendQueue queue;
+    LaggingSocket socket;
+    Packet line(100);
+    line.finish();
+    const auto shared = std::make_shared<const Packet>(std::move(line));
+    std::uint32_t count = 0;
+    const auto round = [&] {
+        for (int i = 0; i < 40; ++i)
+            queue.append(shared);
+        ASSERT_EQ(queue.flush(socket, {}, count), SendQueue::Flush::blocked);
+        ASSERT_EQ(queue.waiting(), 1u);
+    };
+    const auto allocated = [] {
+        const struct mallinfo2 heap = ::mallinfo2();
+        return heap.uordblks + heap.hblkhd;
+    };
+    ASSERT_NO_FATAL_FAILURE(round());
+    const std::size_t before = allocated();
+    for (int i = 0; i < 1000; ++i)
+        ASSERT_NO_FATAL_FAILURE(round());
+    EXPECT_LT(allocated(), before + 64 * 1024);
 }
 
 }  // namespace
