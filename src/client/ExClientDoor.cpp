@@ -99,7 +99,8 @@ void ExClientDoor::search_users(kx_memory_file& in) {
 
 bool ExClientDoor::stays_behind(const kx_memory_file& datagram) {
     const auto before = std::ranges::find(waiting_, peer(), &Waiting::asker);
-    if (before == waiting_.end() || before->behind.size() >= kMostBehind) return false;
+    if (before == waiting_.end()) return false;
+    if (before->behind.size() == kMostBehind) return true;
     const std::span<const std::byte> rest = datagram.rest();
     before->behind.emplace_back(rest.begin(), rest.end());
     return true;

@@ -54,8 +54,8 @@ private:
         std::optional<LongSearch> search;
         std::deque<std::vector<std::byte>> behind;
     };
-    // Of further ones the answers may come before those of the search.
-    static constexpr std::size_t kMostBehind = 16;
+    // Further ones are lost, as datagrams may be.
+    static constexpr std::size_t kMostBehind = 64;
 
     [[nodiscard]] bool stays_behind(const kx_memory_file& datagram);
     // Takes a step of it, and keeps it when there is more to do.
