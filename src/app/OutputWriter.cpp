@@ -20,6 +20,10 @@ using Length = std::uint16_t;
 // A pipe takes as much as a whole, if it takes anything.
 constexpr std::size_t kChunk = PIPE_BUF;
 constexpr int kNoDescriptor = -1;  // poll passes it over
+// After a write, what is printed within so long goes out with the next one: a thousand lines a
+// second wake nobody a thousand times.
+constexpr int kGatherMs = 5;
+constexpr int kForever = -1;
 
 }  // namespace
 
@@ -56,8 +60,9 @@ void OutputWriter::Texts::swap(Texts& other) noexcept {
 
 OutputWriter::OutputWriter(const char* name, std::unique_ptr<TextSink> sink)
     : name_(name), woken_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), sink_(std::move(sink)) {
+    if (woken_ < 0) kx_error("no descriptor for an output");
     start();
-    if (woken_ < 0 || state() != State::running) {
+    if (state() != State::running) {
         ::close(woken_);
         kx_error("the system refuses another thread");
     }
@@ -84,6 +89,7 @@ void OutputWriter::print(std::string_view text) noexcept {
 
 bool OutputWriter::flush(std::chrono::milliseconds patience) noexcept {
     const auto end = std::chrono::steady_clock::now() + patience;
+    wake();
     const kx_guard hold(lock_);
     while (!at_rest_ && rested_.wait_until(lock_, end)) {
     }
@@ -98,12 +104,13 @@ void OutputWriter::change_sink(std::unique_ptr<TextSink> sink) {
 
 void OutputWriter::run_once() {
     if (!take_texts()) {
-        wait_for(kNoDescriptor);
+        wait_for(kNoDescriptor, kForever);
         return;
     }
     while (!writing_.empty())
         bring_some();
     lost_ += std::exchange(lost_after_, 0);
+    wait_for(kNoDescriptor, kGatherMs);
 }
 
 bool OutputWriter::take_texts() {
@@ -153,7 +160,7 @@ bool OutputWriter::put(std::string_view text) {
                 break;
         }
         if (stop_requested()) return false;
-        wait_for(sink_->descriptor());
+        wait_for(sink_->descriptor(), kForever);
         adopt_sink();
     }
     return false;
@@ -164,9 +171,9 @@ void OutputWriter::adopt_sink() {
     if (next_sink_) sink_ = std::move(next_sink_);
 }
 
-void OutputWriter::wait_for(int descriptor) const noexcept {
+void OutputWriter::wait_for(int descriptor, int limit_ms) const noexcept {
     std::array<pollfd, 2> events{pollfd{woken_, POLLIN, 0}, pollfd{descriptor, POLLOUT, 0}};
-    ::poll(events.data(), events.size(), -1);
+    ::poll(events.data(), events.size(), limit_ms);
     std::uint64_t count = 0;
     if (events[0].revents != 0) [[maybe_unused]]
         const auto drained = ::read(woken_, &count, sizeof count);

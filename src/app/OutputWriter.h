@@ -33,7 +33,7 @@ public:
     static constexpr std::chrono::milliseconds kLastPatience{1000};
 
     // `name` is how the line about lost texts calls the sink: a constant text. Raises kx_err when
-    // the system refuses a thread.
+    // the system refuses a thread or a descriptor.
     OutputWriter(const char* name, std::unique_ptr<TextSink> sink);
     // What was printed still goes out, if somebody takes it.
     ~OutputWriter() override;
@@ -68,8 +68,8 @@ private:
     void bring_some();
     [[nodiscard]] bool put(std::string_view text);
     void adopt_sink();
-    // For the descriptor to have room, if there is one, or a wake.
-    void wait_for(int descriptor) const noexcept;
+    // For the descriptor to have room, if there is one, or a wake, or the end of the limit.
+    void wait_for(int descriptor, int limit_ms) const noexcept;
 
     const char* const name_;
     const int woken_;
