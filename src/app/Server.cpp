@@ -32,6 +32,11 @@ void log_message_box(std::string_view caption, std::string_view text) {
         output->log(std::string(caption) + ": " + std::string(text) + '\n');
 }
 
+void start_thread(kx_thread& thread) {
+    thread.start();
+    if (thread.state() != kx_thread::State::running) kx_error("the system refuses another thread");
+}
+
 }  // namespace
 
 std::uint32_t localAddress(kx_net_protocol& net) {
@@ -79,7 +84,7 @@ void Server::start(const std::string& settings_file) {
     housekeeping_.emplace(clients_, *files_, &directory_, &limits_.log);
     output_.flush();  // who gets through a door may rely on what was said before
     open_doors();
-    housekeeping_->start();
+    start_thread(*housekeeping_);
     serving_ = true;
 }
 
@@ -103,12 +108,13 @@ void Server::open_debug_log() {
 
 void Server::reload() {
     const bool reopened = output_.reopenLog() && (!debug_log_ || debug_log_->reopen());
-    output_.printLine(reopened ? "Log files opened again"
-                               : "Couldn't open the log files again (the old ones stay in use)");
-    std::optional<ChangeableSettings> read = settings_.readAgain(settings_file_, output_);
+    current_output().printLine(
+        reopened ? "Log files opened again"
+                 : "Couldn't open the log files again (the old ones stay in use)");
+    std::optional<ChangeableSettings> read = settings_.readAgain(settings_file_, current_output());
     if (!read) {
-        output_.printLine("Couldn't open %s again (settings stay as they are)",
-                          settings_file_.c_str());
+        current_output().printLine("Couldn't open %s again (settings stay as they are)",
+                                   settings_file_.c_str());
         return;
     }
     const std::size_t lines = read->welcome.size();
@@ -118,7 +124,7 @@ void Server::reload() {
     const std::size_t count = filters.size();
     settings_.welcome.replace(std::move(read->welcome));
     files_->replace_filters(std::move(filters));
-    output_.printLine("Settings read again: %zu welcome lines, %zu filters", lines, count);
+    current_output().printLine("Settings read again: %zu welcome lines, %zu filters", lines, count);
 }
 
 void Server::make_service(LoadedSettings loaded) {
@@ -153,9 +159,7 @@ void Server::start_workers() {
     // Each of them makes a share of the pool, and all shares are there before the first task.
     for (std::int32_t i = 0; i < count; ++i) {
         workers_.push_back(std::make_unique<Worker>(pool_));
-        workers_.back()->start();
-        if (workers_.back()->state() != kx_thread::State::running)
-            kx_error("the system refuses another thread");
+        start_thread(*workers_.back());
     }
 }
 

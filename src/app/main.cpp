@@ -45,23 +45,27 @@ int check_config(const Options& options) {
 }
 
 int serve(const Options& options) {
-    StopSignal stop_signal(STDIN_FILENO);
+    // All of them outlive the report of an error, which goes to the console and the log too.
+    std::optional<StopSignal> stop_signal;
     std::optional<LineEditor> editor;
-    if (LineEditor::possible(STDIN_FILENO, STDOUT_FILENO))
-        editor.emplace(STDIN_FILENO, STDOUT_FILENO);
-    LineEditor* const line_editor = editor ? &*editor : nullptr;
-    OutputWriter console("console", console_sink(STDOUT_FILENO, line_editor));
-    StandardInput input(stop_signal, STDIN_FILENO, console, line_editor);
-    const std::unique_ptr<kx_net_protocol> net = kx_create_tcpip_protocol();
-    // Outlives the report of an error, which goes to its log too.
+    std::optional<OutputWriter> console;
+    std::optional<StandardInput> input;
+    std::unique_ptr<kx_net_protocol> net;
     std::optional<Server> server;
     return kx_run_main([&] {
+        stop_signal.emplace(STDIN_FILENO);
+        if (LineEditor::possible(STDIN_FILENO, STDOUT_FILENO))
+            editor.emplace(STDIN_FILENO, STDOUT_FILENO);
+        LineEditor* const line_editor = editor ? &*editor : nullptr;
+        console.emplace("console", console_sink(STDOUT_FILENO, line_editor));
+        input.emplace(*stop_signal, STDIN_FILENO, *console, line_editor);
+        net = kx_create_tcpip_protocol();
         kx_init();
-        server.emplace(*net, system_clock(), Random::from_system(), input, console);
+        server.emplace(*net, system_clock(), Random::from_system(), *input, *console);
         server->start(options.settings_file);
-        stop_signal.onHangUp([&] { server->reload(); });
+        stop_signal->onHangUp([&] { server->reload(); });
         server->run();
-        stop_signal.endWaits();
+        stop_signal->endWaits();
         server->stop();
         kx_uninit();
     });

@@ -113,6 +113,18 @@ TEST(Startup, TheLogKeepsEarlierRunsAndAConsoleThatIsOffShowsTheFolderAlone) {
     EXPECT_EQ(folder->read("log"), "an older line\n" + one_run + one_run);
 }
 
+TEST(Startup, WithoutDescriptorsItSaysSoAndEnds) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizers need descriptors of their own for their checks";
+#endif
+    for (rlim_t descriptors = 5; descriptors < 12; ++descriptors) {
+        ServerProcess server({.limit = {{RLIMIT_NOFILE, {descriptors, descriptors}}},
+                              .ready = ServerProcess::Ready::at_once});
+        EXPECT_EQ(server.exit(), 1) << descriptors;
+        EXPECT_NE(server.output().find("Unrecoverable error at"), std::string::npos) << descriptors;
+    }
+}
+
 TEST(Shutdown, ClosesEveryConnectionLeavesWith1AndThePortsServeAgainAtOnce) {
     auto first = std::make_unique<ServerProcess>();
     const WireClient low = WireClient::low(*first);
