@@ -12,7 +12,9 @@ using namespace vorrim;
 
 class NoOperator final : public ConsoleInput {
 public:
-    Event readLine(std::string_view, std::size_t, std::string&) override { return Event::stopped; }
+    Event readLine(std::string_view, std::size_t, Wake, std::string&) override {
+        return Event::stopped;
+    }
     Event wait() override { return Event::stopped; }
     void wake() noexcept override {}
 };

@@ -39,18 +39,18 @@ void Console::run(bool reads_lines) {
             // Nobody is there to agree to anything.
             if (answer("")) continue;
         } else if (reads_lines || question_waits()) {
-            readAndExecute();
+            readAndExecute(reads_lines ? ConsoleInput::Wake::waits : ConsoleInput::Wake::counts);
             continue;
         }
         if (input_.wait() == ConsoleInput::Event::stopped) running_.store(false);
     }
 }
 
-bool Console::readAndExecute() {
+bool Console::readAndExecute(ConsoleInput::Wake wake) {
     const bool answering = question_waits();
     std::string line;
     switch (input_.readLine(answering ? std::string_view() : kPrompt,
-                            answering ? kLongestAnswer : kLongestLine, line)) {
+                            answering ? kLongestAnswer : kLongestLine, wake, line)) {
         case ConsoleInput::Event::line:
             if (!answer(line)) execute(line);
             return true;

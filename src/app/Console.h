@@ -53,7 +53,7 @@ public:
     void run(bool reads_lines);
     // One line: the answer to a question that waits, else a command. False when the input gave
     // none.
-    bool readAndExecute();
+    bool readAndExecute(ConsoleInput::Wake wake = ConsoleInput::Wake::waits);
 
     void execute(std::string_view line) override;
 

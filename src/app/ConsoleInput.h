@@ -20,11 +20,14 @@ public:
 
     virtual ~ConsoleInput() = default;
 
-    // Shows the prompt and waits for the next line: `line`, `ended` or `stopped`. The line comes
-    // without its newline and ends at its first NUL; what it has beyond `limit` bytes is dropped,
-    // so that the rest of a long text never runs as a command. The last line counts without a
-    // newline, too.
-    [[nodiscard]] virtual Event readLine(std::string_view prompt, std::size_t limit,
+    // Whether a wake ends the wait for a line.
+    enum class Wake { counts, waits };
+
+    // Shows the prompt and waits for the next line: `line`, `ended` or `stopped`, or `woken` if
+    // that counts. The line comes without its newline and ends at its first NUL; what it has beyond
+    // `limit` bytes is dropped, so that the rest of a long text never runs as a command. The last
+    // line counts without a newline, too.
+    [[nodiscard]] virtual Event readLine(std::string_view prompt, std::size_t limit, Wake wake,
                                          std::string& line) = 0;
     // Waits without reading: `woken` or `stopped`. A wake that came before the call counts.
     [[nodiscard]] virtual Event wait() = 0;

@@ -28,26 +28,30 @@ StandardInput::StandardInput(StopSignal& stop_signal, int input, OutputWriter& o
     std::signal(SIGTTOU, SIG_IGN);
 }
 
-ConsoleInput::Event StandardInput::readLine(std::string_view prompt, std::size_t limit,
+ConsoleInput::Event StandardInput::readLine(std::string_view prompt, std::size_t limit, Wake wake,
                                             std::string& line) {
     if (stop_signal_.signalled()) return Event::stopped;
-    const Event event =
-        editor_ != nullptr && !ended_ ? read_edited(prompt, line) : read_plain(prompt, line);
+    const Event event = editor_ != nullptr && !ended_ ? read_edited(prompt, wake, line)
+                                                      : read_plain(prompt, wake, line);
     if (event == Event::line) line.resize(std::min({line.size(), limit, line.find('\0')}));
     return event;
 }
 
-ConsoleInput::Event StandardInput::read_edited(std::string_view prompt, std::string& line) {
+StopSignal::Event StandardInput::wait_for_input(Wake wake) {
+    return wake == Wake::counts ? stop_signal_.waitReadableOrWoken(input_)
+                                : stop_signal_.waitReadable(input_);
+}
+
+ConsoleInput::Event StandardInput::read_edited(std::string_view prompt, Wake wake,
+                                               std::string& line) {
     // What the last command has printed comes first, or the prompt would be shown twice.
     output_.flush(kPromptPatience);
-    const auto wait = [this] {
-        return stop_signal_.waitReadable(input_) == StopSignal::Event::readable;
-    };
+    const auto wait = [&] { return wait_for_input(wake) == StopSignal::Event::readable; };
     switch (editor_->readLine(prompt, wait, line)) {
         case LineEditor::Event::line:
             return Event::line;
         case LineEditor::Event::stopped:
-            return Event::stopped;
+            return stop_signal_.signalled() ? Event::stopped : Event::woken;
         case LineEditor::Event::ended:
             break;
     }
@@ -55,12 +59,18 @@ ConsoleInput::Event StandardInput::read_edited(std::string_view prompt, std::str
     return Event::ended;
 }
 
-ConsoleInput::Event StandardInput::read_plain(std::string_view prompt, std::string& line) {
+ConsoleInput::Event StandardInput::read_plain(std::string_view prompt, Wake wake,
+                                              std::string& line) {
     output_.print(prompt);
     while (lines_.empty() && !ended_) {
-        if (stop_signal_.waitReadable(input_) == StopSignal::Event::signalled)
-            return Event::stopped;
-        receive();
+        switch (wait_for_input(wake)) {
+            case StopSignal::Event::signalled:
+                return Event::stopped;
+            case StopSignal::Event::woken:
+                return Event::woken;
+            case StopSignal::Event::readable:
+                receive();
+        }
     }
     if (lines_.empty()) return Event::ended;
     line = std::move(lines_.front());

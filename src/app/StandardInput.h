@@ -27,14 +27,15 @@ public:
     StandardInput(StopSignal& stop_signal, int input, OutputWriter& output,
                   LineEditor* editor = nullptr);
 
-    [[nodiscard]] Event readLine(std::string_view prompt, std::size_t limit,
+    [[nodiscard]] Event readLine(std::string_view prompt, std::size_t limit, Wake wake,
                                  std::string& line) override;
     [[nodiscard]] Event wait() override;
     void wake() noexcept override { stop_signal_.wake(); }
 
 private:
-    [[nodiscard]] Event read_edited(std::string_view prompt, std::string& line);
-    [[nodiscard]] Event read_plain(std::string_view prompt, std::string& line);
+    [[nodiscard]] Event read_edited(std::string_view prompt, Wake wake, std::string& line);
+    [[nodiscard]] Event read_plain(std::string_view prompt, Wake wake, std::string& line);
+    [[nodiscard]] StopSignal::Event wait_for_input(Wake wake);
     void receive();
     void take(std::string_view bytes);
 

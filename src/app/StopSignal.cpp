@@ -63,13 +63,15 @@ void StopSignal::wake() noexcept {
     [[maybe_unused]] const auto written = ::write(woken_, &one, sizeof(one));
 }
 
-bool StopSignal::poll_with(int descriptor, int timeout_ms) {
-    std::array<pollfd, 2> events{pollfd{signal_, POLLIN, 0}, pollfd{descriptor, POLLIN, 0}};
-    if (::poll(events.data(), events.size(), timeout_ms) <= 0) return false;
+StopSignal::Ready StopSignal::poll_with(int descriptor, int waker, int timeout_ms) {
+    std::array<pollfd, 3> events{pollfd{signal_, POLLIN, 0}, pollfd{descriptor, POLLIN, 0},
+                                 pollfd{waker, POLLIN, 0}};
+    if (::poll(events.data(), events.size(), timeout_ms) <= 0) return Ready::none;
     signalfd_siginfo received;
     while (!signalled_ && ::read(signal_, &received, sizeof(received)) > 0)
         receive(received.ssi_signo);
-    return events[1].revents != 0;
+    if (events[1].revents != 0) return Ready::descriptor;
+    return events[2].revents != 0 ? Ready::waker : Ready::none;
 }
 
 void StopSignal::receive(unsigned number) {
@@ -89,23 +91,32 @@ void StopSignal::endWaits() {
     let_through_stops();
 }
 
-StopSignal::Event StopSignal::waitReadable(int descriptor) {
+StopSignal::Event StopSignal::wait_for(int descriptor, int waker) {
     while (!signalled_) {
-        if (poll_with(descriptor, -1) && !signalled_) return Event::readable;
+        const Ready ready = poll_with(descriptor, waker, -1);
+        if (signalled_ || ready == Ready::none) continue;
+        if (ready == Ready::descriptor) return Event::readable;
+        std::uint64_t count = 0;
+        [[maybe_unused]] const auto drained = ::read(waker, &count, sizeof(count));
+        return Event::woken;
     }
     return Event::signalled;
 }
 
+StopSignal::Event StopSignal::waitReadable(int descriptor) {
+    return wait_for(descriptor, kNoDescriptor);
+}
+
+StopSignal::Event StopSignal::waitReadableOrWoken(int descriptor) {
+    return wait_for(descriptor, woken_);
+}
+
 StopSignal::Event StopSignal::wait() {
-    if (waitReadable(woken_) == Event::signalled) return Event::signalled;
-    std::uint64_t count = 0;
-    [[maybe_unused]] const auto drained = ::read(woken_, &count, sizeof(count));
-    return Event::woken;
+    return wait_for(kNoDescriptor, woken_);
 }
 
 bool StopSignal::signalled() {
-    constexpr int kNoDescriptor = -1;  // poll passes it over
-    if (!signalled_) poll_with(kNoDescriptor, 0);
+    if (!signalled_) poll_with(kNoDescriptor, kNoDescriptor, 0);
     return signalled_;
 }
 

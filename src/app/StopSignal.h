@@ -41,6 +41,8 @@ public:
     // `signalled`, or `readable` when reading the descriptor would not wait, if only because it is
     // closed. Main thread.
     [[nodiscard]] Event waitReadable(int descriptor);
+    // The same, or `woken` by a wake since the last wait that counts them.
+    [[nodiscard]] Event waitReadableOrWoken(int descriptor);
     // Whether a stop has been asked for; does not wait. Main thread.
     [[nodiscard]] bool signalled();
     // There will be no further wait, since the process stops anyway: the next signal that asks for
@@ -50,9 +52,14 @@ public:
     void wake() noexcept;
 
 private:
-    // Waits for a signal, for what the other descriptor has, or not at all (0 ms); true when the
-    // other descriptor is ready.
-    bool poll_with(int descriptor, int timeout_ms);
+    // Passed over by a wait.
+    static constexpr int kNoDescriptor = -1;
+
+    // Waits for a signal, for what the other descriptors have, or not at all (0 ms): says which of
+    // them is ready.
+    enum class Ready { none, descriptor, waker };
+    Ready poll_with(int descriptor, int waker, int timeout_ms);
+    Event wait_for(int descriptor, int waker);
     void receive(unsigned number);
 
     const int terminal_;

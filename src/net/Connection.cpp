@@ -18,11 +18,12 @@ namespace {
 // neighbours of a busy peer wait for microseconds.
 constexpr unsigned kMessagesPerTurn = 64;
 constexpr std::size_t kBytesOfAMessage = 256;  // a longer one counts as several
-// With this much unsent, a peer's further requests wait until it has read its replies.
-constexpr std::size_t kReplyBound = 1024 * 1024;
 // Whoever does not read while others send to it is closed with this much unsent beside the longest
 // reply in flight.
 constexpr std::size_t kUnreadBound = 1024 * 1024;
+// With this much unsent, a peer's further requests wait until it has read its replies: that leaves
+// as much room for what others send.
+constexpr std::size_t kReplyBound = kUnreadBound / 2;
 // After this long without having been slowed down, somebody who asked too fast starts afresh.
 constexpr std::chrono::seconds kForgiveness{60};
 

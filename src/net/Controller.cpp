@@ -84,6 +84,7 @@ Connection::Verdict Controller::finish_login(const Credentials& given) {
     throttle_.succeeded(peer());
     current_output().printVerbose("Valid\n");
     logged_in_ = true;
+    allowLongPackets();
     setAlarm(kNoDeadline);
     return Verdict::keep;
 }

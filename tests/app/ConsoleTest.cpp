@@ -13,7 +13,9 @@ namespace {
 
 class NoInput final : public ConsoleInput {
 public:
-    Event readLine(std::string_view, std::size_t, std::string&) override { return Event::ended; }
+    Event readLine(std::string_view, std::size_t, Wake, std::string&) override {
+        return Event::ended;
+    }
     Event wait() override { return Event::stopped; }
     void wake() noexcept override {}
 };

@@ -40,10 +40,12 @@ TEST(StopSignal, OutrunsLinesThatWait) {
         OutputWriter output("console", console_sink(nowhere));
         StandardInput input(stop, lines[0], output);
         std::string line;
-        EXPECT_EQ(input.readLine("> ", 99, line), ConsoleInput::Event::line);
+        EXPECT_EQ(input.readLine("> ", 99, ConsoleInput::Wake::waits, line),
+                  ConsoleInput::Event::line);
         EXPECT_EQ(line, "one");
         ::kill(::getpid(), SIGTERM);
-        EXPECT_EQ(input.readLine("> ", 99, line), ConsoleInput::Event::stopped);
+        EXPECT_EQ(input.readLine("> ", 99, ConsoleInput::Wake::waits, line),
+                  ConsoleInput::Event::stopped);
     }
     for (const int descriptor : {lines[0], lines[1], nowhere})
         ::close(descriptor);
