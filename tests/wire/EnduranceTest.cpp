@@ -16,20 +16,22 @@ TEST(Endurance, AnIdleServerSleeps) {
     server.wait_until_idle();
 }
 
-TEST(Endurance, AnAnswerOfManyMegabytesArrivesWhole) {
+TEST(Endurance, RecordsAndAnswersOfManyMegabytesArriveWhole) {
     const ServerProcess server;
-    const WireClient client = WireClient::high(server);
+    WireClient client = WireClient::high(server);
     constexpr std::uint32_t kFiles = 201;
+    const Tag longest = text_tag(std::string(65534, 'n'), std::string(65534, 'v'));
     std::vector<Record> files;
     for (std::uint32_t i = 0; i < kFiles; ++i) {
         files.push_back(file(hash_of(i), "heavy song"));
-        files.back().tags.push_back(text_tag(kDescription, std::string(65000, 'd')));
+        files.back().tags.push_back(longest);
         if (files.size() < kFiles / 3) continue;
         client.publish(files);
         files.clear();
     }
     const Results found = client.search(words("heavy"));
-    EXPECT_EQ(found.records.size(), kFiles);
+    ASSERT_EQ(found.records.size(), kFiles);
+    EXPECT_EQ(found.records.back().tags.at(2), longest);
     EXPECT_TRUE(found.more);
     EXPECT_TRUE(client.more().records.empty());
     // A result too large for a datagram does not keep the others back.
@@ -38,6 +40,15 @@ TEST(Endurance, AnAnswerOfManyMegabytesArrivesWhole) {
     client.publish({file(hash_of(1000), "huge before"), huge, file(hash_of(1002), "huge after")});
     EXPECT_EQ(names(Datagram(server).results(udp_search_files(words("huge")))),
               (Names{"huge before", "huge after"}));
+
+    constexpr std::uint32_t kPlenty = 1000000;  // of tags, the smallest there are
+    Bytes many = hex("15").u32(1).add(encode(hash_of(2000))).u32(0).u16(0).u32(kPlenty);
+    for (std::uint32_t i = 0; i < kPlenty; ++i)
+        many.u8(2).u16(0).u16(0);
+    EXPECT_TRUE(client.answers(many).empty());
+    EXPECT_EQ(server.status().files, kFiles + 4);
+    client.close();
+    server.wait_for_status({0, 0});
 }
 
 TEST(Endurance, WithoutDescriptorsNobodyIsLostAndTheNextWait) {

@@ -159,24 +159,5 @@ TEST(Framing, AMessageMayBeCutAtEveryByteAndSomeCloseThen) {
     server.wait_for_status({0, 0});
 }
 
-TEST(Framing, RecordsMayBeAsLargeAsAPacketAllows) {
-    const ServerProcess server;
-    {
-        const WireClient client(server);
-        constexpr std::uint32_t kPlenty = 1000000;  // of tags, the smallest there are
-        Bytes many = hex("15").u32(1).add(encode(hash_of(1000))).u32(0).u16(0).u32(kPlenty);
-        for (std::uint32_t i = 0; i < kPlenty; ++i)
-            many.u8(2).u16(0).u16(0);
-        client.send(many);
-        const Tag longest = text_tag(std::string(65534, 'n'), std::string(65534, 'v'));
-        std::vector<Record> files;
-        for (std::uint32_t i = 0; i < 50; ++i)
-            files.push_back(Record{hash_of(i), 0, 0, {longest}});
-        client.publish(files);
-        EXPECT_EQ(server.status().files, 51U);
-    }
-    server.wait_for_status({0, 0});
-}
-
 }  // namespace
 }  // namespace vorrim::wire

@@ -161,24 +161,21 @@ inline void PrintTo(const Record& record, std::ostream* out) {
 }
 
 // Requests: whole datagrams.
-[[nodiscard]] inline Bytes datagram(std::uint32_t opcode, const Bytes& fields) {
-    return Bytes().u8(0xE3).u8(opcode).add(fields);
-}
 [[nodiscard]] inline Bytes udp_status(std::uint32_t challenge) {
-    return datagram(0x96, Bytes().u32(challenge));
+    return hex("E3 96").u32(challenge);
 }
 [[nodiscard]] inline Bytes udp_search_files(const Bytes& expression) {
-    return datagram(0x98, expression);
+    return hex("E3 98").add(expression);
 }
 [[nodiscard]] inline Bytes udp_search_users(const Bytes& expression) {
-    return datagram(0x9D, expression);
+    return hex("E3 9D").add(expression);
 }
 [[nodiscard]] inline Bytes udp_sources(const Hash& hash) {
-    return datagram(0x9A, hash.encode());
+    return hex("E3 9A").add(hash.encode());
 }
 [[nodiscard]] inline Bytes udp_callback(std::uint32_t address, std::uint16_t port,
                                         std::uint32_t wanted) {
-    return datagram(0x9C, Bytes().u32(address).u16(port).u32(wanted));
+    return hex("E3 9C").u32(address).u16(port).u32(wanted);
 }
 
 // Expressions.
