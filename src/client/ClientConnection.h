@@ -9,6 +9,7 @@
 // Threads: handlers run on the connection's worker. Other threads reach the connection through the
 // client table or a room, whose lock they hold while they use it.
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -37,6 +38,8 @@ public:
 
     // The identifier; 0 until the first login. Own worker, or under a lock that holds the client.
     [[nodiscard]] ClientId id() const noexcept { return ClientId(identifier()); }
+    // The connection has ended, and its files are being withdrawn. Any thread.
+    [[nodiscard]] bool leaving() const noexcept { return leaving_.load(); }
     // Queues a call-back request: somebody at this address wants to be connected to.
     void send_callback(ClientId address, std::uint16_t port);
 
@@ -53,6 +56,9 @@ private:
     // Login (ClientLogin.cpp)
     [[nodiscard]] Verdict login(kx_memory_file& payload);
     [[nodiscard]] bool admits(RecordView earlier, RecordView latest) const;
+    void claim_address();
+    // For the holder of its address, who is leaving, to be gone.
+    [[nodiscard]] Turn onAlarm() override;
     void finish_login();
     void reachability_known(bool reachable);
     void take_low_id();
@@ -115,7 +121,7 @@ private:
     Room* room_ = nullptr;
     std::vector<ClientId> former_ids_;  // of earlier logins under which files stand
     FileIndex::Departure departure_;    // once the connection is leaving
-    bool leaving_ = false;
+    std::atomic<bool> leaving_ = false;
     bool rejected_ = false;  // the version gate refused it: the next packet ends it
 };
 

@@ -1,8 +1,9 @@
 // How a client gets its identifier and is let in.
 //
 //     record ──► address free? ─ yes ─► can it be called back? ─ yes ─► high identifier ─┐
-//                     │                          │ no, or 8 seconds are over             ├─► gate
-//                     └─ no ─────────────────────┴──────────────────► low identifier ────┘
+//                │    ▲   │                      │ no, or 8 seconds are over             ├─► gate
+//                └────┘   └─ no ─────────────────┴──────────────────► low identifier ────┘
+//          soon: its holder is leaving
 
 #include <chrono>
 #include <new>
@@ -22,6 +23,8 @@ namespace vorrim {
 namespace {
 
 constexpr std::chrono::milliseconds kReachabilityLimit{8000};
+// Between two looks whether the earlier connection of a client that comes back has left.
+constexpr std::chrono::milliseconds kHoldersPause{5};
 
 // Logins on one connection whose tags are kept, when each has as many as it may.
 constexpr std::uint32_t kRecordsJoined = 8;
@@ -65,17 +68,36 @@ Connection::Verdict ClientConnection::login(kx_memory_file& payload) {
     service_.clients.set_record(*this, std::move(record));
     if (room_ != nullptr) room_->update_record(*this, service_.clients.record_of(*this));
 
-    const ClientId address(peer());
-    if (!service_.clients.claim(*this, address)) {
-        take_low_id();
-        return Verdict::keep;
-    }
-    sync_identifier();
     pause();
-    ReachabilityTest::start(pool(), address.value(), static_cast<std::uint16_t>(port_),
-                            kReachabilityLimit, test_,
-                            [this](bool reachable) { reachability_known(reachable); });
+    claim_address();
     return Verdict::keep;
+}
+
+void ClientConnection::claim_address() {
+    switch (service_.clients.claim(*this, ClientId(peer()))) {
+        case ClientTable::Claim::given:
+            sync_identifier();
+            ReachabilityTest::start(pool(), peer(), static_cast<std::uint16_t>(port_),
+                                    kReachabilityLimit, test_,
+                                    [this](bool reachable) { reachability_known(reachable); });
+            break;
+        case ClientTable::Claim::held:
+            reachability_known(false);
+            break;
+        case ClientTable::Claim::held_for_now:
+            setAlarm(pool().clock().now() + kHoldersPause);
+            break;
+    }
+}
+
+Turn ClientConnection::onAlarm() {
+    try {
+        claim_address();
+        return Turn::wait;
+    } catch (const kx_err&) {
+    } catch (const std::bad_alloc&) {
+    }
+    return Turn::finished;  // or it would wait for ever
 }
 
 // A record that is kept may hold the tags of several logins.

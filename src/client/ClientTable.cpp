@@ -94,11 +94,12 @@ void ClientTable::set_id(ClientConnection& client, ClientId id) {
     by_id_.insert(id, client);
 }
 
-bool ClientTable::claim(ClientConnection& client, ClientId address) {
+ClientTable::Claim ClientTable::claim(ClientConnection& client, ClientId address) {
     const kx_write_guard hold(lock_);
-    if (by_id_.find(address) != nullptr) return false;
+    if (const ClientConnection* const holder = by_id_.find(address))
+        return holder->leaving() ? Claim::held_for_now : Claim::held;
     set_id(client, address);
-    return true;
+    return Claim::given;
 }
 
 bool ClientTable::assign_low_id(ClientConnection& client) {

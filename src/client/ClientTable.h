@@ -67,7 +67,12 @@ public:
     void remove(ClientConnection& client);
 
     // Gives the client `address` as its identifier unless somebody has it: one step.
-    [[nodiscard]] bool claim(ClientConnection& client, ClientId address);
+    enum class Claim {
+        given,
+        held,
+        held_for_now,  // by somebody who is leaving
+    };
+    [[nodiscard]] Claim claim(ClientConnection& client, ClientId address);
     // Gives the client a low identifier; false, and nothing changes, when none is left.
     [[nodiscard]] bool assign_low_id(ClientConnection& client);
     // The client's new record, as its worker has read it.

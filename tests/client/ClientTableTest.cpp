@@ -40,7 +40,7 @@ TEST_F(ClientTableTest, LowIdentifiersRunOutAndComeBackOneAtATime) {
 TEST_F(ClientTableTest, AnIdentifierInUseIsNeverGivenTwice) {
     // An address that ends in .0 is a number of the low range.
     auto addressed = connect();
-    ASSERT_TRUE(clients_.claim(*addressed, ClientId(kHighestLowId - 3)));
+    ASSERT_EQ(clients_.claim(*addressed, ClientId(kHighestLowId - 3)), ClientTable::Claim::given);
     auto low = connect();
     ASSERT_TRUE(clients_.assign_low_id(*low));
     EXPECT_EQ(clients_.id_of(*low), ClientId(kHighestLowId - 2));

@@ -138,6 +138,19 @@ TEST(Departure, RequestsSentJustBeforeAnEndAreServed) {
     EXPECT_EQ(low.receive().first(1), hex("35"));
 }
 
+// Withdrawing so many files takes many steps; the address is free again behind the last.
+TEST(Departure, WhoComesBackMeanwhileGetsItsAddressAgain) {
+    const ServerProcess server("threads=2");
+    const Address address = next_address();
+    for (int round = 0; round < 3; ++round) {
+        WireClient client = WireClient::high(server, "restless", address);
+        ASSERT_EQ(client.id(), address.value());
+        client.publish(songs(20'000));
+        client.close();
+    }
+    server.wait_for_status({0, 0});
+}
+
 // Whoever leaves while another has its former identifier cannot withdraw what stands under it; the
 // other has published nothing, and does not leave with that identifier.
 TEST(Departure, FilesOfAFormerIdentifierGoWithTheLastWhoHeldIt) {
