@@ -19,6 +19,7 @@ constexpr int kHistoryLines = 500;
 constexpr std::size_t kRoom = 256;  // for the keys of one read
 constexpr int kNoCharacter = 0;
 constexpr int kOneCharacter = 1;
+constexpr char kEnd = '\x04';  // of the input, as typed
 
 // The mode to put back, while a line is being read; no locks, for signal handlers.
 termios mode_before;
@@ -147,7 +148,10 @@ int LineEditor::take_character(wchar_t& character) {
             const std::size_t taken = std::mbrtowc(&character, typed_.data(), 1, &partial_);
             typed_.erase(0, 1);
             if (taken == kInvalid) partial_ = {};
-            if (taken <= 1) return kOneCharacter;
+            if (taken > 1) continue;
+            // What the terminal has kept of an end that was typed just before its mode changed.
+            if (character == L'\0') character = kEnd;
+            return kOneCharacter;
         }
         lock_.leave();
         const bool more = more_input();
@@ -160,7 +164,6 @@ int LineEditor::take_character(wchar_t& character) {
 // While nobody reads a line the terminal is in its own mode, and in the editor's an end that was
 // typed meanwhile would be no end any more.
 void LineEditor::take_typed_ahead() {
-    constexpr char kEnd = '\x04';
     std::array<char, kRoom> room;
     for (pollfd keys{input_, POLLIN, 0}; ::poll(&keys, 1, 0) == 1;) {
         const ssize_t count = ::read(input_, room.data(), room.size());
