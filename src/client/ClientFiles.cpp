@@ -14,7 +14,7 @@ namespace vorrim {
 namespace {
 
 // Published in one turn: the neighbours of whoever publishes many wait for no more.
-constexpr std::size_t kFilesAtOnce = 64;
+constexpr std::size_t kFilesAtOnce = 32;
 constexpr std::size_t kSourceRequest = kHeaderSize + 1 + kHashSize;
 
 }  // namespace

@@ -11,7 +11,7 @@ struct IndexTuning {
     // Rows of a segment: a power of two, from 4096 to 32768.
     std::uint32_t segment_rows = 32768;
     // Records entered, or entries left, under one hold of the index lock.
-    std::uint32_t slice = 64;
+    std::uint32_t slice = 32;
     // Rows that a scan goes on by buckets before it judges whether that will do.
     std::uint32_t rows_to_judge = 1024;
     // Work of a search under one hold of the index lock, in the units of StepBudget: less than half
