@@ -40,4 +40,14 @@ private:
     std::filesystem::path path_;
 };
 
+// One that is the current folder as long as it exists.
+class CurrentFolder final : public ScratchFolder {
+public:
+    CurrentFolder() { std::filesystem::current_path(path()); }
+    ~CurrentFolder() { std::filesystem::current_path(before_); }
+
+private:
+    const std::filesystem::path before_ = std::filesystem::current_path();
+};
+
 }  // namespace vorrim

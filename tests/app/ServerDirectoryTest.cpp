@@ -13,8 +13,8 @@
 #include "base/file/primitives.h"
 #include "base/kx_err.h"
 #include "meta/ClientId.h"
+#include "tests/ScratchFolder.h"
 #include "tests/WireForms.h"
-#include "tests/app/CurrentFolder.h"
 #include "tests/base/RecordingOutput.h"
 #include "tests/net/MemoryNet.h"
 

@@ -11,7 +11,7 @@
 
 #include "app/ServerOutput.h"
 #include "base/kx_err.h"
-#include "tests/app/CurrentFolder.h"
+#include "tests/ScratchFolder.h"
 
 namespace vorrim {
 namespace {

@@ -8,7 +8,7 @@
 #include "app/ConfigCheck.h"
 #include "app/ServerSettings.h"
 #include "app/SettingKeys.h"
-#include "tests/app/CurrentFolder.h"
+#include "tests/ScratchFolder.h"
 #include "tests/base/RecordingOutput.h"
 
 namespace vorrim {

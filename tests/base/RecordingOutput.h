@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/Output.h"
@@ -17,18 +18,12 @@ public:
         const std::lock_guard hold(lock_);
         return texts_;
     }
-    // All of it in a row.
-    std::string all() const {
-        std::string joined;
-        for (const std::string& text : texts())
-            joined += text;
-        return joined;
-    }
-    // The same, and forgets it.
+    // All of it in a row, and forgets it.
     std::string take() {
-        std::string joined = all();
         const std::lock_guard hold(lock_);
-        texts_.clear();
+        std::string joined;
+        for (const std::string& text : std::exchange(texts_, {}))
+            joined += text;
         return joined;
     }
 

@@ -47,7 +47,7 @@ TEST(ConsoleModeDeathTest, SendsEverythingToTheConsoleAndBoxesToTheLog) {
             ::testing::internal::CaptureStdout();
             kx_alert_handler.load()(kx_string("now"));
             const bool shown = ::testing::internal::GetCapturedStdout() == "Alert : now";
-            const bool logged = output.all() == "Alert: now\n";
+            const bool logged = output.take() == "Alert: now\n";
             std::_Exit(shown && logged && kx_warning_handler.load()("w") == 1 ? 0 : 1);
         },
         ::testing::ExitedWithCode(0), "");

@@ -1,4 +1,3 @@
-#include <atomic>
 #include <malloc.h>
 #include <thread>
 
@@ -23,52 +22,12 @@ TEST_F(ConnectionTest, EveryWayToReplyKeepsTheOrderAndAnAbandonedReplyWasNeverTh
     EXPECT_EQ(read_all(*peer_), expected);
 }
 
-TEST_F(ConnectionTest, WhilePausedNothingMoreIsHandled) {
-    const Bytes rest = frame_of("after");
-    write_all(*peer_, in_a_row({frame_of("P"), rest, Bytes(rest.begin(), rest.begin() + 3)}));
-    settle();
-    write_all(*peer_, Bytes(rest.begin() + 3, rest.end()));
-    settle();
-    EXPECT_EQ(all_.handled, 1);
-    connection_->go_on();
-    settle();
-    EXPECT_EQ(all_.handled, 3);
-    EXPECT_EQ(read_all(*peer_).size(), frame_of("P").size() + 2 * rest.size());
-}
-
 TEST_F(ConnectionTest, WhatADeadlineRaisesEndsNeitherTheTaskNorItsWorker) {
     for (const char* payload : {"R", "after"}) {
         write_all(*peer_, frame_of(payload));
         settle();
     }
     EXPECT_EQ(all_.handled, 2);
-}
-
-TEST_F(ConnectionTest, OtherThreadsReachASleepingWorker) {
-    const auto shared = shared_packet(3);
-    std::atomic<bool> stop = false;
-    std::thread worker([&] {
-        while (!stop)
-            share_.run_once();
-    });
-    std::size_t got = 0;
-    for (int i = 0; i < 1000; ++i) {
-        connection_->send(shared);
-        if (i % 100 == 99) {
-            while (got < static_cast<std::size_t>(i + 1) * 8) {
-                static_cast<void>(peer_->wait_ready(kReadable, 1000));
-                got += read_all(*peer_).size();
-            }
-        }
-    }
-    connection_->close();
-    while (!is_closed(*peer_))
-        static_cast<void>(peer_->wait_ready(kReadable, 1000));
-    stop = true;
-    share_.wake();
-    worker.join();
-    EXPECT_EQ(got, 8000U);
-    EXPECT_EQ(all_.alive, 0);
 }
 
 TEST_F(ConnectionTest, WhoAsksForLittleWaitsForOneOfThoseWhoAskForMuch) {

@@ -14,7 +14,6 @@ namespace vorrim {
 // Answers every packet with the same packet; some opcodes do something else.
 class EchoConnection final : public Connection {
 public:
-    static constexpr std::uint8_t kPause = 'P';
     static constexpr std::uint8_t kRefuse = 'X';
     static constexpr std::uint8_t kRaiseLater = 'R';
     static constexpr std::uint8_t kShare = 'S';        // sends the payload as a shared packet
@@ -37,7 +36,6 @@ public:
     }
     ~EchoConnection() override { --all_.alive; }
 
-    void go_on() { resume(); }
     int turns_to_leave = 0;
 
 private:
@@ -48,7 +46,6 @@ private:
         ++all_.handled;
         if (all_.slowed != nullptr) all_.slowed->advance(std::chrono::milliseconds(1));
         if (opcode == kRefuse) return Verdict::close;
-        if (opcode == kPause) pause();
         if (opcode == kRaiseLater) setAlarm(share()->clock().now());
         if (opcode == kLongPackets) allowLongPackets();
         if (opcode == kSearch && spend(Request::search) == Verdict::close) return Verdict::close;
@@ -90,12 +87,6 @@ protected:
         pool_.add(std::move(made));
         settle();
         return std::move(ends[0]);
-    }
-    static std::shared_ptr<const Packet> shared_packet(std::size_t payload) {
-        Packet packet(1);
-        write_bytes(packet.body(), Bytes(payload));
-        packet.finish();
-        return std::make_shared<const Packet>(std::move(packet));
     }
 
     EchoConnection::Shared all_;
