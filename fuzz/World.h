@@ -38,11 +38,11 @@ public:
         settings.welcome.append("welcome");
     }
 
-    // A client connects; the number of its line.
-    std::size_t arrive(std::uint32_t address) {
-        auto [socket, number] = net.arrival(address);
+    // A client connects; its line.
+    Line* arrive(std::uint32_t address) {
+        auto [socket, line] = net.arrival(address);
         pool.add(std::make_unique<ClientConnection>(std::move(socket), pool, service));
-        return number;
+        return line;
     }
     void turn() { share.run_once(std::chrono::nanoseconds(0)); }
     void settle() {
@@ -50,9 +50,9 @@ public:
             turn();
     }
     // The next piece of the input comes over the line as a packet, and has a turn.
-    void bring_packet(std::size_t line, Input& input) {
+    void bring_packet(Line& line, Input& input) {
         const auto payload = input.counted();
-        if (!payload.empty()) net.bring(line, frame_of(payload));
+        if (!payload.empty()) line.bring(frame_of(payload));
         turn();
     }
     // The claim of the whole: once all are gone, so is what they brought. What they published

@@ -31,28 +31,28 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     console.setRemoteCredentials("a", "b");
     LoginThrottle throttle(world.clock);
     const auto connect = [&] {
-        auto [socket, number] = world.net.arrival(0x0100000A);
+        auto [socket, line] = world.net.arrival(0x0100000A);
         world.pool.add(
             std::make_unique<Controller>(std::move(socket), world.pool, console, throttle));
-        return number;
+        return line;
     };
     static_cast<void>(world.arrive(0x0200000A));
-    std::array<std::size_t, 2> lines{connect(), connect()};
+    std::array<Line*, 2> lines{connect(), connect()};
 
-    std::size_t* line = nullptr;
+    Line** line = nullptr;
     const std::function<void()> steps[] = {
-        [&] { world.net.bring(*line, input.counted()); },
-        [&] { world.net.end(*line); },
+        [&] { (*line)->bring(input.counted()); },
+        [&] { (*line)->end(); },
         [&] { world.clock.advance(std::chrono::seconds(input.u8())); },
         [&] {
-            if (world.net.line(*line).closed) *line = connect();
+            if ((*line)->closed) *line = connect();
         },
     };
     while (!input.empty()) {
         const std::size_t step = input.u8();
         line = &lines[step % 2];
         const std::size_t kind = step / 2 % 8;
-        kind < std::size(steps) ? steps[kind]() : world.bring_packet(*line, input);
+        kind < std::size(steps) ? steps[kind]() : world.bring_packet(**line, input);
     }
     world.everybody_leaves();
     return 0;

@@ -10,23 +10,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const fuzz::Quiet quiet;
     fuzz::Input input(data, size);
     fuzz::World world;
-    const std::size_t guest = world.arrive(0x0100000A);
+    Line& guest = *world.arrive(0x0100000A);
     wire::Record song{{}, 0, 0, {wire::text_tag(wire::kName, "b")}};
     std::ranges::copy(std::string_view("fedcba9876543210"), song.hash.bytes.begin());
     for (const wire::Bytes& payload :
          {wire::login(wire::client_record(wire::hash_of(1), "a")), wire::offer({song})})
-        world.net.bring(guest, frame_of(test::span_of(payload)));
+        guest.bring(frame_of(test::span_of(payload)));
     UDPDoor::open(std::make_unique<ExClientDoor>(world.pool, std::uint16_t{4665}, world.service),
                   world.pool, 0);
-    const std::size_t line = world.net.newest();
-    world.net.line(line).address = 0x0700000A;
+    Line& line = world.net.newest();
+    line.address = 0x0700000A;
     world.settle();
     fuzz::must(world.clients.count() == 1 && world.files.source_total() == 1);
 
     while (!input.empty()) {
-        world.net.bring(line, input.counted());
+        line.bring(input.counted());
         world.turn();
-        world.net.line(line).arrived.clear();
+        line.arrived.clear();
     }
     world.settle();
     fuzz::must(world.clients.count() == 1 && world.files.source_total() == 1);

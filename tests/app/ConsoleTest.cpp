@@ -25,15 +25,15 @@ protected:
     AdministratorTest() { console_.setRemoteCredentials("root", "secret"); }
     void TearDown() override { pool_.delete_all(); }
 
-    std::unique_ptr<kx_tcpip_socket> connect() {
-        auto ends = make_pair();
-        pool_.add(std::make_unique<Controller>(std::move(ends[1]), pool_, console_, throttle_));
+    Line& connect() {
+        auto [socket, line] = net_.arrival(0);
+        pool_.add(std::make_unique<Controller>(std::move(socket), pool_, console_, throttle_));
         settle();
-        return std::move(ends[0]);
+        return *line;
     }
-    void log_in(kx_tcpip_socket& peer, const std::string& password) {
+    void log_in(Line& peer, const std::string& password) {
         const std::string count(1, static_cast<char>(password.size()));
-        write_all(peer, frame_of(std::string("\x64\x04\0root", 7) + count + '\0' + password));
+        peer.bring(frame_of(std::string("\x64\x04\0root", 7) + count + '\0' + password));
         settle();
     }
 
@@ -43,29 +43,29 @@ protected:
 };
 
 TEST_F(AdministratorTest, WhoNeverLogsInIsSentAwayAndWhoHasMayStay) {
-    const auto idler = connect();
-    const auto admin = connect();
-    log_in(*admin, "secret");
-    write_all(*idler, frame_of("\x65"));
+    Line& idler = connect();
+    Line& admin = connect();
+    log_in(admin, "secret");
+    idler.bring(frame_of("\x65"));
     clock_.advance(Controller::kLoginPatience - std::chrono::milliseconds(1));
     settle();
-    EXPECT_FALSE(is_closed(*idler));
+    EXPECT_FALSE(idler.closed);
     clock_.advance(std::chrono::milliseconds(1));
     settle();
-    EXPECT_TRUE(is_closed(*idler));
-    EXPECT_FALSE(is_closed(*admin));
+    EXPECT_TRUE(idler.closed);
+    EXPECT_FALSE(admin.closed);
 }
 
 TEST_F(AdministratorTest, OneWhoVanishesWhileItsLoginWaitsLeavesNothingBehind) {
     const Output* const before = &current_output();
     for (int i = 0; i < 5; ++i) {
-        const auto guesser = connect();
-        log_in(*guesser, "wrong");
-        EXPECT_TRUE(is_closed(*guesser));
+        Line& guesser = connect();
+        log_in(guesser, "wrong");
+        EXPECT_TRUE(guesser.closed);
     }
-    auto peer = connect();
-    log_in(*peer, "secret");
-    peer.reset();
+    Line& peer = connect();
+    log_in(peer, "secret");
+    peer.end();
     settle();
     clock_.advance(std::chrono::seconds(1));
     settle();

@@ -34,8 +34,8 @@ TEST_F(HousekeepingTaskTest, TheDirectoryIsSavedAndSweptAtOnceAndEvery721Cycles)
 }
 
 TEST_F(HousekeepingTaskTest, EveryConnectionGetsTheStatusEvery13Cycles) {
-    auto [here, there] = make_pair();
-    pool_.add(std::make_unique<ClientConnection>(std::move(here), pool_, service_));
+    auto [socket, peer] = net_.arrival(0);
+    pool_.add(std::make_unique<ClientConnection>(std::move(socket), pool_, service_));
     settle();
 
     files_.publish(test::files(0, 3, [](std::uint32_t) { return "song"; }), ClientId(5), 4662);
@@ -44,7 +44,7 @@ TEST_F(HousekeepingTaskTest, EveryConnectionGetsTheStatusEvery13Cycles) {
     for (int cycle = 1; cycle <= 2 * 13; ++cycle) {
         task_.cycle();
         settle();
-        EXPECT_EQ(read_all(*there), cycle % 13 == 0 ? status : Bytes()) << cycle;
+        EXPECT_EQ(peer->take(), cycle % 13 == 0 ? status : Bytes()) << cycle;
     }
     pool_.delete_all();
 }

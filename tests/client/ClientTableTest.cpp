@@ -12,7 +12,7 @@ protected:
 
     // A connection that is in the table but has never been served.
     std::unique_ptr<ClientConnection> connect() {
-        return std::make_unique<ClientConnection>(std::move(make_pair()[0]), pool_, service_);
+        return std::make_unique<ClientConnection>(nullptr, pool_, service_);
     }
 };
 
@@ -51,7 +51,7 @@ TEST_F(ClientTableTest, AWalkMeetsOnceAndInOrderWhoeverStaysWhileOthersLeave) {
     std::vector<std::unique_ptr<ClientConnection>> clients;
     std::vector<std::unique_ptr<ClientConnection>> leaving;
     for (int i = 0; i < 5000; ++i) {
-        auto client = std::make_unique<ClientConnection>(nullptr, pool_, service_);
+        auto client = connect();
         if (i % 2 == 0) staying.push_back(client->arrival());
         (i % 2 == 0 ? clients : leaving).push_back(std::move(client));
     }

@@ -1,3 +1,4 @@
+#include <array>
 #include <malloc.h>
 #include <thread>
 
@@ -17,14 +18,14 @@ TEST_F(ConnectionTest, EveryWayToReplyKeepsTheOrderAndAnAbandonedReplyWasNeverTh
         all.insert(all.end(), one.begin(), one.end());
         if (kind != 'A') expected.insert(expected.end(), one.begin(), one.end());
     }
-    write_all(*peer_, all);
+    peer_->bring(all);
     settle();
-    EXPECT_EQ(read_all(*peer_), expected);
+    EXPECT_EQ(peer_->take(), expected);
 }
 
 TEST_F(ConnectionTest, WhatADeadlineRaisesEndsNeitherTheTaskNorItsWorker) {
     for (const char* payload : {"R", "after"}) {
-        write_all(*peer_, frame_of(payload));
+        peer_->bring(frame_of(payload));
         settle();
     }
     EXPECT_EQ(all_.handled, 2);
@@ -34,42 +35,42 @@ TEST_F(ConnectionTest, WhoAsksForLittleWaitsForOneOfThoseWhoAskForMuch) {
     constexpr int kMany = 40;
     const std::vector<Bytes> much(kMany, frame_of(std::string(1000, 'e')));
     all_.slowed = &clock_;
-    std::vector<std::unique_ptr<kx_tcpip_socket>> peers;
-    for (int i = 0; i < 3; ++i)
-        peers.push_back(connect());
-    for (const auto& peer : peers)
-        write_all(*peer, in_a_row(much));
+    Line& modest = *peer_;
+    const std::array peers{&connect(), &connect(), &connect()};
+    for (Line* peer : peers)
+        peer->bring(in_a_row(much));
     share_.run_once(std::chrono::nanoseconds(0));
     const int first_turns = all_.handled;
     EXPECT_GT(first_turns, 0);
     EXPECT_LT(first_turns, 3 * kMany);
 
     const Bytes little = frame_of("little");
-    write_all(*peer_, little);
+    modest.bring(little);
     share_.run_once(std::chrono::nanoseconds(0));
-    EXPECT_EQ(read_all(*peer_), little);
+    EXPECT_EQ(modest.take(), little);
     EXPECT_EQ(all_.handled, first_turns + first_turns / 3 + 1);
     settle();
-    for (const auto& peer : peers)
-        EXPECT_EQ(read_all(*peer), in_a_row(much));
+    for (Line* peer : peers)
+        EXPECT_EQ(peer->take(), in_a_row(much));
 }
 
 TEST_F(ConnectionTest, ALongFarewellKeepsNeitherThePeerNorTheNeighboursWaiting) {
     EchoConnection& leaving = *connection_;
-    const auto neighbour = connect();
+    Line& peer = *peer_;
+    Line& neighbour = connect();
     leaving.turns_to_leave = 10;
-    write_all(*peer_, frame_of("X"));
+    peer.bring(frame_of("X"));
     std::thread([&] { leaving.post(); }).join();
     share_.run_once(std::chrono::nanoseconds(0));
-    EXPECT_TRUE(is_closed(*peer_));
+    EXPECT_TRUE(peer.closed);
     EXPECT_EQ(all_.alive, 2);
 
     leaving.post();  // what others still leave for it is of no use, and does no harm
     leaving.close();
     const Bytes asked = frame_of("neighbour");
-    write_all(*neighbour, asked);
+    neighbour.bring(asked);
     share_.run_once(std::chrono::nanoseconds(0));
-    EXPECT_EQ(read_all(*neighbour), asked);
+    EXPECT_EQ(neighbour.take(), asked);
     EXPECT_EQ(all_.alive, 2);
     settle();
     EXPECT_EQ(all_.alive, 1);

@@ -73,25 +73,26 @@ private:
 
 class EchoFixture : public PoolFixture {
 protected:
-    void SetUp() override { peer_ = connect(); }
+    void SetUp() override { connect(); }
     void TearDown() override {
         pool_.delete_all();
         EXPECT_EQ(all_.alive, 0);
     }
 
-    // The peer's end of a further connection.
-    std::unique_ptr<kx_tcpip_socket> connect() {
-        auto ends = make_pair();
-        auto made = std::make_unique<EchoConnection>(std::move(ends[1]), pool_, all_);
+    // A further connection: the latest from now on.
+    Line& connect() {
+        auto [socket, line] = net_.arrival(0);
+        auto made = std::make_unique<EchoConnection>(std::move(socket), pool_, all_);
         connection_ = made.get();
+        peer_ = line;
         pool_.add(std::move(made));
         settle();
-        return std::move(ends[0]);
+        return *line;
     }
 
     EchoConnection::Shared all_;
     EchoConnection* connection_ = nullptr;  // the latest
-    std::unique_ptr<kx_tcpip_socket> peer_;
+    Line* peer_ = nullptr;
 };
 
 }  // namespace vorrim

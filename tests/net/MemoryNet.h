@@ -38,13 +38,37 @@ using Bytes = std::vector<std::byte>;
     return bytes;
 }
 
-// One end's state; the network keeps it as long as it lives.
+// What the peer at the other end does, and what it has been told; the network keeps it as long as
+// it lives.
 struct Line {
+    void bring(std::span<const std::byte> bytes) {
+        arrived.insert(arrived.end(), bytes.begin(), bytes.end());
+        readiness |= kReadable;
+    }
+    void end() {
+        ended = true;
+        readiness |= kReadable | kPeerEnded;
+    }
+    void fail() {
+        ended = true;
+        readiness |= kReadable | kException;
+    }
+    void listen(std::size_t bytes) {
+        room = bytes;
+        readiness |= kWritable;
+    }
+    // What has been written since the last call.
+    Bytes take() {
+        readiness |= kWritable;
+        return std::exchange(written, {});
+    }
+
     Bytes arrived{};  // a stream's bytes, or one datagram
     std::size_t taken = 0;
+    Bytes written{};
+    std::size_t room = SIZE_MAX;  // for what is written and not taken
     std::uint32_t address = 0;    // of the peer
     bool ended = false;           // the peer sends no more
-    bool deaf = false;            // the peer does not read
     bool stands = true;           // how a connect ends
     std::uint32_t readiness = 0;  // not yet reported
     std::uint32_t interest = 0;   // 0: not watched
@@ -65,34 +89,14 @@ public:
     enum class Reach : std::uint8_t { refused_at_once, hangs, refused, stands };
     Reach reach = Reach::stands;
 
-    // The socket of a peer that has connected; its number.
-    std::pair<std::unique_ptr<kx_net_socket>, std::size_t> arrival(std::uint32_t address) {
-        lines_.push_back(std::make_unique<Line>());
-        lines_.back()->address = address;
-        return {std::make_unique<Socket>(*lines_.back(), newest()), newest()};
+    // The socket of a peer that has connected, and its line.
+    std::pair<std::unique_ptr<kx_net_socket>, Line*> arrival(std::uint32_t address) {
+        Line* const line = lines_.emplace_back(std::make_unique<Line>()).get();
+        line->address = address;
+        return {std::make_unique<Socket>(*line, lines_.size() - 1), line};
     }
-    // The line of the latest socket of any kind.
-    [[nodiscard]] std::size_t newest() const noexcept { return lines_.size() - 1; }
-    [[nodiscard]] Line& line(std::size_t number) { return *lines_[number]; }
-
-    // Something becomes ready; reported by the next wait.
-    void bring(std::size_t number, std::span<const std::byte> bytes) {
-        Line& to = line(number);
-        to.arrived.insert(to.arrived.end(), bytes.begin(), bytes.end());
-        to.readiness |= kReadable;
-    }
-    void end(std::size_t number) {
-        line(number).ended = true;
-        line(number).readiness |= kReadable | kPeerEnded;
-    }
-    void fail(std::size_t number) {
-        line(number).ended = true;
-        line(number).readiness |= kReadable | kException;
-    }
-    void listen_again(std::size_t number) {
-        line(number).deaf = false;
-        line(number).readiness |= kWritable;
-    }
+    // Of the latest socket of any kind.
+    [[nodiscard]] Line& newest() { return *lines_.back(); }
 
     // The datagrams sent over connected sockets since the last call, in order.
     Datagrams take() {
@@ -112,10 +116,10 @@ public:
         if (reach == Reach::refused_at_once) return nullptr;
         if (type == SocketType::datagram)
             return std::make_unique<Sender>(*this, dynamic_cast<const kx_ip_address&>(to));
-        auto [socket, number] = arrival(0);
+        auto [socket, line] = arrival(0);
         if (reach != Reach::hangs) {
-            line(number).stands = reach == Reach::stands;
-            line(number).readiness = kWritable;
+            line->stands = reach == Reach::stands;
+            line->readiness = kWritable;
         }
         return std::move(socket);
     }
@@ -161,15 +165,22 @@ private:
             line_.taken += some;
             return static_cast<std::int32_t>(some);
         }
-        std::int32_t write(const void*, std::uint32_t count) override {
+        std::int32_t write(const void* bytes, std::uint32_t count) override {
             if (line_.closed) return -1;
-            return line_.deaf ? 0 : static_cast<std::int32_t>(count);
+            const std::size_t free = line_.room - std::min(line_.room, line_.written.size());
+            const std::size_t some = std::min<std::size_t>(count, free);
+            const auto* const begin = static_cast<const std::byte*>(bytes);
+            line_.written.insert(line_.written.end(), begin, begin + some);
+            return static_cast<std::int32_t>(some);
         }
         std::int32_t write_gathered(std::span<const iovec> pieces) override {
-            std::size_t all = 0;
-            for (const iovec& piece : pieces)
-                all += piece.iov_len;
-            return write(nullptr, static_cast<std::uint32_t>(all));
+            std::int32_t all = 0;
+            for (const iovec& piece : pieces) {
+                const auto some = write(piece.iov_base, static_cast<std::uint32_t>(piece.iov_len));
+                if (some < 0) return some;
+                all += some;
+            }
+            return all;
         }
         std::size_t receive_batch(std::span<DatagramSlot> slots) override {
             if (slots.empty() || line_.arrived.empty()) return 0;
@@ -201,17 +212,13 @@ private:
         explicit Set(MemoryNet& net) : net_(net) {}
 
         bool add(int handle, std::uint32_t flags, Task& task) override {
-            Line& watched = net_.line(static_cast<std::size_t>(handle));
+            Line& watched = line(handle);
             watched.task = &task;
             watched.interest = flags | kException | kPeerEnded;
             return true;
         }
-        void want_writable(int handle, Task&) override {
-            net_.line(static_cast<std::size_t>(handle)).interest |= kWritable;
-        }
-        void remove(int handle) override {
-            net_.line(static_cast<std::size_t>(handle)).interest = 0;
-        }
+        void want_writable(int handle, Task&) override { line(handle).interest |= kWritable; }
+        void remove(int handle) override { line(handle).interest = 0; }
         std::span<const ReadyTask> wait(std::optional<std::chrono::nanoseconds>) override {
             ready_.clear();
             for (const auto& line : net_.lines_) {
@@ -225,6 +232,8 @@ private:
         void wake() noexcept override {}
 
     private:
+        Line& line(int handle) { return *net_.lines_[static_cast<std::size_t>(handle)]; }
+
         MemoryNet& net_;
         std::vector<ReadyTask> ready_;
     };

@@ -23,7 +23,7 @@ private:
     std::function<void()> work_;
 };
 
-using ReachabilityTestTest = PoolOver<MemoryNet>;
+using ReachabilityTestTest = PoolFixture;
 
 TEST_F(ReachabilityTestTest, OnlySoManyAreUnderWayAndTheOthersWaitTheirTurn) {
     limits_.reachability.set_limits(2, 1);
