@@ -63,8 +63,9 @@ struct ModelNode {
 
 private:
     [[nodiscard]] bool is_in(const std::string& value) const {
-        const auto fold = [](char c) { return folded(c); };
-        return text.empty() || !std::ranges::search(value, text, {}, fold).empty();
+        const auto alike = [](char here, char wanted) { return folded(here) == wanted; };
+        return text.empty() || std::search(value.begin(), value.end(), text.begin(), text.end(),
+                                           alike) != value.end();
     }
     bool compare(std::int32_t value, Lines& lines) const {
         const bool results[] = {value == number, value > number,  value < number,

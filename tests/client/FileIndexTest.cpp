@@ -31,7 +31,7 @@ TEST(FileIndex, AScanFindsTheSameWhateverMisleadsItAndWhereverItPauses) {
         std::uint32_t buckets;
         std::function<bool(std::uint32_t)> matches;
     };
-    for (const auto& [tuning, buckets, matches] : {
+    for (const Scan& scan : {
              Scan{{.segment_rows = kSegment, .step = 2000}, 7, beside_the_sample},
              Scan{
                  {.segment_rows = kSegment, .rows_to_judge = 8, .step = 30}, 1, first_of_a_segment},
@@ -39,16 +39,16 @@ TEST(FileIndex, AScanFindsTheSameWhateverMisleadsItAndWhereverItPauses) {
                   1,
                   first_of_a_segment},
          }) {
-        SCOPED_TRACE(tuning.step);
-        FileIndex index(tuning);
-        index.init(static_cast<std::int32_t>(buckets));
+        SCOPED_TRACE(scan.tuning.step);
+        FileIndex index(scan.tuning);
+        index.init(static_cast<std::int32_t>(scan.buckets));
         index.publish(files(0, 8 * kSegment,
-                            [&](std::uint32_t i) { return matches(i) ? "wanted" : "other"; }),
+                            [&](std::uint32_t i) { return scan.matches(i) ? "wanted" : "other"; }),
                       kHigh, kPort);
         std::vector<std::uint32_t> expected;
-        for (std::uint32_t bucket = 0; bucket < buckets; ++bucket)
-            for (std::uint32_t i = bucket; i < 8 * kSegment; i += buckets)
-                if (matches(i)) expected.push_back(i);
+        for (std::uint32_t bucket = 0; bucket < scan.buckets; ++bucket)
+            for (std::uint32_t i = bucket; i < 8 * kSegment; i += scan.buckets)
+                if (scan.matches(i)) expected.push_back(i);
         for (const std::int32_t limit : {1000, 100000})
             EXPECT_EQ(found(index, word("wanted"), kHigh, limit), expected);
     }

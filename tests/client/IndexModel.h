@@ -138,8 +138,10 @@ public:
 
 private:
     [[nodiscard]] std::uint32_t bucket_of(const wire::Hash& hash) const {
-        const auto& h = hash.bytes;
-        return (h[0] | h[1] << 8U | h[2] << 16U | std::uint32_t{h[3]} << 24U) % buckets_;
+        std::uint32_t first = 0;
+        for (std::size_t i = 4; i-- > 0;)
+            first = first << 8U | hash.bytes[i];
+        return first % buckets_;
     }
     [[nodiscard]] Entry* find(const wire::Hash& hash) const {
         const auto bucket = table_.find(bucket_of(hash));
