@@ -69,38 +69,36 @@ TEST(Limits, TheAdministrationDoorHoldsNoCrowd) {
 }
 
 TEST(Limits, WhoAsksTooFastIsServedMoreSlowlyAndClosedWhenItGoesOn) {
-    struct Kind {
-        const char* what;
-        Bytes request;
-    };
-    const std::vector<Kind> kinds{{"logins", login(client_record(hash_of(1), "person"))},
-                                  {"offers", offer({})},
-                                  {"searches", search_files(words("nothing"))},
-                                  {"searches", search_users(words("nobody"))},
-                                  {"searches", more_results()},
-                                  {"texts", hex("1E").text("hello")},
-                                  {"texts", hex("1F 09 00")},
-                                  {"call-backs", callback(0x00FFFF00)}};
+    const std::vector<std::pair<std::string, Bytes>> kinds{
+        {"logins", login(client_record(hash_of(1), "person"))},
+        {"offers", offer({})},
+        {"searches", search_files(words("nothing"))},
+        {"searches", search_users(words("nobody"))},
+        {"searches", more_results()},
+        {"texts", hex("1E").text("hello")},
+        {"texts", hex("1F 09 00")},
+        {"call-backs", callback(0x00FFFF00)}};
     ServerProcess server(
         limited("floodSeconds=1\nloginRate=600\nofferRate=600\nsearchRate=600\ntextRate=600\n"
                 "callbackRate=600"));
     std::vector<WireClient> clients;
     // A minute's worth and some more: all of it is done, the rest a little later.
-    for (const Kind& kind : kinds) {
+    for (const auto& [what, request] : kinds) {
         const WireClient& client = clients.emplace_back(server);
         for (int i = 0; i < 602; ++i)
-            client.send(kind.request);
+            client.send(request);
         client.send(find_user(kNobody));
     }
     std::vector<std::string> said{"connections closed for going on too fast: " +
                                   std::to_string(kinds.size())};
     for (std::size_t i = 0; i < kinds.size(); ++i) {
-        SCOPED_TRACE(kinds[i].what);
+        const auto& [what, request] = kinds[i];
+        SCOPED_TRACE(what);
         while (clients[i].receive() != hex("3F 00")) {
         }
         for (int k = 0; k < 100; ++k)
-            static_cast<void>(clients[i].send_some(packet(kinds[i].request)));
-        said.push_back(kinds[i].what + std::string(" slowed down: "));
+            static_cast<void>(clients[i].send_some(packet(request)));
+        said.push_back(what + " slowed down: ");
     }
     for (const WireClient& client : clients) {
         while (client.receive_or_end()) {
@@ -144,8 +142,8 @@ TEST(Limits, RecordsThatAreTooLargeAreRefusedAsAWhole) {
     const Record long_value = with(4, {text_tag("a", thirty + 'v')});
     Record large = with(5, {});
     large.tags = {text_tag(kName, thirty), text_tag("b", thirty), text_tag("c", thirty)};
-    ASSERT_GT(encode(large).size(), 100U);
-    ASSERT_LE(encode(good).size(), 100U);
+    ASSERT_GT(large.encode().size(), 100U);
+    ASSERT_LE(good.encode().size(), 100U);
     const WireClient client = WireClient::high(server);
     client.publish({too_many, good, long_name, long_value, large});
     EXPECT_EQ(server.status().files, 1U);

@@ -70,16 +70,16 @@ TEST(Login, OfTheFreedNumbersOnlyTheLatestIsGivenAgain) {
 TEST(Login, AnUnreadableRecordIsReportedAndClosesBeforeAnyIdentifierIsGiven) {
     const ServerProcess server("verbose=true");
     server.wait_for_prompt();
-    const Bytes fixed = encode(Hash{}).u32(0).u16(0);
+    const Bytes fixed = Hash{}.encode().u32(0).u16(0);
     for (const Bytes& record : {
-             Bytes(fixed).u32(2).add(encode(int_tag(kVersion, 60))),  // two announced, one there
-             Bytes(fixed).u32(1).u8(0).text("x").u32(1),              // type 0
-             Bytes(fixed).u32(1).u8(4).text("x").u32(1),              // type 4
-             Bytes(fixed).u32(1).u8(1).text("x").fill(15, 0),         // a hash of 15 bytes
-             Bytes(fixed).u32(1).u8(3).text("x").u16(1),              // a number of two bytes
+             Bytes(fixed).u32(2).add(int_tag(kVersion, 60).encode()),  // two announced, one there
+             Bytes(fixed).u32(1).u8(0).text("x").u32(1),               // type 0
+             Bytes(fixed).u32(1).u8(4).text("x").u32(1),               // type 4
+             Bytes(fixed).u32(1).u8(1).text("x").fill(15, 0),          // a hash of 15 bytes
+             Bytes(fixed).u32(1).u8(3).text("x").u16(1),               // a number of two bytes
              Bytes(fixed).u32(1).u8(2).text("x").u16(0xFFFF).fill(0xFFFF, 'a'),  // no valid length
              Bytes(fixed).u32(1).u8(2).u16(0xFFFF).fill(0xFFFF, 'a').text("v"),  // nor for a name
-             Bytes(fixed).u32(0x7FFFFFFF).add(encode(int_tag(kVersion, 60))),
+             Bytes(fixed).u32(0x7FFFFFFF).add(int_tag(kVersion, 60).encode()),
          }) {
         const WireClient client(server);
         client.send(hex("01").add(record));
@@ -109,7 +109,7 @@ TEST(Login, TheRecordKeepsItsTagsAndNotItsIdentifier) {
 
     // A tag count below zero means none.
     const WireClient bare(server);
-    bare.send(hex("01").add(encode(hash_of(5))).u32(0).u16(kClosedPort).u32(0x80000000));
+    bare.send(hex("01").add(hash_of(5).encode()).u32(0).u16(kClosedPort).u32(0x80000000));
     EXPECT_EQ(bare.receive(), hex("40 02 00 00 00"));
     EXPECT_EQ(client.users(anything()).back(), (Record{hash_of(5), 2, kClosedPort, {}}));
 }
@@ -141,7 +141,7 @@ TEST(Login, OfEqualHashesTheFirstToConnectIsFound) {
         return Reader(asker.ask(find_user(hash)).from(2)).record().text(kName);
     };
     WireClient early(server);
-    EXPECT_EQ(early.ask(find_user(Hash{})), hex("3F 01").add(encode(Record{})));  // a stranger's
+    EXPECT_EQ(early.ask(find_user(Hash{})), hex("3F 01").add(Record{}.encode()));  // a stranger's
     WireClient late(server);
     late.login(client_record(hash_of(1), "late"));
     EXPECT_EQ(found(late, hash_of(1)), "late");

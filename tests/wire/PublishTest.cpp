@@ -115,7 +115,7 @@ TEST(Publish, AnUnreadableListIsReportedAndClosesAndNothingOfItIsPublished) {
              Bytes().u32(7).add(two),                                    // too few records
              Bytes().u32(0x7FFFFFFF).add(two),                           // far too few
              Bytes().u32(2).add(good).add(good.first(good.size() - 1)),  // a byte is missing
-             Bytes().u32(2).add(good).add(encode(hash_of(9))).u32(0).u16(0).u32(1).u8(9).text("x"),
+             Bytes().u32(2).add(good).add(hash_of(9).encode()).u32(0).u16(0).u32(1).u8(9).text("x"),
          }) {
         const WireClient client = WireClient::low(server);
         client.send(hex("15").add(list));
@@ -172,10 +172,7 @@ TEST(Filters, RefuseWhatMatches) {
     const Record large = file(hash_of(1), "Film.avi", 651);
     const Record small = file(hash_of(2), "Song.mp3", 650);
     const Record bare{hash_of(3), 0, 0, {int_tag(kSize, 0x80000000)}};
-    struct Row {
-        const char* filters;
-        Names kept;
-    };
+    using Row = std::pair<const char*, Names>;
     for (const auto& [filters, kept] : {
              Row{"filter[0]=(#SIZE > 650)", {"Song.mp3", ""}},  // signed
              Row{"filter[0]=song", {"Film.avi", ""}},

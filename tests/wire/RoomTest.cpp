@@ -20,7 +20,7 @@ Bytes said(const WireClient& sender, std::string_view text) {
 }
 
 Bytes joined(const Record& who) {
-    return Bytes().u8(0x3B).add(encode(who));
+    return Bytes().u8(0x3B).add(who.encode());
 }
 
 Bytes left(std::uint32_t id) {

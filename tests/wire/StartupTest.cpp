@@ -18,19 +18,12 @@ std::string current_folder(const ServerProcess& server) {
     return "currentDir=" + server.folder()->path().string() + '\n';
 }
 
-// Runs `body` on a thread that has a loopback network to itself, where every port is free.
-// False, with nothing run, when the system does not grant one.
-bool in_private_network(const std::function<void()>& body) {
-    const auto run = [&] {
-        if (::unshare(CLONE_NEWNET) != 0) return false;
-        ifreq loopback{.ifr_ifrn = {"lo"}, .ifr_ifru = {}};
-        loopback.ifr_flags = IFF_UP;
-        if (::ioctl(Socket::open(SOCK_DGRAM).descriptor(), SIOCSIFFLAGS, &loopback) != 0)
-            return false;
-        body();
-        return true;
-    };
-    return std::async(std::launch::async, run).get();
+// Whether this thread has a loopback network to itself now, where every port is free.
+bool enter_private_network() {
+    if (::unshare(CLONE_NEWNET) != 0) return false;
+    ifreq loopback{.ifr_ifrn = {"lo"}, .ifr_ifru = {}};
+    loopback.ifr_flags = IFF_UP;
+    return ::ioctl(Socket::open(SOCK_DGRAM).descriptor(), SIOCSIFFLAGS, &loopback) == 0;
 }
 
 TEST(Startup, SaysWhereItIsWhatItIsAndWhoItIsAndNoMore) {
@@ -47,7 +40,8 @@ TEST(Startup, SaysWhereItIsWhatItIsAndWhoItIsAndNoMore) {
 }
 
 TEST(Startup, WithoutSettingsItUsesTheDefaults) {
-    const bool isolated = in_private_network([] {
+    const auto test = [] {
+        if (!enter_private_network()) return false;
         ServerProcess server(ServerProcess::Setup{
             .with_ini = false, .ports = std::make_shared<PortBlock>(std::uint16_t{4661})});
         server.wait_for_prompt();
@@ -73,8 +67,10 @@ TEST(Startup, WithoutSettingsItUsesTheDefaults) {
         administrator.connect(kLocalhost, server.ports().admin());
         EXPECT_EQ(server.status().users, 1U);  // an administrator is no client
         EXPECT_EQ(server.stop(SIGTERM), 1);
-    });
-    if (!isolated) GTEST_SKIP() << "no private network, so the default ports may be in use";
+        return true;
+    };
+    if (!std::async(std::launch::async, test).get())
+        GTEST_SKIP() << "no private network, so the default ports may be in use";
 }
 
 TEST(Startup, TheLogHoldsWhatTheConsoleShowsAndKeepsEarlierRuns) {
@@ -184,20 +180,16 @@ TEST(Settings, ALineMayBeVeryLongAndClientsReceiveWhatATextCanHold) {
                      kLocalhost.value(),
                      server.ports().client(),
                      {text_tag(kName, longest), text_tag(kDescription, "d")}};
-    EXPECT_EQ(client.receive(), hex("41").add(encode(own)));
+    EXPECT_EQ(client.receive(), hex("41").add(own.encode()));
 }
 
 TEST(MaxClients, OneMoreIsClosedAtOnceUntilAPlaceIsFree) {
-    struct Row {
-        const char* settings;
-        std::size_t places;
-    };
     for (const auto& [settings, places] :
-         {Row{"maxClients=0", 0}, Row{"maxClients=5", 5}, Row{"", 600}}) {
+         {std::pair("maxClients=0", 0U), std::pair("maxClients=5", 5U), std::pair("", 600U)}) {
         SCOPED_TRACE(settings);
         const ServerProcess server(settings);
         std::vector<WireClient> clients;
-        for (std::size_t i = 0; i < places; ++i) {
+        for (unsigned i = 0; i < places; ++i) {
             clients.emplace_back(server);  // none of them logs in
             clients.back().expect_nothing();
         }
@@ -207,7 +199,7 @@ TEST(MaxClients, OneMoreIsClosedAtOnceUntilAPlaceIsFree) {
         if (places == 0) continue;
         clients.front().expect_nothing();
         clients.pop_back();
-        server.wait_for_users(static_cast<std::uint32_t>(places - 1));
+        server.wait_for_users(places - 1);
         const WireClient next = WireClient::low(server);
         EXPECT_EQ(next.id(), 1U);
         WireClient(server).expect_closed();
@@ -216,17 +208,6 @@ TEST(MaxClients, OneMoreIsClosedAtOnceUntilAPlaceIsFree) {
 
 Names welcomes(const ServerProcess& server) {
     return WireClient(server).login(client_record(hash_of(1), "a")).texts;
-}
-
-// The settings of a server on these ports.
-std::string settings(const ServerProcess& server, const std::string& rows) {
-    return "[server]\nlogFile=true\nport=" + std::to_string(server.ports().client()) +
-           "\nmaxClients=0\n" + rows;
-}
-
-void wait_for_log(const ServerProcess& server, const std::string& text) {
-    wait_until("the log ends with " + text,
-               [&] { return server.folder()->read("log").ends_with(text); });
 }
 
 TEST(Signals, AHangUpOpensTheLogsAndReadsWelcomesAndFiltersAgain) {
@@ -243,11 +224,13 @@ TEST(Signals, AHangUpOpensTheLogsAndReadsWelcomesAndFiltersAgain) {
     for (const char* log : {"log", "vorrim.log"})
         std::filesystem::rename(folder.path() / log, folder.path() / (std::string(log) + ".1"));
     folder.write("vorrim.ini",
-                 settings(server, "welcome[0]=new\nwelcome[1]=er\nfilter[0]=()\nfilter[1]=eggs"));
+                 "[server]\nlogFile=true\nmaxClients=0\nwelcome[0]=new\n"
+                 "welcome[1]=er\nfilter[0]=()\nfilter[1]=eggs");
     server.signal(SIGHUP);
-    wait_for_log(server,
-                 "Log files opened again\nBad filter: ()\n"
-                 "Settings read again: 3 welcome lines, 1 filters\n");
+    const std::string said =
+        "Log files opened again\nBad filter: ()\n"
+        "Settings read again: 3 welcome lines, 1 filters\n";
+    wait_until("the new log has it", [&] { return folder.read("log").ends_with(said); });
     EXPECT_EQ(folder.read("log").find("Welcome"), std::string::npos);
     EXPECT_TRUE(folder.has("vorrim.log"));
     EXPECT_EQ(welcomes(server), (Names{"server version 16.36", "new", "er"}));

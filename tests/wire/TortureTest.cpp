@@ -130,8 +130,8 @@ Bytes some_length(Attacker& self) {
 
 Bytes some_count(Attacker& self) {
     const std::uint32_t count = self.one_of(kBoundaries);
-    const Bytes start = encode(hash_of(1)).u32(0).u16(0);
-    const std::array payloads{hex("01").add(start).u32(count).add(encode(int_tag(kSize, 1))),
+    const Bytes start = hash_of(1).encode().u32(0).u16(0);
+    const std::array payloads{hex("01").add(start).u32(count).add(int_tag(kSize, 1).encode()),
                               hex("15").u32(count).add(start).u32(0),
                               hex("15").u32(1).add(start).u32(count),
                               hex("16 01").u16(count),

@@ -73,11 +73,9 @@ public:
     // The same, each read as one result record.
     [[nodiscard]] std::vector<Record> results(const Bytes& request) const {
         std::vector<Record> records;
-        for (const Bytes& answer : all_answers(request)) {
-            Reader reader(answer.from(1), 0x99);
-            records.push_back(reader.record());
-            reader.expect_end();
-        }
+        for (const Bytes& answer : all_answers(request))
+            records.push_back(
+                read_whole(answer.from(1), 0x99, [](Reader& reader) { return reader.record(); }));
         return records;
     }
     // Throws WireFailure when an answer to an earlier datagram comes.

@@ -88,30 +88,34 @@ struct Results {
 };
 
 // Whole payloads, opcode included.
-[[nodiscard]] inline Results read_results(const Bytes& payload) {
-    Reader reader(payload, 0x33);
-    Results results{reader.records()};
-    const std::uint32_t more = reader.u8();
-    if (more > 1) throw WireFailure("more is neither 0 nor 1");
-    results.more = more == 1;
+template <class Read>
+[[nodiscard]] auto read_whole(const Bytes& payload, std::uint32_t opcode, Read read) {
+    Reader reader(payload, opcode);
+    auto value = read(reader);
     reader.expect_end();
-    return results;
+    return value;
+}
+[[nodiscard]] inline Results read_results(const Bytes& payload) {
+    return read_whole(payload, 0x33, [](Reader& reader) {
+        Results results{reader.records()};
+        const std::uint32_t more = reader.u8();
+        if (more > 1) throw WireFailure("more is neither 0 nor 1");
+        results.more = more == 1;
+        return results;
+    });
 }
 [[nodiscard]] inline std::vector<Record> read_users(const Bytes& payload) {
-    Reader reader(payload, 0x43);
-    std::vector<Record> records = reader.records();
-    reader.expect_end();
-    return records;
+    return read_whole(payload, 0x43, [](Reader& reader) { return reader.records(); });
 }
 [[nodiscard]] inline std::vector<Source> read_sources(const Bytes& payload, const Hash& asked,
                                                       std::uint32_t opcode = 0x42) {
-    Reader reader(payload, opcode);
-    if (reader.hash() != asked) throw WireFailure("sources come for another hash");
-    std::vector<Source> sources;
-    for (std::uint32_t left = reader.u8(); left > 0; --left)
-        sources.push_back({reader.u32(), static_cast<std::uint16_t>(reader.u16())});
-    reader.expect_end();
-    return sources;
+    return read_whole(payload, opcode, [&](Reader& reader) {
+        if (reader.hash() != asked) throw WireFailure("sources come for another hash");
+        std::vector<Source> sources;
+        for (std::uint32_t left = reader.u8(); left > 0; --left)
+            sources.push_back({reader.u32(), static_cast<std::uint16_t>(reader.u16())});
+        return sources;
+    });
 }
 
 // What most search tests compare: the names of the records, in order.

@@ -88,10 +88,6 @@ struct Record {
     [[nodiscard]] std::uint32_t number(std::string_view name) const { return tag(name).number; }
 };
 
-template <class Encodable>
-[[nodiscard]] Bytes encode(const Encodable& value) {
-    return value.encode();
-}
 [[nodiscard]] inline Bytes encode(const std::vector<Record>& records) {  // u32 count first
     Bytes bytes = Bytes().u32(static_cast<std::uint32_t>(records.size()));
     for (const Record& record : records)

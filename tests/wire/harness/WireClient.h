@@ -26,10 +26,7 @@ inline const Bytes kNobodyFound = hex("3F 00");  // the answer to a question for
 
 // The text of a message of the server: opcode 38.
 [[nodiscard]] inline std::string message_in(const Bytes& payload) {
-    Reader reader(payload, 0x38);
-    std::string text = reader.text();
-    reader.expect_end();
-    return text;
+    return read_whole(payload, 0x38, [](Reader& reader) { return reader.text(); });
 }
 
 class WireClient final {
