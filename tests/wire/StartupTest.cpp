@@ -138,7 +138,7 @@ TEST(Doors, ATakenPortIsReportedAndTheOthersServe) {
         const bool clients = type == SOCK_STREAM;
         const auto ports = std::make_shared<PortBlock>();
         const Socket holder = Socket::open(type);
-        holder.set(SOL_SOCKET, SO_REUSEADDR, clients);  // for what an earlier user left behind
+        holder.set(SOL_SOCKET, SO_REUSEADDR, int{clients});  // for what an earlier user left behind
         holder.bind(kAnyAddress, clients ? ports->client() : ports->udp());
         if (clients) holder.listen(1);
         using Ready = ServerProcess::Ready;

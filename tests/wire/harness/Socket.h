@@ -94,6 +94,7 @@ public:
     // Of setsockopt; refusals are passed over.
     template <class Value>
     void set(int level, int option, const Value& value) const {
+        static_assert(sizeof(Value) >= sizeof(int), "no option is shorter");
         ::setsockopt(descriptor_, level, option, &value, sizeof value);
     }
     // The local one.
