@@ -31,9 +31,10 @@ public:
             return;
         }
         if (!slot.later) slot.later = std::make_unique<Later>();
-        T* later = &item;
-        if (item.arrival() < slot.first->arrival()) std::swap(slot.first, later);
+        const bool is_first = item.arrival() < slot.first->arrival();
+        T* const later = is_first ? slot.first : &item;
         slot.later->emplace(later->arrival(), later);
+        if (is_first) slot.first = &item;
     }
 
     void erase(const Key& key, const T& item) {

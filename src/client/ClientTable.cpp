@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/Output.h"
+#include "base/Rollback.h"
 #include "base/file/primitives.h"
 #include "client/ClientConnection.h"
 #include "client/index/StepBudget.h"
@@ -56,35 +57,30 @@ void ClientTable::add(ClientConnection& client) {
     {
         const kx_write_guard hold(lock_);
         entry.arrival_ = ++arrivals_;
-        entry.before_ = last_;
-        if (last_ != nullptr) {
-            static_cast<TableEntry&>(*last_).after_ = &client;
-        } else {
-            first_ = &client;
-        }
-        last_ = &client;
+        roll_.append(client);
+        Rollback entered([this, &client] { forget(client); });
         by_id_.insert(entry.id_, client);
         by_hash_.insert(view_of(entry.record_).hash(), client);
+        entered.keep();
     }
     count_.fetch_add(1);
 }
 
 void ClientTable::remove(ClientConnection& client) {
-    TableEntry& entry = client;
+    const TableEntry& entry = client;
     {
         const kx_write_guard hold(lock_);
-        by_id_.erase(entry.id_, client);
-        by_hash_.erase(view_of(entry.record_).hash(), client);
-        ClientConnection*& from_before =
-            entry.before_ != nullptr ? static_cast<TableEntry&>(*entry.before_).after_ : first_;
-        ClientConnection*& from_after =
-            entry.after_ != nullptr ? static_cast<TableEntry&>(*entry.after_).before_ : last_;
-        from_before = entry.after_;
-        from_after = entry.before_;
-        bookmarks_.pass(client, entry.after_);
+        forget(client);
     }
     release_id(entry.id_);
     count_.fetch_sub(1);
+}
+
+void ClientTable::forget(const ClientConnection& client) {
+    const TableEntry& entry = client;
+    by_id_.erase(entry.id_, client);
+    by_hash_.erase(view_of(entry.record_).hash(), client);
+    roll_.remove(client);
 }
 
 void ClientTable::set_id(ClientConnection& client, ClientId id) {
@@ -124,6 +120,7 @@ void ClientTable::set_record(ClientConnection& client, FrozenRecord record) {
     const kx_write_guard hold(lock_);
     by_hash_.erase(view_of(entry.record_).hash(), client);
     entry.record_ = std::move(record);
+    roll_.set_look(client, TextLook(entry.record_));
     by_hash_.insert(view_of(entry.record_).hash(), client);
 }
 
@@ -179,29 +176,27 @@ bool ClientTable::with_hash(const FileHash& hash,
 
 void ClientTable::for_each(const std::function<void(ClientConnection&)>& use) const {
     constexpr int kStep = 1024;
-    std::optional<Bookmarks::Mark> place;
-    std::uint64_t last = 0;
+    std::optional<std::uint64_t> last;
+    std::uint64_t next = 0;
     for (bool more = true; more;) {
         const kx_read_guard hold(lock_);
-        if (!place) last = arrivals_;
-        ClientConnection* client = place ? place->next() : first_;
-        const auto to_visit = [&] { return client != nullptr && client->arrival() <= last; };
-        for (int left = kStep; left > 0 && to_visit(); --left) {
-            use(*client);
-            client = static_cast<TableEntry&>(*client).after_;
-        }
-        more = to_visit();
-        if (!more) continue;
-        if (place)
-            place->move(client);
-        else
-            place.emplace(bookmarks_, client);
+        if (!last) last = arrivals_;
+        more = false;
+        int left = kStep;
+        roll_.walk(next, [&](ClientConnection& client, TextLook) {
+            next = client.arrival();
+            if (next > *last) return false;
+            if (left-- == 0) return !(more = true);
+            use(client);
+            return true;
+        });
     }
 }
 
 bool ClientTable::match_clients(ClientMatches& matches,
                                 const std::function<void(RecordView)>& use) const {
     constexpr std::uint32_t kStep = 100'000;  // about a millisecond
+    constexpr std::uint32_t kPassedCost = 1;
     StepBudget budget(kStep);
     if (matches.cost_ == 0) {
         matches.cost_ = kRecordCost;
@@ -213,24 +208,26 @@ bool ClientTable::match_clients(ClientMatches& matches,
     }
     const HeldReports reports(matches.reports_);
     const kx_read_guard hold(lock_);
-    ClientConnection* client = matches.place_ ? matches.place_->next() : first_;
-    for (; client != nullptr && matches.found_ < matches.limit_;
-         client = static_cast<const TableEntry&>(*client).after_) {
+    bool done = true;
+    roll_.walk(matches.next_, [&](const ClientConnection& client, TextLook look) {
+        if (matches.found_ >= matches.limit_) return false;
         if (budget.spent()) {
-            if (matches.place_) {
-                matches.place_->move(client);
-            } else {
-                matches.place_ = std::make_unique<Bookmarks::Mark>(bookmarks_, client);
-            }
+            matches.next_ = client.arrival();
+            done = false;
             return false;
         }
+        if (!look.has_all_of(matches.asked_)) {
+            budget.charge(kPassedCost);
+            return true;
+        }
         budget.charge(matches.cost_);
-        const RecordView record = record_of(*client);
-        if (!matches.search_->matches(record)) continue;
+        const RecordView record = look.has_record() ? record_of(client) : RecordView(kEmptyRecord);
+        if (!matches.search_->matches(record)) return true;
         use(record);
         ++matches.found_;
-    }
-    return true;
+        return true;
+    });
+    return done;
 }
 
 void ClientTable::send_to_all(Packet packet) const {

@@ -21,6 +21,7 @@
 #include "base/kx_shared_section.h"
 #include "client/ArrivalMap.h"
 #include "client/ClientMatches.h"
+#include "client/ClientRoll.h"
 #include "meta/ClientId.h"
 #include "meta/FileHash.h"
 #include "meta/FrozenRecord.h"
@@ -45,8 +46,6 @@ private:
     friend class ClientTable;
 
     std::uint64_t arrival_ = 0;
-    ClientConnection* before_ = nullptr;
-    ClientConnection* after_ = nullptr;
     ClientId id_;
     FrozenRecord record_;  // empty until the first login
 };
@@ -62,6 +61,7 @@ public:
     // Connections in the table, logged in or not.
     [[nodiscard]] std::int32_t count() const noexcept { return count_.load(); }
 
+    // Without memory it raises bad_alloc, and nothing changes.
     void add(ClientConnection& client);
     // Takes the connection out and hands its identifier back.
     void remove(ClientConnection& client);
@@ -113,15 +113,14 @@ private:
     };
 
     void set_id(ClientConnection& client, ClientId id) REQUIRES(lock_);
+    void forget(const ClientConnection& client) REQUIRES(lock_);
     [[nodiscard]] std::optional<ClientId> next_low_id();
     void release_id(ClientId id);
     [[nodiscard]] static RecordView view_of(const FrozenRecord& record) noexcept;
 
     mutable kx_shared_section lock_{"the client table"};
-    ClientConnection* first_ GUARDED_BY(lock_) = nullptr;
-    ClientConnection* last_ GUARDED_BY(lock_) = nullptr;
+    ClientRoll roll_ GUARDED_BY(lock_);
     std::uint64_t arrivals_ GUARDED_BY(lock_) = 0;
-    mutable Bookmarks bookmarks_;
     ArrivalMap<ClientId, ClientConnection, IdHash> by_id_ GUARDED_BY(lock_);
     ArrivalMap<FileHash, ClientConnection, KeyedHash> by_hash_ GUARDED_BY(lock_);
 

@@ -15,24 +15,18 @@ CandidatePlan::CandidatePlan(const SearchNode& root) {
 
 CandidatePlan::Group CandidatePlan::group_of(const SearchNode& root, int depth) {
     Group group;
-    const auto need = [&group](std::string_view text) {
-        group.needed.add(text);
-        GramFilter::for_each_run(text, [&group](const GramFilter::Run& run) {
-            if (group.gram_count < kGrams) group.grams[group.gram_count++] = run;
-        });
-    };
-    prefix_walk(root, [&](const SearchNode& node) {
-        if (const auto* combine = node_as<SN_Operator>(&node)) {
-            const Sides sides = required_sides(combine->op());
-            if (sides != Sides::neither) return sides;
-            if (auto alternatives = alternatives_of(*combine, depth); !alternatives.empty())
+    walk_required(
+        root,
+        [&group](std::string_view text) {
+            group.needed.add(text);
+            GramFilter::for_each_run(text, [&group](const GramFilter::Run& run) {
+                if (group.gram_count < kGrams) group.grams[group.gram_count++] = run;
+            });
+        },
+        [&](const SN_Operator& combine) {
+            if (auto alternatives = alternatives_of(combine, depth); !alternatives.empty())
                 group.alternatives.push_back(std::move(alternatives));
-            return Sides::neither;
-        }
-        if (const auto* substring = node_as<SN_Substring>(&node)) need(substring->text());
-        if (const auto* compare = node_as<SN_StringTagCompare>(&node)) need(compare->text());
-        return Sides::neither;
-    });
+        });
     columns_ += std::min(kColumns, group.needed.count());
     return group;
 }

@@ -11,6 +11,8 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <numeric>
 #include <string_view>
 
 #include "meta/RecordView.h"
@@ -37,6 +39,10 @@ public:
         return bits;
     }
     [[nodiscard]] const Words& words() const noexcept { return words_; }
+    // The same in 64 bits, which pass for more often.
+    [[nodiscard]] std::uint64_t folded() const noexcept {
+        return std::accumulate(words_.begin(), words_.end(), std::uint64_t{0}, std::bit_or<>());
+    }
 
     // Calls visit(column) for each bit that is set, in ascending order.
     template <class Visit>

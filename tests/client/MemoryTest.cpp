@@ -1,4 +1,4 @@
-// Memory that runs out at any moment of a publication, and all through a departure.
+// Memory that runs out at any moment of an arrival or a publication, and all through a departure.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -9,6 +9,7 @@
 
 #include "client/KeywordFileIndex.h"
 #include "tests/client/Files.h"
+#include "tests/client/ServiceFixture.h"
 
 namespace {
 
@@ -142,6 +143,35 @@ TEST(KeywordFileIndex, LosesNothingWhenMemoryRunsOutAndGivesEverythingBackWithou
         ASSERT_EQ(index.keyword_total(), 0u);
         ASSERT_EQ(index.source_total(), 0);
     }
+}
+
+class ClientTableMemory : public ServiceFixture {};
+
+TEST_F(ClientTableMemory, NobodyIsHalfInTheTable) {
+    std::vector<std::unique_ptr<ClientConnection>> clients;
+    std::int64_t fails = 0;
+    while (clients.size() < 600) {
+        fail_after(fails, 1);
+        try {
+            clients.push_back(std::make_unique<ClientConnection>(nullptr, pool_, service_));
+        } catch (const std::bad_alloc&) {
+        }
+        fails = end_of_failures() ? fails + 1 : 0;
+    }
+    const auto expect_all = [&] {
+        std::vector<const ClientConnection*> met;
+        clients_.for_each([&met](ClientConnection& client) { met.push_back(&client); });
+        EXPECT_TRUE(
+            std::ranges::equal(met, clients, {}, {}, [](const auto& c) { return c.get(); }));
+        EXPECT_TRUE(clients_.with_id(ClientId(), [&](const ClientConnection& client) {
+            EXPECT_EQ(&client, clients.front().get());
+        }));
+    };
+    expect_all();
+    for (; clients.size() > 10; clients.erase(clients.begin()))
+        fail_after(0, 1000);
+    end_of_failures();
+    expect_all();
 }
 
 }  // namespace
