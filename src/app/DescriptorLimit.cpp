@@ -1,7 +1,11 @@
 #include "app/DescriptorLimit.h"
 
 #include <algorithm>
+#include <climits>
+#include <fcntl.h>
+#include <sys/eventfd.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace vorrim {
 
@@ -18,6 +22,15 @@ std::uint64_t raiseDescriptorLimit() noexcept {
     const rlim_t before = limit.rlim_cur;
     limit.rlim_cur = limit.rlim_max;
     return ::setrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : before;
+}
+
+void prepareDescriptors(std::uint64_t count) noexcept {
+    const int any = ::eventfd(0, EFD_CLOEXEC);
+    if (any < 0) return;
+    const std::uint64_t highest = std::min<std::uint64_t>(count, INT_MAX) - 1;
+    const int copy = ::fcntl(any, F_DUPFD_CLOEXEC, static_cast<int>(highest));
+    if (copy >= 0) ::close(copy);
+    ::close(any);
 }
 
 std::uint64_t descriptorsNeeded(std::int32_t clients, std::int32_t workers) noexcept {

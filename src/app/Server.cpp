@@ -78,6 +78,7 @@ void Server::start(const std::string& settings_file) {
             "them have to wait",
             static_cast<unsigned long long>(allowed), settings_.maxClients,
             static_cast<unsigned long long>(needed));
+    prepareDescriptors(std::min(allowed, needed));
 
     start_workers();
     directory_.start();
