@@ -194,7 +194,7 @@ void FileIndex::leave(std::span<Leaving> slice, ClientId client) noexcept {
 void FileIndex::foresee(std::span<Leaving> slice) const noexcept {
     const kx_read_guard guard(lock_);
     for (const Leaving& leaving : slice)
-        __builtin_prefetch(&table_.entry(leaving.handle), 1);
+        table_.prefetch_entry(leaving.handle);
     for (const Leaving& leaving : slice)
         table_.prefetch_contents(leaving.handle);
     for (Leaving& leaving : slice) {
@@ -205,9 +205,9 @@ void FileIndex::foresee(std::span<Leaving> slice) const noexcept {
 }
 
 void FileIndex::make_words(Leaving& leaving) const noexcept {
-    const RecordView record = table_.entry(leaving.handle).record.view();
-    leaving.digest = digest_of(hash_key_, record.hash());
-    leaving.words = words_of(record);
+    const FileEntry& entry = table_.entry(leaving.handle);
+    leaving.digest = digest_of(hash_key_, entry.hash);
+    leaving.words = words_of(entry.record.view());
 }
 
 template <class Prefetch>
@@ -242,13 +242,13 @@ void FileIndex::warm(std::span<const Leaving> slice) const noexcept {
     Lists lists;
     for (const Leaving& leaving : slice) {
         if (!leaving.last) continue;
-        table_.prefetch_bucket(table_.entry(leaving.handle).record.view().hash());
+        table_.prefetch_bucket(table_.entry(leaving.handle).hash);
         prefetch_heads(leaving.words);
     }
     for (const Leaving& leaving : slice) {
         if (!leaving.last) continue;
         const FileEntry& entry = table_.entry(leaving.handle);
-        lists.add({table_.bucket(entry.record.view().hash()), entry.row});
+        lists.add({table_.bucket(entry.hash), entry.row});
         add_lists(leaving.words, entry.row, lists);
     }
     lists.fetch([](const RowList& list, std::uint32_t row, int step) {
@@ -304,7 +304,7 @@ void FileIndex::find_sources(
         if (likely[i] != FileTable::kNone) table_.prefetch_entry(likely[i]);
     }
     for (std::size_t i = 0; i < hashes.size(); ++i) {
-        if (likely[i] != FileTable::kNone) table_.prefetch_contents(likely[i]);
+        if (likely[i] != FileTable::kNone) table_.prefetch_sources(likely[i]);
     }
     for (std::size_t i = 0; i < hashes.size(); ++i) {
         const std::uint32_t handle = table_.find(digests[i], hashes[i]);
@@ -396,7 +396,7 @@ void FileIndex::search_locked(SearchBatch& batch, MatchCollector& collector,
     search.resume_offset = 0;
     if (!collector.full()) return;
     const FileEntry& last = collector.last();
-    const std::uint32_t bucket = table_.bucket_of(last.record.view().hash());
+    const std::uint32_t bucket = table_.bucket_of(last.hash);
     search.resume_position = static_cast<std::int32_t>(bucket);
     search.resume_offset = static_cast<std::int32_t>(table_.bucket(bucket)->rank(last.row) + 1);
 }

@@ -1,5 +1,5 @@
 #pragma once
-// The entries of the index, 32 bytes each, named by a 32-bit handle that stays the same for the
+// The entries of the index, 48 bytes each, named by a 32-bit handle that stays the same for the
 // life of the entry.
 //
 //     handle   [chunk: 22 | place: 10]      chunk   1024 entries, allocated together
@@ -19,13 +19,20 @@
 namespace vorrim {
 
 // One distinct file. While it exists it has at least one source and its record, the first
-// publisher's, whose availability tag equals the number of sources.
+// publisher's, whose availability tag equals the number of sources. The hash is the record's: who
+// asks for the sources waits for no record.
 struct FileEntry {
-    FrozenRecord record;
+    FileHash hash;
     SourceList sources;
+    FrozenRecord record;
     std::uint32_t row = 0;
     std::uint32_t reachable = 0;  // sources with an identifier above the low range
 
+    // Fetches all of the entry.
+    void prefetch() const noexcept {
+        __builtin_prefetch(this, 1);
+        __builtin_prefetch(&reachable, 1);
+    }
     // Fetches the beginning of the record, once the entry itself is at hand.
     void prefetch_record() const noexcept {
         constexpr std::size_t kLine = 64;
@@ -36,7 +43,7 @@ struct FileEntry {
     }
 };
 
-static_assert(sizeof(FileEntry) == 32);
+static_assert(sizeof(FileEntry) == 48);
 
 class EntrySlab {
 public:

@@ -29,6 +29,7 @@ std::uint32_t FileTable::add_entry(Prepared& prepared, ClientId owner, std::uint
     const std::uint32_t handle = entries_.add();
     FileEntry& entry = entries_[handle];
     Rollback entry_made([&] { entries_.remove(handle); });
+    entry.hash = hash;
     entry.row = rows_.append(handle, prepared.signature, reachable, prepared.record.view());
     Rollback row_given([&] { rows_.remove(entry.row); });
     by_hash_.insert(prepared.digest, handle);
@@ -64,8 +65,7 @@ bool FileTable::remove_sources(std::uint32_t handle, ClientId owner, std::uint32
 
 void FileTable::remove_entry(std::uint32_t handle, std::uint32_t digest) noexcept {
     FileEntry& entry = entries_[handle];
-    const FileHash hash = entry.record.view().hash();
-    const std::uint32_t bucket = bucket_of(hash);
+    const std::uint32_t bucket = bucket_of(entry.hash);
     if (bucket_lists_.erase(bucket, entry.row)) occupied_.clear(bucket);
     by_hash_.erase(digest, handle);
     rows_.remove(entry.row);

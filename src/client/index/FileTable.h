@@ -49,13 +49,14 @@ public:
     }
     // Fetch in advance what finding a hash touches first, and an entry.
     void prefetch(std::uint32_t digest) const noexcept { by_hash_.prefetch(digest); }
-    void prefetch_entry(std::uint32_t handle) const noexcept {
-        __builtin_prefetch(&entries_[handle], 1);
+    void prefetch_entry(std::uint32_t handle) const noexcept { entries_[handle].prefetch(); }
+    // Fetch an entry's sources, or its record too, when the entry is at hand.
+    void prefetch_sources(std::uint32_t handle) const noexcept {
+        entries_[handle].sources.prefetch(sources_);
     }
-    // Fetches an entry's record and sources, when the entry is at hand.
     void prefetch_contents(std::uint32_t handle) const noexcept {
         entries_[handle].prefetch_record();
-        entries_[handle].sources.prefetch(sources_);
+        prefetch_sources(handle);
     }
     // Fetches the head of the list of a hash's bucket.
     void prefetch_bucket(const FileHash& hash) const noexcept {

@@ -25,8 +25,7 @@ public:
     [[nodiscard]] std::uint32_t find(std::uint32_t digest, const FileHash& hash,
                                      const EntrySlab& entries) const noexcept {
         const Slot* const slot = slots_.find(digest, [&](const Slot& candidate) {
-            return candidate.digest == digest &&
-                   entries[candidate.handle].record.view().hash() == hash;
+            return candidate.digest == digest && entries[candidate.handle].hash == hash;
         });
         return slot == nullptr ? EntrySlab::kNone : slot->handle;
     }

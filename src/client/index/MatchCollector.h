@@ -46,7 +46,7 @@ public:
     bool offer(std::uint32_t handle) {
         budget_.charge(cost_);
         const FileEntry& entry = table_.entry(handle);
-        __builtin_prefetch(&entry);
+        __builtin_prefetch(&entry.record);
         waiting_[offered_++ % waiting_.size()] = &entry;
         return offered_ % kRun != 0 || move_on();
     }

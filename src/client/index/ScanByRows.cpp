@@ -78,7 +78,7 @@ bool ScanByRows::evaluate_gathered() {
             return false;
         }
         if (i + kEntriesAhead < gathered_.size())
-            __builtin_prefetch(&task_.table.entry(gathered_[i + kEntriesAhead].handle));
+            __builtin_prefetch(&task_.table.entry(gathered_[i + kEntriesAhead].handle).record);
         if (i + kRecordsAhead < gathered_.size())
             task_.table.entry(gathered_[i + kRecordsAhead].handle).prefetch_record();
         const RecordView record = task_.table.entry(gathered_[i].handle).record.view();
@@ -123,8 +123,7 @@ std::optional<BucketPlace> ScanByRows::hand_over() {
         }
         const std::optional<std::uint32_t> handle = task_.table.rows().find(match->row);
         if (!handle) continue;
-        const FileHash hash = task_.table.entry(*handle).record.view().hash();
-        if (task_.table.bucket_of(hash) != match->bucket) continue;
+        if (task_.table.bucket_of(task_.table.entry(*handle).hash) != match->bucket) continue;
         if (!task_.collector.offer(*handle)) return std::nullopt;
     }
     if (!task_.collector.finish() || !kept_.dropped) return std::nullopt;
