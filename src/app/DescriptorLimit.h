@@ -8,9 +8,9 @@ namespace vorrim {
 // Raises the limit as far as the system lets an ordinary process; returns what it is then.
 [[nodiscard]] std::uint64_t raiseDescriptorLimit() noexcept;
 
-// Makes the process's table of descriptors as long as that now. Left to itself it doubles when it is
-// full, and in a process of several threads whoever needs it longer waits until every processor has
-// noticed: tens of milliseconds, for a worker and all whom it serves. Where the system does not
+// Makes the process's table of descriptors as long as that now. Left to itself it doubles when it
+// is full, and in a process of several threads whoever needs it longer waits until every processor
+// has noticed: tens of milliseconds, for a worker and all whom it serves. Where the system does not
 // allow so many, nothing happens.
 void prepareDescriptors(std::uint64_t count) noexcept;
 

@@ -2,77 +2,89 @@
 // A map from a key that many may share to the one of them that arrived first.
 //
 // Nearly every key has one owner, which costs one probe and one slot. Where several share a key
-// (all who have not logged in share the identifier 0), the later ones wait in order of arrival.
+// (all who have not logged in share the identifier 0), the later ones wait in order of arrival. The
+// table grows a part at a time: nobody waits for a million others to be sorted anew.
 
-#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <new>
-#include <unordered_map>
+#include <utility>
+
+#include "client/index/FlatShards.h"
 
 namespace vorrim {
 
-// No locks inside: the owner's lock guards it. T has arrival(), a number that only grows.
-template <class Key, class T, class Hash>
+// Traits::key_of(item) is the key of an item and does not change while it is in the map, hash(key)
+// 32 bits of it, well mixed. T has arrival(), a number that only grows.
+//
+// Ownership   Refers to the items.
+// Threads     None inside: the owner's lock guards it.
+template <class T, class Traits>
 class ArrivalMap final {
 public:
-    explicit ArrivalMap(Hash hash) : slots_(0, hash) {}
+    explicit ArrivalMap(Traits traits = {}) : traits_(std::move(traits)), slots_(HashOfSlot{}) {}
 
+    template <class Key>
     [[nodiscard]] T* find(const Key& key) const {
-        const auto found = slots_.find(key);
-        return found == slots_.end() ? nullptr : found->second.first;
+        const Slot* const slot = slot_of(key);
+        return slot == nullptr ? nullptr : slot->first;
     }
 
-    void insert(const Key& key, T& item) {
-        Slot& slot = slots_[key];
-        if (slot.first == nullptr) {
-            slot.first = &item;
+    // Raises std::bad_alloc, and has changed nothing then.
+    void insert(T& item) {
+        const auto key = Traits::key_of(item);
+        Slot* const slot = slot_of(key);
+        if (slot == nullptr) {
+            const std::uint32_t hash = traits_.hash(key);
+            slots_.insert(hash) = {hash, &item, nullptr};
             return;
         }
-        if (!slot.later) slot.later = std::make_unique<Later>();
-        const bool is_first = item.arrival() < slot.first->arrival();
-        T* const later = is_first ? slot.first : &item;
-        slot.later->emplace(later->arrival(), later);
-        if (is_first) slot.first = &item;
+        if (!slot->later) slot->later = std::make_unique<Later>();
+        const bool is_first = item.arrival() < slot->first->arrival();
+        T* const later = is_first ? slot->first : &item;
+        slot->later->emplace(later->arrival(), later);
+        if (is_first) slot->first = &item;
     }
 
-    void erase(const Key& key, const T& item) {
-        const auto found = slots_.find(key);
-        if (found == slots_.end()) return;
-        Slot& slot = found->second;
-        if (slot.first != &item) {
-            if (slot.later) slot.later->erase(item.arrival());
-        } else if (slot.later && !slot.later->empty()) {
-            slot.first = slot.later->begin()->second;
-            slot.later->erase(slot.later->begin());
+    // Nothing where it is not in the map.
+    void erase(const T& item) noexcept {
+        Slot* const slot = slot_of(Traits::key_of(item));
+        if (slot == nullptr) return;
+        const bool others = slot->later && !slot->later->empty();
+        if (slot->first != &item) {
+            if (others) slot->later->erase(item.arrival());
+        } else if (others) {
+            slot->first = slot->later->begin()->second;
+            slot->later->erase(slot->later->begin());
         } else {
-            slots_.erase(found);
-            shrink();
+            slots_.erase(*slot);
             return;
         }
-        if (slot.later && slot.later->empty()) slot.later.reset();
+        if (slot->later && slot->later->empty()) slot->later.reset();
     }
 
 private:
     using Later = std::map<std::uint64_t, T*>;
     struct Slot {
+        std::uint32_t hash = 0;
         T* first = nullptr;
         std::unique_ptr<Later> later;
+        [[nodiscard]] bool empty() const noexcept { return first == nullptr; }
+    };
+    struct HashOfSlot {
+        std::uint32_t operator()(const Slot& slot) const noexcept { return slot.hash; }
     };
 
-    // Buckets stay as many as they have been until so few of them are in use. What memory does not
-    // allow now comes with the next.
-    void shrink() {
-        constexpr std::size_t kFew = 64;
-        if (slots_.bucket_count() <= kFew || slots_.size() >= slots_.bucket_count() / 8) return;
-        try {
-            slots_.rehash(2 * slots_.size());
-        } catch (const std::bad_alloc&) {
-        }
+    template <class Key>
+    [[nodiscard]] Slot* slot_of(const Key& key) const {
+        const std::uint32_t hash = traits_.hash(key);
+        return slots_.find(hash, [&](const Slot& slot) {
+            return slot.hash == hash && Traits::key_of(*slot.first) == key;
+        });
     }
 
-    std::unordered_map<Key, Slot, Hash> slots_;
+    Traits traits_;
+    FlatShards<Slot, HashOfSlot> slots_;
 };
 
 }  // namespace vorrim

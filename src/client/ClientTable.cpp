@@ -1,8 +1,6 @@
 #include "client/ClientTable.h"
 
 #include <array>
-#include <bit>
-#include <cstring>
 #include <utility>
 
 #include "base/Output.h"
@@ -22,30 +20,11 @@ namespace {
 // A record as every client has it before its first login: no hash, no identifier, no port, no tags.
 constexpr std::array<std::byte, RecordLayout::tags> kEmptyRecord{};
 
-std::uint64_t mix(std::uint64_t value) noexcept {
-    value ^= value >> 32U;
-    value *= 0xE9846AF9B1A615DULL;  // multiplier of the MurmurHash3-style mixer by J. Maiga
-    value ^= value >> 32U;
-    value *= 0xE9846AF9B1A615DULL;
-    return value ^ (value >> 28U);
-}
-
 }  // namespace
 
-std::size_t ClientTable::IdHash::operator()(ClientId id) const noexcept {
-    return mix(id.value());
-}
-
-std::size_t ClientTable::KeyedHash::operator()(const FileHash& hash) const noexcept {
-    std::array<std::uint64_t, 2> words{};
-    static_assert(sizeof words == sizeof hash.bytes);
-    std::memcpy(words.data(), hash.bytes.data(), sizeof words);
-    return mix(mix(words[0] ^ key0) + (words[1] ^ key1));
-}
-
 ClientTable::ClientTable(Random& random, std::uint32_t first_low_id)
-    : by_id_(IdHash{}),
-      by_hash_(KeyedHash{random.next_u64(), random.next_u64()}),
+    : by_id_(ById{KeyedHash(random.next_u64(), random.next_u64())}),
+      by_hash_(ByHash{KeyedHash(random.next_u64(), random.next_u64())}),
       next_id_(first_low_id) {}
 
 RecordView ClientTable::view_of(const FrozenRecord& record) noexcept {
@@ -59,8 +38,8 @@ void ClientTable::add(ClientConnection& client) {
         entry.arrival_ = ++arrivals_;
         roll_.append(client);
         Rollback entered([this, &client] { forget(client); });
-        by_id_.insert(entry.id_, client);
-        by_hash_.insert(view_of(entry.record_).hash(), client);
+        by_id_.insert(client);
+        by_hash_.insert(client);
         entered.keep();
     }
     count_.fetch_add(1);
@@ -77,17 +56,16 @@ void ClientTable::remove(ClientConnection& client) {
 }
 
 void ClientTable::forget(const ClientConnection& client) {
-    const TableEntry& entry = client;
-    by_id_.erase(entry.id_, client);
-    by_hash_.erase(view_of(entry.record_).hash(), client);
+    by_id_.erase(client);
+    by_hash_.erase(client);
     roll_.remove(client);
 }
 
 void ClientTable::set_id(ClientConnection& client, ClientId id) {
     TableEntry& entry = client;
-    by_id_.erase(entry.id_, client);
+    by_id_.erase(client);
     entry.id_ = id;
-    by_id_.insert(id, client);
+    by_id_.insert(client);
 }
 
 ClientTable::Claim ClientTable::claim(ClientConnection& client, ClientId address) {
@@ -118,10 +96,10 @@ bool ClientTable::assign_low_id(ClientConnection& client) {
 void ClientTable::set_record(ClientConnection& client, FrozenRecord record) {
     TableEntry& entry = client;
     const kx_write_guard hold(lock_);
-    by_hash_.erase(view_of(entry.record_).hash(), client);
+    by_hash_.erase(client);
     entry.record_ = std::move(record);
     roll_.set_look(client, TextLook(entry.record_));
-    by_hash_.insert(view_of(entry.record_).hash(), client);
+    by_hash_.insert(client);
 }
 
 void ClientTable::stamp_record(ClientConnection& client) {

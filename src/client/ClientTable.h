@@ -22,6 +22,7 @@
 #include "client/ArrivalMap.h"
 #include "client/ClientMatches.h"
 #include "client/ClientRoll.h"
+#include "client/index/KeyedHash.h"
 #include "meta/ClientId.h"
 #include "meta/FileHash.h"
 #include "meta/FrozenRecord.h"
@@ -52,8 +53,8 @@ private:
 
 class ClientTable final {
 public:
-    // `random` keys the hash over client hashes, which clients choose. Low identifiers are handed
-    // out from `first_low_id` on.
+    // `random` keys the hashes over identifiers and client hashes, which clients choose. Low
+    // identifiers are handed out from `first_low_id` on.
     explicit ClientTable(Random& random, std::uint32_t first_low_id = 1);
     ClientTable(const ClientTable&) = delete;
     ClientTable& operator=(const ClientTable&) = delete;
@@ -103,13 +104,21 @@ public:
     [[nodiscard]] RecordView record_of(const ClientConnection& client) const;
 
 private:
-    struct IdHash {
-        std::size_t operator()(ClientId id) const noexcept;
+    struct ById {
+        KeyedHash secret;
+        [[nodiscard]] static ClientId key_of(const TableEntry& entry) noexcept { return entry.id_; }
+        [[nodiscard]] std::uint32_t hash(ClientId id) const noexcept {
+            return secret.of(id.value());
+        }
     };
-    struct KeyedHash {
-        std::uint64_t key0;
-        std::uint64_t key1;
-        std::size_t operator()(const FileHash& hash) const noexcept;
+    struct ByHash {
+        KeyedHash secret;
+        [[nodiscard]] static FileHash key_of(const TableEntry& entry) noexcept {
+            return view_of(entry.record_).hash();
+        }
+        [[nodiscard]] std::uint32_t hash(const FileHash& hash) const noexcept {
+            return digest_of(secret, hash);
+        }
     };
 
     void set_id(ClientConnection& client, ClientId id) REQUIRES(lock_);
@@ -121,8 +130,8 @@ private:
     mutable kx_shared_section lock_{"the client table"};
     ClientRoll roll_ GUARDED_BY(lock_);
     std::uint64_t arrivals_ GUARDED_BY(lock_) = 0;
-    ArrivalMap<ClientId, ClientConnection, IdHash> by_id_ GUARDED_BY(lock_);
-    ArrivalMap<FileHash, ClientConnection, KeyedHash> by_hash_ GUARDED_BY(lock_);
+    ArrivalMap<ClientConnection, ById> by_id_ GUARDED_BY(lock_);
+    ArrivalMap<ClientConnection, ByHash> by_hash_ GUARDED_BY(lock_);
 
     kx_critical_section id_lock_;
     std::uint32_t next_id_ GUARDED_BY(id_lock_);

@@ -12,11 +12,6 @@
 
 namespace vorrim {
 
-// What the table knows a file hash by.
-[[nodiscard]] inline std::uint32_t digest_of(const KeyedHash& key, const FileHash& hash) noexcept {
-    return static_cast<std::uint32_t>(key.of(hash) >> 32);
-}
-
 class HashToEntry {
 public:
     HashToEntry() : slots_(HashOfSlot{}) {}

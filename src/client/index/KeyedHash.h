@@ -1,6 +1,6 @@
 #pragma once
-// The keyed hash functions of the index. Clients choose file hashes, words and names; without the
-// key, which is drawn at start and never leaves the process, they cannot choose collisions.
+// The keyed hash functions of the tables. Clients choose hashes, words and names; without the key,
+// which is drawn at start and never leaves the process, they cannot choose collisions.
 #include <cstdint>
 
 #include "meta/FileHash.h"
@@ -26,5 +26,10 @@ private:
     std::uint64_t key0_;
     std::uint64_t key1_;
 };
+
+// What a table knows a hash by.
+[[nodiscard]] inline std::uint32_t digest_of(const KeyedHash& key, const FileHash& hash) noexcept {
+    return static_cast<std::uint32_t>(key.of(hash) >> 32);
+}
 
 }  // namespace vorrim
