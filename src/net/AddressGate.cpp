@@ -16,6 +16,12 @@ std::uint32_t milliseconds(AddressGate::TimePoint now) noexcept {
 
 }  // namespace
 
+// Neighbouring addresses are in different parts (Knuth's multiplicative hash).
+AddressGate::Part& AddressGate::part_of(std::uint32_t address) {
+    constexpr std::uint32_t kGolden = 2654435769U;  // 2^32 divided by the golden ratio
+    return parts_[address * kGolden >> (32 - kPartBits)];
+}
+
 void AddressGate::set_limits(std::uint32_t at_a_time, std::uint32_t a_minute) noexcept {
     at_a_time_ = at_a_time;
     a_minute_ = a_minute;
@@ -32,8 +38,9 @@ void AddressGate::refill(Visitor& visitor, std::uint32_t now) const noexcept {
 AddressGate::Answer AddressGate::admit(std::uint32_t address, TimePoint time) {
     const std::uint32_t now = milliseconds(time);
     const kx_guard hold(lock_);
-    if (visitors_.size() >= tidy_at_) forget_idle(now);
-    Visitor& visitor = visitors_.try_emplace(address, Visitor{0, a_minute_, now}).first->second;
+    Part& part = part_of(address);
+    if (part.visitors.size() >= part.tidy_at) forget_idle(part, now);
+    Visitor& visitor = part.visitors.try_emplace(address, Visitor{0, a_minute_, now}).first->second;
     if (at_a_time_ != 0 && visitor.connections >= at_a_time_) return Answer::too_many;
     if (a_minute_ != 0) {
         refill(visitor, now);
@@ -46,28 +53,33 @@ AddressGate::Answer AddressGate::admit(std::uint32_t address, TimePoint time) {
 
 void AddressGate::leave(std::uint32_t address) {
     const kx_guard hold(lock_);
-    const auto visitor = visitors_.find(address);
-    if (visitor == visitors_.end() || visitor->second.connections == 0) return;
-    if (--visitor->second.connections == 0 && a_minute_ == 0) visitors_.erase(visitor);
+    auto& visitors = part_of(address).visitors;
+    const auto visitor = visitors.find(address);
+    if (visitor == visitors.end() || visitor->second.connections == 0) return;
+    if (--visitor->second.connections == 0 && a_minute_ == 0) visitors.erase(visitor);
 }
 
-void AddressGate::forget_idle(std::uint32_t now) {
-    for (auto& [address, visitor] : visitors_)
+void AddressGate::forget_idle(Part& part, std::uint32_t now) const {
+    auto& visitors = part.visitors;
+    for (auto& [address, visitor] : visitors)
         refill(visitor, now);
-    std::erase_if(visitors_, [&](const auto& entry) {
+    std::erase_if(visitors, [&](const auto& entry) {
         return entry.second.connections == 0 && entry.second.allowance >= a_minute_;
     });
     const auto idle = [](const auto& entry) { return entry.second.connections == 0; };
     // Too many that knock once and never come back: those are not worth remembering.
-    if (std::count_if(visitors_.begin(), visitors_.end(), idle) >
-        static_cast<std::ptrdiff_t>(kMostRemembered))
-        std::erase_if(visitors_, idle);
-    tidy_at_ = std::max(kFirstTidy, 2 * visitors_.size());
+    if (std::count_if(visitors.begin(), visitors.end(), idle) >
+        static_cast<std::ptrdiff_t>(kMostRemembered >> kPartBits))
+        std::erase_if(visitors, idle);
+    part.tidy_at = std::max(kFirstTidy, 2 * visitors.size());
 }
 
 std::size_t AddressGate::remembered() const {
     const kx_guard hold(lock_);
-    return visitors_.size();
+    std::size_t sum = 0;
+    for (const Part& part : parts_)
+        sum += part.visitors.size();
+    return sum;
 }
 
 }  // namespace vorrim
