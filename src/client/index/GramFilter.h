@@ -3,7 +3,7 @@
 // them, occur in the texts of a segment's rows, part by part: Bloom filters of one hash, one for
 // each of up to 64 parts of 512 rows, lying across.
 //
-//     place of a run     0 .............. 32767
+//     place of a run     0 .............. 65535
 //     part 0 to 63       64 bits in each
 //
 // A needle of four bytes or more occurs in no row of a part that lacks one of its runs. So a search
@@ -32,8 +32,8 @@ public:
     static constexpr Parts kAllParts = ~Parts{0};
     static constexpr std::uint32_t kMaxParts = 64;
     static constexpr std::uint32_t kPartRows = 512;
-    // 512 names of 40 letters fill half of their bits.
-    static constexpr std::size_t kPlaceBits = 15;
+    // 512 names of 40 letters fill three tenths of their bits.
+    static constexpr std::size_t kPlaceBits = 16;
 
     struct Run {
         std::uint64_t bytes;
