@@ -1,10 +1,12 @@
 // Starting and stopping: what the server says, which settings it heeds, which files it leaves, what
 // signals do to it, how it ends.
 #include <filesystem>
+#include <fstream>
 #include <future>
 #include <net/if.h>
 #include <sched.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 
 #include "tests/wire/harness/WireTest.h"
 
@@ -117,6 +119,19 @@ TEST(Startup, WithoutDescriptorsItSaysSoAndEnds) {
         EXPECT_EQ(server.exit(), 1) << descriptors;
         EXPECT_NE(server.output().find("Unrecoverable error at"), std::string::npos) << descriptors;
     }
+}
+
+TEST(Startup, TheTableOfDescriptorsHasRoomForEveryClientBeforeTheFirstComes) {
+    const ServerProcess server("maxClients=3000");
+    std::ifstream status("/proc/" + std::to_string(server.pid()) + "/status");
+    std::string word;
+    while (status >> word && word != "FDSize:")
+        continue;
+    rlim_t places = 0;
+    status >> places;
+    rlimit limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    EXPECT_GE(places, std::min<rlim_t>(3000, limit.rlim_max));
 }
 
 TEST(Shutdown, ClosesEveryConnectionLeavesWith1AndThePortsServeAgainAtOnce) {
