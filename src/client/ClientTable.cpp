@@ -165,9 +165,9 @@ void ClientTable::for_each(const std::function<void(ClientConnection&)>& use) co
         roll_.walk(next, [&](ClientConnection& client, TextLook) {
             next = client.arrival();
             if (next > *last) return false;
-            if (left-- == 0) return !(more = true);
-            use(client);
-            return true;
+            more = left-- == 0;
+            if (!more) use(client);
+            return !more;
         });
     }
 }
