@@ -64,7 +64,8 @@ public:
 
     virtual bool close() = 0;  // true when this call closed it
     virtual void set_blocking(bool blocking) = 0;
-    // The outcome of a non-blocking connect that has ended: true when the connection stands.
+    // The outcome of a non-blocking connect that has ended: true when the connection was made, also
+    // when the peer has dropped it since. To be asked once.
     [[nodiscard]] virtual bool connected() const = 0;
     [[nodiscard]] virtual std::optional<kx_ip_address> local_address() const = 0;
     [[nodiscard]] virtual std::optional<kx_ip_address> peer_address() const = 0;

@@ -204,8 +204,10 @@ void kx_tcpip_socket::set_blocking(bool blocking) {
 bool kx_tcpip_socket::connected() const {
     int error = 0;
     socklen_t length = sizeof error;
-    return ::getsockopt(handle_, SOL_SOCKET, SO_ERROR, &error, &length) == 0 && error == 0 &&
-           peer_address().has_value();
+    if (::getsockopt(handle_, SOL_SOCKET, SO_ERROR, &error, &length) != 0) return false;
+    // Whoever refuses gives other errors than who accepts and drops the connection at once.
+    if (error == ECONNRESET || error == EPIPE) return true;
+    return error == 0 && peer_address().has_value();
 }
 
 std::optional<kx_ip_address> kx_tcpip_socket::local_address() const {

@@ -1,6 +1,8 @@
 #include <optional>
+#include <sys/socket.h>
 
 #include "net/ReachabilityTest.h"
+#include "net/kx_net.h"
 #include "tests/net/PoolFixture.h"
 
 namespace vorrim {
@@ -84,6 +86,33 @@ TEST_F(ReachabilityTestTest, OnlySoManyAreUnderWayAndTheOthersWaitTheirTurn) {
     for (const std::size_t i : {0U, 1U, 2U, 3U})
         EXPECT_EQ(clients[i].reachable, false) << i;
     EXPECT_EQ(limits_.log.total(Limit::reach_refusals), 2U) << "port 0 is no offence";
+}
+
+TEST(Connect, IsMadeAlsoWhenThePeerDropsItAtOnceAndNotWhenItRefuses) {
+    constexpr int kPatience = 20'000;  // ms; only failures take this long
+    kx_tcpip_protocol net;
+    const auto door = net.listen(0, 0, SocketType::stream);
+    ASSERT_NE(door, nullptr);
+    const kx_ip_address there(kLoopback, door->local_address()->get_port());
+    for (const bool says_end : {false, true}) {
+        const auto caller = net.connect(there, SocketType::stream, ConnectMode::non_blocking);
+        std::unique_ptr<kx_net_socket> taken;
+        ASSERT_EQ(door->wait_ready(kReadable, kPatience), kReadable);
+        ASSERT_EQ(door->accept(taken), AcceptResult::accepted);
+        if (says_end) {
+            ::shutdown(taken->handle(), SHUT_WR);
+            ASSERT_EQ(caller->wait_ready(kReadable, kPatience), kReadable);
+        }
+        const linger at_once{1, 0};
+        ::setsockopt(taken->handle(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+        taken->close();
+        ASSERT_EQ(caller->wait_ready(kException, kPatience), kException);
+        EXPECT_TRUE(caller->connected());
+    }
+    door->close();
+    const auto caller = net.connect(there, SocketType::stream, ConnectMode::non_blocking);
+    ASSERT_EQ(caller->wait_ready(kException, kPatience), kException);
+    EXPECT_FALSE(caller->connected());
 }
 
 }  // namespace
