@@ -62,11 +62,6 @@ public:
 
     [[nodiscard]] FrozenRecord clone() const;
 
-    // Bytes of memory asked for.
-    [[nodiscard]] std::size_t footprint() const noexcept {
-        return empty() ? 0 : sizeof(Block) + block_->length;
-    }
-
 private:
     struct Block {
         std::uint32_t length;        // of the record's bytes, which follow

@@ -98,10 +98,6 @@ static_assert(kTagNames.size() == static_cast<std::size_t>(TagId::Parts) + 1);
     return tag_row(id).wire_name;
 }
 
-[[nodiscard]] constexpr std::string_view display_name(TagId id) noexcept {
-    return tag_row(id).display_name;
-}
-
 static_assert(
     [] {
         for (std::size_t id = 1; id < kTagNames.size(); ++id) {

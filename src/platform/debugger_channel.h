@@ -10,8 +10,4 @@ namespace vorrim {
 
 void debugger_print(std::string_view text) noexcept;
 
-// Takes the place of standard error; null: standard error again.
-using DebuggerHook = void (*)(std::string_view text);
-void set_debugger_hook(DebuggerHook hook) noexcept;
-
 }  // namespace vorrim

@@ -46,7 +46,6 @@ std::uint32_t EntrySlab::fresh_chunk() {
     const std::uint32_t number = std::exchange(without_memory_, chunks_[without_memory_].next);
     entries_[number] = std::move(entries);
     chunks_[number] = Chunk{};
-    ++allocated_;
     return number;
 }
 
@@ -54,7 +53,6 @@ void EntrySlab::free_chunk(std::uint32_t number) noexcept {
     unlink(number);
     entries_[number].reset();
     chunks_[number].next = std::exchange(without_memory_, number);
-    --allocated_;
 }
 
 void EntrySlab::link(std::uint32_t number) noexcept {

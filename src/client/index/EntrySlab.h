@@ -61,10 +61,6 @@ public:
         return entries_[handle / kChunk][handle % kChunk];
     }
     [[nodiscard]] std::uint32_t size() const noexcept { return size_; }
-    [[nodiscard]] std::size_t heap_bytes() const noexcept {
-        return allocated_ * kChunk * sizeof(FileEntry) + entries_.capacity() * sizeof(entries_[0]) +
-               chunks_.capacity() * sizeof(Chunk);
-    }
 
 private:
     static constexpr std::uint32_t kChunk = 1024;
@@ -87,7 +83,6 @@ private:
     std::vector<Chunk> chunks_;
     std::uint32_t with_room_ = kNone;
     std::uint32_t without_memory_ = kNone;
-    std::uint32_t allocated_ = 0;  // chunks with memory
     std::uint32_t size_ = 0;
 };
 

@@ -87,9 +87,4 @@ void FileTable::take_over(Renumbered renumbered) noexcept {
     });
 }
 
-std::size_t FileTable::heap_bytes() const noexcept {
-    return entries_.heap_bytes() + sources_.heap_bytes() + by_hash_.heap_bytes() +
-           rows_.heap_bytes() + bucket_lists_.heap_bytes() + owners_.heap_bytes();
-}
-
 }  // namespace vorrim

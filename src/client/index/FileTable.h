@@ -106,7 +106,6 @@ public:
     void take_over(Renumbered renumbered) noexcept;
 
     [[nodiscard]] std::uint32_t size() const noexcept { return entries_.size(); }
-    [[nodiscard]] std::size_t heap_bytes() const noexcept;
 
 private:
     EntrySlab entries_;

@@ -99,13 +99,6 @@ public:
         if (shard.capacity != 0) __builtin_prefetch(&shard.slots[home(hash, shard)]);
     }
 
-    [[nodiscard]] std::size_t heap_bytes() const noexcept {
-        std::size_t slots = 0;
-        for (const Shard& shard : shards_)
-            slots += shard.capacity;
-        return slots * sizeof(Slot);
-    }
-
 private:
     struct Shard {
         std::unique_ptr<Slot[]> slots;

@@ -39,7 +39,6 @@ public:
             digest, [handle](const Slot& candidate) { return candidate.handle == handle; }));
     }
     void prefetch(std::uint32_t digest) const noexcept { slots_.prefetch(digest); }
-    [[nodiscard]] std::size_t heap_bytes() const noexcept { return slots_.heap_bytes(); }
 
 private:
     struct Slot {

@@ -100,11 +100,4 @@ OwnerIndex::Handles OwnerIndex::take(ClientId client) noexcept {
     return handles;
 }
 
-std::size_t OwnerIndex::heap_bytes() const noexcept {
-    std::size_t bytes = owners_.heap_bytes();
-    owners_.for_each(
-        [&](const Owner& owner) { bytes += sizeof(*owner.runs) + owner.runs->capacity(); });
-    return bytes;
-}
-
 }  // namespace vorrim

@@ -49,8 +49,6 @@ public:
     // Takes all handles of a client; it owns none afterwards.
     [[nodiscard]] Handles take(ClientId client) noexcept;
 
-    [[nodiscard]] std::size_t heap_bytes() const noexcept;
-
 private:
     struct Owner {
         std::uint32_t id = 0;

@@ -227,11 +227,4 @@ bool RowBlocks::prefetch_erase(std::uint32_t row, int step) const noexcept {
     return false;
 }
 
-std::size_t RowBlocks::heap_bytes() const noexcept {
-    std::size_t bytes = blocks_.capacity() * sizeof(Block);
-    for (const Block& block : blocks_)
-        bytes += block.bitmap() ? kBitmapBytes : block.capacity * sizeof(std::uint32_t);
-    return bytes;
-}
-
 }  // namespace vorrim

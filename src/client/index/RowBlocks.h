@@ -71,7 +71,6 @@ public:
     template <class Visit>
     void for_each(Visit&& visit_row) const;
 
-    [[nodiscard]] std::size_t heap_bytes() const noexcept;
     // See RowList; the blocks themselves are at hand.
     bool prefetch_append(int step) const noexcept;
     bool prefetch_erase(std::uint32_t row, int step) const noexcept;

@@ -194,16 +194,4 @@ bool RowList::prefetch_erase(std::uint32_t row, int step) const noexcept {
     return false;
 }
 
-std::size_t RowList::heap_bytes() const noexcept {
-    switch (form()) {
-        case Form::in_header:
-            return 0;
-        case Form::array:
-            return capacity_for(count_) * sizeof(std::uint32_t);
-        case Form::blocks:
-            return sizeof(RowBlocks) + blocks()->heap_bytes();
-    }
-    return 0;
-}
-
 }  // namespace vorrim

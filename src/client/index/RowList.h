@@ -78,7 +78,6 @@ public:
     template <class NewRow>
     [[nodiscard]] RowList renumbered(NewRow&& new_row) const;
 
-    [[nodiscard]] std::size_t heap_bytes() const noexcept;
     // Fetch in advance what an append, or the erasure of a row that is in the list, touches. What
     // a step, counted from 0, fetches must be at hand for the next; true while there is one.
     bool prefetch_append(int step) const noexcept;

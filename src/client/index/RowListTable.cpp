@@ -23,10 +23,4 @@ bool RowListTable::erase(std::uint32_t key, std::uint32_t row) noexcept {
     return true;
 }
 
-std::size_t RowListTable::heap_bytes() const noexcept {
-    std::size_t bytes = lists_.heap_bytes();
-    lists_.for_each([&](const RowList& list) { bytes += list.heap_bytes(); });
-    return bytes;
-}
-
 }  // namespace vorrim

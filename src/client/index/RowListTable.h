@@ -36,7 +36,6 @@ public:
     }
 
     [[nodiscard]] std::size_t size() const noexcept { return lists_.size(); }
-    [[nodiscard]] std::size_t heap_bytes() const noexcept;
 
     // Fetches a key's slot in advance.
     void prefetch(std::uint32_t key) const noexcept { lists_.prefetch(hash_of(key)); }

@@ -17,7 +17,6 @@ std::uint32_t RowStore::append(std::uint32_t handle, const TextSignature& signat
         Segment* const before = segments_.empty() ? nullptr : segments_.back().get();
         segments_.push_back(std::make_unique<Segment>(next_row_, segment_rows()));
         segments_.back()->ordinal = static_cast<std::uint32_t>(segments_.size() - 1);
-        segments_.back()->serial = next_serial_++;
         windows_.back() = segments_.back().get();
         if (before != nullptr) tidy(*before);  // it was spared while it was the last
     }
@@ -103,7 +102,6 @@ void RowStore::go_on_packing() noexcept {
     std::unique_ptr<Segment> packed = packing_->finish();
     packing_.reset();
     packed->ordinal = static_cast<std::uint32_t>(ordinal);
-    packed->serial = next_serial_++;
     point_windows(*packed, packed.get());
     segments_[ordinal] = std::move(packed);
     if (two) {
@@ -173,14 +171,6 @@ std::uint32_t RowStore::NewNumbers::below(const Segment& segment,
     const std::uint64_t lower = (std::uint64_t{1} << (slot % 64)) - 1;
     return below_[first_word_[segment.ordinal] + slot / 64] +
            static_cast<std::uint32_t>(std::popcount(segment.live_word(slot / 64) & lower));
-}
-
-std::size_t RowStore::heap_bytes() const noexcept {
-    std::size_t bytes = windows_.capacity() * sizeof(Segment*) +
-                        segments_.capacity() * sizeof(std::unique_ptr<Segment>);
-    for (const auto& segment : segments_)
-        bytes += sizeof(Segment) + segment->heap_bytes();
-    return bytes;
 }
 
 }  // namespace vorrim

@@ -80,7 +80,6 @@ public:
     template <class RecordOf>
     [[nodiscard]] RowStore renumbered(RecordOf&& record_of) const {
         RowStore store(row_limit_, segment_rows());
-        store.next_serial_ = next_serial_;
         for_each_live([&](const Segment& segment, std::uint32_t slot) {
             const std::uint32_t handle = segment.handle_of(slot);
             store.append(handle, segment.signature_of(slot), segment.reachable(slot),
@@ -94,8 +93,6 @@ public:
         for (const std::unique_ptr<Segment>& segment : segments_)
             segment->for_each_live([&](std::uint32_t slot) { visit(*segment, slot); });
     }
-
-    [[nodiscard]] std::size_t heap_bytes() const noexcept;
 
 private:
     // A segment of one line is packed into a neighbour when it is at most half full.
@@ -121,7 +118,6 @@ private:
     int window_shift_;
     std::uint32_t next_row_ = 0;
     std::uint32_t live_count_ = 0;
-    std::uint64_t next_serial_ = 0;
     std::uint32_t first_window_ = 0;  // window of windows_[0]
     std::vector<Segment*> windows_;   // null where the window's segment is gone
     std::vector<std::unique_ptr<Segment>> segments_;

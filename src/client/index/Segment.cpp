@@ -122,10 +122,4 @@ std::uint64_t Segment::lines_of(GramFilter::Parts parts) const noexcept {
     return lines;
 }
 
-std::size_t Segment::heap_bytes() const noexcept {
-    return (grams_ ? sizeof(GramFilter) : 0) + kBitRows * stride(lines_) * sizeof(Line) +
-           (larger_ ? kBitRows * stride(lines_ * 2) * sizeof(Line) : 0) +
-           slots() * sizeof(std::uint32_t) + rows_.capacity() * sizeof(std::uint32_t);
-}
-
 }  // namespace vorrim

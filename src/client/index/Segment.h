@@ -186,12 +186,8 @@ public:
                 visit(word * 64 + static_cast<std::uint32_t>(std::countr_zero(rest)));
     }
 
-    // Kept by the RowStore: its place in the order of all segments, and what tells it from every
-    // other that there is or was.
+    // Kept by the RowStore: its place in the order of all segments.
     std::uint32_t ordinal = 0;
-    std::uint64_t serial = 0;
-
-    [[nodiscard]] std::size_t heap_bytes() const noexcept;
 
 private:
     friend class SegmentPacking;

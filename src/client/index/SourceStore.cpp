@@ -151,10 +151,4 @@ std::uint32_t SourceStore::take_block(std::uint32_t sources) {
     return piece;
 }
 
-std::size_t SourceStore::heap_bytes() const noexcept {
-    return allocated_ * kChunkPages * kPageBytes + chunks_.capacity() * sizeof(Chunk) +
-           pages_.capacity() * sizeof(Page) + blocks_.capacity() * sizeof(blocks_[0]) +
-           free_blocks_.capacity() * sizeof(free_blocks_[0]) + block_bytes_;
-}
-
 }  // namespace vorrim

@@ -35,8 +35,6 @@ public:
     }
     void give_back(std::uint32_t piece) noexcept;
 
-    [[nodiscard]] std::size_t heap_bytes() const noexcept;
-
 private:
     static constexpr std::size_t kPageBytes = 4096;
     static constexpr std::uint32_t kUnits = kPageBytes / kSourceSize;

@@ -13,7 +13,6 @@ public:
     explicit StepBudget(std::uint32_t units) noexcept : left_(units) {}
 
     void charge(std::uint32_t units) noexcept { left_ -= units; }
-    [[nodiscard]] std::int64_t left() const noexcept { return left_; }
     [[nodiscard]] bool spent() const noexcept { return left_ <= 0; }
 
 private:
