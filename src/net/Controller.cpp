@@ -1,5 +1,6 @@
 #include "net/Controller.h"
 
+#include <new>
 #include <utility>
 
 #include "base/Output.h"
@@ -70,9 +71,13 @@ Connection::Verdict Controller::begin_login(kx_memory_file& payload) {
 
 Turn Controller::onAlarm() {
     const std::optional<Credentials> given = std::exchange(waiting_, std::nullopt);
-    if (!given || finish_login(*given) == Verdict::close) return Turn::finished;
-    resume();
-    return Turn::wait;
+    try {
+        if (!given || finish_login(*given) == Verdict::close) return Turn::finished;
+        resume();
+        return Turn::wait;
+    } catch (const std::bad_alloc&) {
+        return Turn::finished;  // or it would wait for ever, and may hold the output
+    }
 }
 
 Connection::Verdict Controller::finish_login(const Credentials& given) {

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "base/Output.h"
+#include "base/Rollback.h"
 #include "base/kx_err.h"
 #include "net/SendQueue.h"
 
@@ -75,12 +76,15 @@ void PoolShare::add(std::unique_ptr<Task> task) {
         adopt(std::move(task));
         return;
     }
+    Rollback counted([this] { load_.fetch_sub(1); });
     bool sleeping = false;
     {
         const kx_guard hold(mail_lock_);
-        // From here on others may post to the task; their posts come after its addition.
-        task->share_.store(this);
+        Task& added = *task;
         added_.push_back(std::move(task));
+        counted.keep();
+        // From here on others may post to the task; their posts come after its addition.
+        added.share_.store(this);
         sleeping = std::exchange(asleep_, false);
     }
     if (sleeping) set_->wake();
@@ -95,7 +99,10 @@ void PoolShare::post(Task& task) {
     bool sleeping = false;
     {
         const kx_guard hold(mail_lock_);
+        // One that is not in the mailbox can be posted again.
+        Rollback marked([&task] { task.posted_.store(false); });
         posted_.push_back(&task);
+        marked.keep();
         sleeping = std::exchange(asleep_, false);
     }
     if (sleeping) set_->wake();
@@ -139,7 +146,9 @@ void PoolShare::leave_long_work(const Task& task) {
 void PoolShare::adopt(std::unique_ptr<Task> owned) {
     Task& task = *owned;
     task.slot_ = static_cast<std::uint32_t>(tasks_.size());
+    Rollback counted([this] { load_.fetch_sub(1); });
     tasks_.push_back(std::move(owned));
+    counted.keep();
     if (task.socket_ && !watch(task)) task.closing_.store(true);
     // A first turn: packets may have been queued before the task had a share.
     enqueue(task);
@@ -278,8 +287,16 @@ void PoolShare::take_mail() {
         for (Task* task : posted)
             task->posted_.exchange(false);
     }
-    for (auto& task : added)
-        adopt(std::move(task));
+    for (auto& task : added) {
+        const Task* const newcomer = task.get();
+        try {
+            adopt(std::move(task));
+        } catch (const std::bad_alloc&) {
+            // No memory for one more: those who are there have what they need.
+            current_output().printVerbose("*** Exception in Task\n");
+            std::erase(posted, newcomer);
+        }
+    }
     for (Task* task : posted)
         enqueue(*task);
 }

@@ -38,7 +38,7 @@ ReachabilityTest::ReachabilityTest(const kx_ip_address& address, socketPool& poo
     : Task(nullptr, pool), address_(address), slot_(&slot), done_(std::move(done)) {}
 
 ReachabilityTest::~ReachabilityTest() {
-    if (limited()) pool().limits().reachability.leave(*this, address_.value());
+    if (limited()) pool().limits().reachability.leave(*this);
     if (slot_ != nullptr) *slot_ = nullptr;
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "client/KeywordFileIndex.h"
+#include "net/ReachabilityTest.h"
 #include "tests/client/Files.h"
 #include "tests/client/ServiceFixture.h"
 
@@ -142,6 +143,78 @@ TEST(KeywordFileIndex, LosesNothingWhenMemoryRunsOutAndGivesEverythingBackWithou
         ASSERT_EQ(index.file_total(), 0u);
         ASSERT_EQ(index.keyword_total(), 0u);
         ASSERT_EQ(index.source_total(), 0);
+    }
+}
+
+class PoolMemory : public PoolFixture {};
+
+// Does nothing but count its turns.
+class Counter final : public Task {
+public:
+    Counter(socketPool& pool, int& turns) : Task(nullptr, pool), turns_(turns) {}
+    Turn doTask(socketPool&) override {
+        ++turns_;
+        return Turn::wait;
+    }
+
+private:
+    int& turns_;
+};
+
+TEST_F(PoolMemory, AnAdditionThatFailsCountsNothingAndAPostThatFailsCanBeMadeAgain) {
+    int turns = 0;
+    auto unlucky = std::make_unique<Counter>(pool_, turns);
+    auto counter = std::make_unique<Counter>(pool_, turns);
+    Task& task = *counter;
+    fail_after(0, 1);
+    EXPECT_THROW(pool_.add(std::move(unlucky)), std::bad_alloc);
+    end_of_failures();
+    EXPECT_EQ(share_.load(), 0U);
+    pool_.add(std::move(counter));
+    settle();
+    EXPECT_EQ(std::exchange(turns, 0), 1);
+    fail_after(0, 1);
+    EXPECT_THROW(task.post(), std::bad_alloc);
+    end_of_failures();
+    task.post();
+    settle();
+    EXPECT_EQ(turns, 1);
+}
+
+// One allocation of an arrival fails, the first, the second and so on; departures get no memory.
+TEST_F(PoolMemory, AReachabilityTestThatFindsNoMemoryHasNotEnteredAndAllOthersHaveTheirTurn) {
+    limits_.reachability.set_limits(1, 0);
+    const auto test_of = [&](std::uint32_t address) {
+        static ReachabilityTest::Slot nowhere = nullptr;
+        return std::make_unique<ReachabilityTest>(kx_ip_address(address, 1), pool_, nowhere,
+                                                  [](bool) {});
+    };
+    ReachabilityGate& gate = limits_.reachability;
+    auto first = test_of(1);
+    ASSERT_TRUE(gate.enter(*first, 1));
+    bool failed = true;
+    for (std::int64_t n = 0; failed; ++n) {
+        auto second = test_of(2);
+        fail_after(n, 1);
+        try {
+            EXPECT_FALSE(gate.enter(*second, 2));
+        } catch (const std::bad_alloc&) {
+        }
+        failed = end_of_failures();
+        if (failed) {
+            second = test_of(2);
+            EXPECT_FALSE(gate.enter(*second, 2));
+        }
+        auto third = test_of(1);
+        EXPECT_FALSE(gate.enter(*third, 1));
+        fail_after(0, kAll);
+        first.reset();
+        const bool entered = gate.has_entered(*second) && !gate.has_entered(*third);
+        second.reset();
+        end_of_failures();
+        EXPECT_TRUE(entered);
+        EXPECT_TRUE(gate.has_entered(*third));
+        first = std::move(third);
     }
 }
 
