@@ -1,9 +1,11 @@
 #include "app/Console.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "app/CommandLine.h"
+#include "base/kx_err.h"
 
 namespace vorrim {
 
@@ -52,7 +54,7 @@ bool Console::readAndExecute(ConsoleInput::Wake wake) {
     switch (input_.readLine(answering ? std::string_view() : kPrompt,
                             answering ? kLongestAnswer : kLongestLine, wake, line)) {
         case ConsoleInput::Event::line:
-            if (!answer(line)) execute(line);
+            carry_out(line);
             return true;
         case ConsoleInput::Event::ended:
             input_ended_ = true;
@@ -64,6 +66,17 @@ bool Console::readAndExecute(ConsoleInput::Wake wake) {
             return false;
     }
     return false;
+}
+
+// What a command raises ends that command, and not the server.
+void Console::carry_out(std::string_view line) {
+    try {
+        if (!answer(line)) execute(line);
+    } catch (const kx_err& error) {
+        current_output().printLine("Command failed: %s", error.message().c_str());
+    } catch (const std::bad_alloc&) {
+        current_output().printLine("Command failed: out of memory");
+    }
 }
 
 void Console::execute(std::string_view line) {

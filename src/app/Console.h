@@ -51,8 +51,8 @@ public:
     // Returns once the running flag is clear. Lines are executed if `reads_lines`, as long as the
     // input has any; otherwise, and from then on, time passes quietly.
     void run(bool reads_lines);
-    // One line: the answer to a question that waits, else a command. False when the input gave
-    // none.
+    // One line: the answer to a question that waits, else a command, which may fail: then it says
+    // so. False when the input gave none.
     bool readAndExecute(ConsoleInput::Wake wake = ConsoleInput::Wake::waits);
 
     void execute(std::string_view line) override;
@@ -93,6 +93,7 @@ private:
     [[nodiscard]] bool takeOutput(MessageReceiver& holder) REQUIRES(remote_lock_);
     void give_output_back() REQUIRES(remote_lock_);
 
+    void carry_out(std::string_view line);
     [[nodiscard]] bool question_waits() const;
     // False when no question waits.
     bool answer(std::string_view line);

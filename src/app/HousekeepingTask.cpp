@@ -1,19 +1,38 @@
 #include "app/HousekeepingTask.h"
 
+#include <new>
 #include <utility>
 
+#include "base/Output.h"
 #include "base/file/primitives.h"
+#include "base/kx_err.h"
 #include "client/messages.h"
 #include "meta/Opcodes.h"
 #include "meta/Packet.h"
 
 namespace vorrim {
 
+namespace {
+
+// What memory does not allow now is done the next time; nobody else has to do without the server.
+template <class Work>
+void attempt(Work work) {
+    try {
+        work();
+    } catch (const kx_err&) {
+        current_output().printVerbose("*** Exception in HousekeepingTask\n");
+    } catch (const std::bad_alloc&) {
+        current_output().printVerbose("*** Exception in HousekeepingTask\n");
+    }
+}
+
+}  // namespace
+
 void HousekeepingTask::run_once() {
     cycle();
     const auto end = std::chrono::steady_clock::now() + kCycle;
     while (take_request(end))
-        upkeep();
+        attempt([this] { upkeep(); });
 }
 
 void HousekeepingTask::requestUpkeep() {
@@ -44,11 +63,11 @@ void HousekeepingTask::cycle() {
     --statusCountdown_;
     if (statusCountdown_ < 0) {
         statusCountdown_ = kStatusCountdown;
-        announce_status();
+        attempt([this] { announce_status(); });
     }
     if (serverCountdown_ < 0) {
         serverCountdown_ = kServerCountdown;
-        upkeep();
+        attempt([this] { upkeep(); });
     }
     if (limits_ != nullptr) limits_->report(std::chrono::steady_clock::now());
 }

@@ -53,7 +53,7 @@ public:
     void requestUpkeep();
 
     void run_once() override;
-    // The work of one cycle, without the wait.
+    // The work of one cycle, without the wait. Raises nothing: what fails is left out this time.
     void cycle();
 
 private:

@@ -61,6 +61,7 @@ void OutputWriter::Texts::swap(Texts& other) noexcept {
 OutputWriter::OutputWriter(const char* name, std::unique_ptr<TextSink> sink)
     : name_(name), woken_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), sink_(std::move(sink)) {
     if (woken_ < 0) kx_error("no descriptor for an output");
+    chunk_.reserve(std::numeric_limits<Length>::max());  // its thread allocates nothing either
     start();
     if (state() != State::running) {
         ::close(woken_);

@@ -1,6 +1,7 @@
 #include "app/Server.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <string_view>
 #include <utility>
@@ -28,8 +29,13 @@ constexpr int kProxyWait = 500;  // ms
 std::atomic<ServerOutput*> log_of_boxes{nullptr};
 
 void log_message_box(std::string_view caption, std::string_view text) {
-    if (ServerOutput* const output = log_of_boxes.load())
-        output->log(std::string(caption) + ": " + std::string(text) + '\n');
+    ServerOutput* const output = log_of_boxes.load();
+    if (output == nullptr) return;
+    std::array<char, kCaptionText + kErrorText + 4> line;  // memory may be what the box is about
+    const int length =
+        std::snprintf(line.data(), line.size(), "%.*s: %.*s\n", static_cast<int>(caption.size()),
+                      caption.data(), static_cast<int>(text.size()), text.data());
+    if (length > 0) output->log({line.data(), std::min<std::size_t>(length, line.size() - 1)});
 }
 
 void start_thread(kx_thread& thread) {
@@ -107,11 +113,21 @@ void Server::open_debug_log() {
     if (debug_log_) kx_set_debug_stream(debug_log_.get());
 }
 
-void Server::reload() {
-    const bool reopened = output_.reopenLog() && (!debug_log_ || debug_log_->reopen());
-    current_output().printLine(
-        reopened ? "Log files opened again"
-                 : "Couldn't open the log files again (the old ones stay in use)");
+void Server::reload() noexcept {
+    try {
+        const bool reopened = output_.reopenLog() && (!debug_log_ || debug_log_->reopen());
+        current_output().printLine(
+            reopened ? "Log files opened again"
+                     : "Couldn't open the log files again (the old ones stay in use)");
+        read_settings_again();
+    } catch (const kx_err& error) {
+        current_output().printLine("Couldn't read everything again: %s", error.message().c_str());
+    } catch (const std::bad_alloc&) {
+        current_output().printLine("Couldn't read everything again: out of memory");
+    }
+}
+
+void Server::read_settings_again() {
     std::optional<ChangeableSettings> read = settings_.readAgain(settings_file_, current_output());
     if (!read) {
         current_output().printLine("Couldn't open %s again (settings stay as they are)",
@@ -123,8 +139,8 @@ void Server::reload() {
     for (Search& filter : read->filters)
         filters.emplace_back(std::move(filter));
     const std::size_t count = filters.size();
-    settings_.welcome.replace(std::move(read->welcome));
     files_->replace_filters(std::move(filters));
+    settings_.welcome.replace(std::move(read->welcome));
     current_output().printLine("Settings read again: %zu welcome lines, %zu filters", lines, count);
 }
 

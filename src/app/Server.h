@@ -62,7 +62,7 @@ public:
     // Opens the log files anew, and takes over the welcome lines and the filters of the settings
     // file as it is now; what cannot be read stays as it was. Says what came of it. Between start
     // and stop, on their thread.
-    void reload();
+    void reload() noexcept;
     // Returns when nothing runs any more, every connection is closed and the server list saved. May
     // be called again.
     void stop();
@@ -72,6 +72,7 @@ public:
 private:
     void load(const std::string& settings_file);
     void open_debug_log();
+    void read_settings_again();
     void make_service(LoadedSettings loaded);
     void start_workers();
     void open_doors();

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <string_view>
 
 #include "base/LineEditor.h"
@@ -18,10 +19,18 @@ namespace {
 
 thread_local constinit kx_error_location location;
 
-constexpr const char* kFatalCaption = "Unrecoverable error";
+using Caption = std::array<char, kCaptionText>;
+
+// Allocates nothing: memory may be what has run out.
+const char* write_caption(Caption& caption) noexcept {
+    const kx_error_location where = kx_get_error_location();
+    if (where.file == nullptr) return "Unrecoverable error";
+    return kx_snprintf(caption, "Unrecoverable error at %s:%d", where.file, where.line);
+}
 
 void show_error(const kx_err& error) {
-    message_box(kx_fatal_caption(), error.message(), MessageBoxButtons::ok);
+    Caption caption;
+    message_box(write_caption(caption), error.message(), MessageBoxButtons::ok);
 }
 
 void log_message_box(std::string_view caption, std::string_view text) {
@@ -53,10 +62,8 @@ void kx_error(const char* text, const char* file, std::int32_t line) {
 }
 
 std::string kx_fatal_caption() {
-    std::array<char, kCaptionText> caption;
-    const kx_error_location where = kx_get_error_location();
-    if (where.file == nullptr) return kFatalCaption;
-    return kx_snprintf(caption, "Unrecoverable error at %s:%d", where.file, where.line);
+    Caption caption;
+    return write_caption(caption);
 }
 
 void kx_fatal_error(const kx_err& error) noexcept {
@@ -117,6 +124,9 @@ int kx_run_main(const std::function<void()>& program) {
         program();
     } catch (const kx_err& error) {
         show_error(error);
+    } catch (const std::bad_alloc&) {
+        kx_set_error_location(nullptr, 0);
+        show_error(kx_err("out of memory"));
     }
     return kMainExitStatus;
 }

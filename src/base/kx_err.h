@@ -4,8 +4,8 @@
 //     kx_error("readAll error")  ──►  location of the calling line, kept for the thread
 //                                └─►  kx_error_handler  ──►  throw kx_err
 //
-// Whoever can say what a failure means catches `kx_err`. One that nobody catches ends a thread, and
-// with it the process, in kx_fatal_error; its caption names the line that raised it.
+// Whoever can say what a failure means catches `kx_err`. One that nobody catches, as a bad_alloc,
+// ends the process in kx_fatal_error; the caption of a kx_err names the line that raised it.
 //
 // Beside errors there are two more channels, warnings and alerts. All three are hooks.
 //
@@ -81,8 +81,8 @@ extern std::atomic<kx_alert_hook> kx_alert_handler;
 // output unbuffered, installs the message-box handlers, and lets message boxes into the log.
 void kx_enter_console_mode() noexcept;
 
-// Runs the program and reports a kx_err that leaves it as kx_fatal_error does. Returns the exit
-// status, kMainExitStatus either way.
+// Runs the program and reports a kx_err or std::bad_alloc that leaves it as kx_fatal_error does.
+// Returns the exit status, kMainExitStatus either way.
 [[nodiscard]] int kx_run_main(const std::function<void()>& program);
 
 }  // namespace vorrim

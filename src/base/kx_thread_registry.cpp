@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <new>
 #include <unistd.h>
 #include <utility>
 
@@ -69,6 +70,9 @@ void* thread_entry(void* argument) {
         // The thread asked to end here, and does.
     } catch (const kx_err& error) {
         kx_fatal_error(error);
+    } catch (const std::bad_alloc&) {
+        kx_set_error_location(nullptr, 0);
+        kx_fatal_error(kx_err("out of memory"));
     }
     remove_current();
     return nullptr;

@@ -42,7 +42,7 @@ private:
 // Runs `function` on a new thread with a stack of at least `stack_bytes`. Returns when the thread
 // has recorded itself and is about to call it; empty when the system refuses a thread.
 //
-// kx_exit_thread_exception ends the thread silently; a kx_err ends the process (kx_fatal_error).
+// kx_exit_thread_exception ends the thread silently, a kx_err or std::bad_alloc the process.
 [[nodiscard]] kx_thread_handle kx_thread_create(std::function<void()> function,
                                                 std::size_t stack_bytes);
 

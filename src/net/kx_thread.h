@@ -4,7 +4,7 @@
 //     start ─► running ── run_once, run_once, ... ──► stopped ─► on_finished, if it ended by itself
 //                 └─ stop: stopping, wake ───────────────┘
 //
-// A kx_err that leaves run_once ends the process; a step that can go on catches it itself.
+// What leaves run_once ends the process; a step that can go on catches it itself.
 //
 // Ownership   The object outlives its thread: the destructor of every derived class calls `stop`
 //             first, while its own run_once and wake are still there.

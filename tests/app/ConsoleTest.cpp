@@ -1,11 +1,15 @@
-// Administrators who do not log in, or vanish while they do.
+// Administrators who do not log in, or vanish while they do, and commands that fail.
+#include <deque>
 #include <gtest/gtest.h>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "app/Console.h"
+#include "base/kx_err.h"
 #include "net/Controller.h"
 #include "net/LoginThrottle.h"
+#include "tests/base/RecordingOutput.h"
 #include "tests/net/PoolFixture.h"
 
 namespace vorrim {
@@ -71,6 +75,40 @@ TEST_F(AdministratorTest, OneWhoVanishesWhileItsLoginWaitsLeavesNothingBehind) {
     settle();
     EXPECT_EQ(&current_output(), before);
     EXPECT_EQ(share_.load(), 0U);
+}
+
+// The operator's lines, one after the other.
+class Script final : public ConsoleInput {
+public:
+    Event readLine(std::string_view, std::size_t, Wake, std::string& line) override {
+        if (lines.empty()) return Event::stopped;
+        line = lines.front();
+        lines.pop_front();
+        return Event::line;
+    }
+    Event wait() override { return Event::stopped; }
+    void wake() noexcept override {}
+
+    std::deque<std::string> lines;
+};
+
+TEST(Console, ACommandThatFailsSaysSoAndTheNextOneRuns) {
+    class Failing final : public Console {
+    public:
+        explicit Failing(ConsoleInput& input) : Console(input) {
+            addCommand("raise", [](std::string_view) { kx_error("lost"); });
+            addCommand("grow", [](std::string_view) { throw std::bad_alloc(); });
+            addCommand("go", [](std::string_view) { current_output().printLine("gone"); });
+        }
+    };
+    RecordingOutput output;
+    Script input;
+    input.lines = {"raise", "grow", "go"};
+    Failing console(input);
+    console.run(true);
+    EXPECT_TRUE(input.lines.empty());
+    EXPECT_TRUE(
+        output.take().ends_with("Command failed: lost\nCommand failed: out of memory\ngone\n"));
 }
 
 }  // namespace

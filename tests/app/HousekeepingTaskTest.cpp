@@ -1,11 +1,13 @@
 #include <atomic>
 #include <gtest/gtest.h>
 #include <memory>
+#include <new>
 #include <string>
 #include <thread>
 #include <utility>
 
 #include "app/HousekeepingTask.h"
+#include "base/kx_err.h"
 #include "tests/client/Files.h"
 #include "tests/client/ServiceFixture.h"
 
@@ -47,6 +49,23 @@ TEST_F(HousekeepingTaskTest, EveryConnectionGetsTheStatusEvery13Cycles) {
         EXPECT_EQ(peer->take(), cycle % 13 == 0 ? status : Bytes()) << cycle;
     }
     pool_.delete_all();
+}
+
+TEST_F(HousekeepingTaskTest, WhatFailsIsLeftOutAndTheRestGoesOn) {
+    struct Failing final : DirectoryUpkeep {
+        void save() override {
+            if (++saves == 1) throw std::bad_alloc();
+            if (saves == 2) kx_error("out of memory");
+        }
+        void sweep() override { ++sweeps; }
+        int saves = 0;
+        int sweeps = 0;
+    } failing;
+    HousekeepingTask task(clients_, files_, &failing);
+    for (int cycle = 0; cycle <= 2 * 721; ++cycle)
+        ASSERT_NO_THROW(task.cycle()) << cycle;
+    EXPECT_EQ(failing.saves, 3);
+    EXPECT_EQ(failing.sweeps, 1);
 }
 
 TEST_F(HousekeepingTaskTest, EachRequestIsMetAtOnceAndMovesNoCycle) {

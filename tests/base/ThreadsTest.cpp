@@ -83,6 +83,14 @@ TEST(Threads, AreRefusedAnImpossibleStack) {
 TEST(ThreadsDeathTest, EndTheProcessWithAnErrorThatTheyDoNotCatch) {
     EXPECT_EXIT(kx_thread_create([] { kx_error("lost", "task.cpp", 8); }, kStack).join(),
                 ::testing::ExitedWithCode(255), "Unrecoverable error at task.cpp:8: lost");
+    const auto find_no_memory = [] {
+        kx_set_error_location("earlier.cpp", 9);
+        throw std::bad_alloc();
+    };
+    EXPECT_EXIT(kx_thread_create(find_no_memory, kStack).join(), ::testing::ExitedWithCode(255),
+                "Unrecoverable error: out of memory");
+    EXPECT_EXIT(std::_Exit(kx_run_main(find_no_memory)), ::testing::ExitedWithCode(1),
+                "Unrecoverable error: out of memory");
 }
 
 // Writes down when it is called, and whether the main thread was recorded then.

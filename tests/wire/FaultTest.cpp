@@ -52,6 +52,21 @@ TEST(Fault, WithoutMemoryARequestEndsItsOwnConnectionAndNobodyElses) {
     EXPECT_EQ(names(late.search(words("afterwards")).records), Names{"afterwards"});
 }
 
+TEST(Fault, ASettingsFileTooLargeForTheMemoryIsNotReadAgainAndTheServerServes) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizers map far more than any limit";
+#endif
+    constexpr std::uint64_t kRoom = 280U << 20U;
+    ServerProcess server(ServerProcess::Setup{.settings = "threads=1\nwelcome[0]=old",
+                                              .limit = {{RLIMIT_AS, {kRoom, kRoom}}}});
+    server.wait_for_prompt();
+    std::filesystem::resize_file(server.folder()->path() / "vorrim.ini", kRoom);
+    server.signal(SIGHUP);
+    server.wait_for_output("Couldn't read everything again: out of memory\n");
+    const auto texts = WireClient(server).login(client_record(hash_of(1), "a")).texts;
+    EXPECT_EQ(texts, (Names{"server version 16.36", "old"}));
+}
+
 TEST(Fault, ADiskThatTakesNoMoreKeepsTheOldListAndTheServerServes) {
     const auto folder = std::make_shared<ScratchFolder>();
     const std::string old_list = server_list(500);
