@@ -6,7 +6,11 @@
 #include <fcntl.h>
 #include <memory>
 #include <openssl/evp.h>
+#include <system_error>
 #include <unistd.h>
+
+#include "Failure.h"
+#include "platform/Descriptor.h"
 
 namespace vorrim::cli {
 
@@ -48,29 +52,14 @@ private:
         std::make_unique<std::array<unsigned char, kBlock>>()};
 };
 
-class Descriptor {
-public:
-    // A file that has become a pipe since it was found must not hold us up.
-    explicit Descriptor(const std::string& path)
-        : handle_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)) {}
-    ~Descriptor() {
-        if (handle_ >= 0) ::close(handle_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    [[nodiscard]] int get() const noexcept { return handle_; }
-
-private:
-    int handle_;
-};
-
 }  // namespace
 
 std::optional<HashedFile> hash_file(const std::string& path, const std::atomic<bool>& stop,
                                     std::atomic<std::uint64_t>& progress) {
     thread_local Sha256 sha;
-    const Descriptor file(path);
-    if (file.get() < 0 || !sha.begin()) return std::nullopt;
+    // A file that has become a pipe since it was found must not hold us up.
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    if (!file.open() || !sha.begin()) return std::nullopt;
     std::uint64_t size = 0;
     for (;;) {
         if (stop) return std::nullopt;
@@ -91,8 +80,15 @@ std::optional<HashedFile> hash_file(const std::string& path, const std::atomic<b
 FileHasher::FileHasher(std::span<const FoundFile> files) : files_(files), slots_(files.size()) {
     const unsigned processors = std::max(std::thread::hardware_concurrency(), 1u);
     const unsigned count = std::min(processors, kMostWorkers);
-    for (unsigned i = 0; i < count; ++i)
-        workers_.emplace_back([this] { work(); });
+    workers_.reserve(count);
+    while (workers_.size() < count) {
+        try {
+            workers_.emplace_back([this] { work(); });
+        } catch (const std::system_error&) {
+            if (workers_.empty()) throw Failure("the system refuses another thread");
+            return;  // fewer take longer
+        }
+    }
 }
 
 FileHasher::~FileHasher() {

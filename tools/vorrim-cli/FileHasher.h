@@ -41,6 +41,7 @@ public:
     // At most two workers: the disk is the limit, and the machine has other work.
     static constexpr unsigned kMostWorkers = 2;
 
+    // Raises Failure when the system refuses even one thread.
     explicit FileHasher(std::span<const FoundFile> files);
     ~FileHasher();
     FileHasher(const FileHasher&) = delete;
