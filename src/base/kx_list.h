@@ -5,9 +5,9 @@
 //        ▲                                        │
 //        └────────────────────────────────────────┘      an empty list: the sentinel alone
 //
-// Ownership   kx_list<T*> borrows its items, kx_list<std::unique_ptr<T>> owns them and destroys
-// what
-//             is removed, replaced or cleared. Null is never stored: adding it does nothing.
+// Ownership   kx_list<T*> borrows its items; kx_list<std::unique_ptr<T>> owns them, and destroys
+//             what is removed, replaced or cleared. Null is never stored: adding it does
+//             nothing.
 // Cost        Adding at either end is one step; an index, a count or a search walks from the front.
 // Threads     None inside.
 

@@ -40,7 +40,8 @@ public:
         lines_.swap(lines);
     }
 
-    // Calls `visit` with each line in order, under the lock.
+    // Calls `visit` with each line in order, under the lock, inside which it may lock a send queue
+    // and nothing else.
     template <class Visit>
     void for_each(Visit visit) const {
         const kx_guard hold(lock_);

@@ -36,7 +36,7 @@ public:
     SendQueue(const SendQueue&) = delete;
     SendQueue& operator=(const SendQueue&) = delete;
 
-    // Both return the bytes that now wait.
+    // Each returns the bytes that now wait.
     std::size_t append(const Packet& packet);
     std::size_t append(std::shared_ptr<const Packet> packet);
     // Whole packets, one behind the other.

@@ -2,8 +2,8 @@
 // The datagram endpoint: takes datagrams in batches, hands each to the handler, and sends the
 // answers in batches.
 //
-//     recvmmsg ──► [datagram][datagram]...  ──► handle_datagram ──► reply() ──► [answers] ──►
-//     sendmmsg
+//     recvmmsg ──► [datagram][datagram]... ──► handle_datagram ──► reply()
+//                                                                    └──► [answers] ──► sendmmsg
 //
 // No place that is not exempt gets more than so many bytes a second (net/DatagramLimiter.h),
 // whoever seems to ask for them.
