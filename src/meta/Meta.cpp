@@ -68,7 +68,9 @@ bool Meta::fromDisk(kx_file& from) {
     readAll(from, hash_.bytes.data(), kHashSize);
     extra_.clear();
     for (std::uint16_t left = read_16(from); left > 0; --left) {
-        readAll(from, extra_.emplace_back().bytes.data(), kHashSize);
+        FileHash extra;
+        readAll(from, extra.bytes.data(), kHashSize);
+        extra_.push_back(extra);
     }
     if (tags_from_disk(from)) return true;
     current_output().printError("ERROR: Meta::fromDisk()\n");

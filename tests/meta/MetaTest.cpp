@@ -150,6 +150,14 @@ TEST(Meta, DiskFormThatEndsEarlyRaisesUpToTheTagCount) {
     }
 }
 
+TEST(Meta, KeepsNoExtraHashThatIsNotWhole) {
+    Meta meta;
+    EXPECT_THROW((void)decode_disk(meta, in_a_row({kNoTags, kCountingHash, hex("03 00"),
+                                                   kCountingHash, hex("AA BB")})),
+                 kx_err);
+    EXPECT_EQ(meta.extraHashes().size(), 1U);
+}
+
 TEST(Meta, APeersTagOfAnotherTypeBecomesTheWantedTypeInItsPlace) {
     Meta meta;
     ASSERT_TRUE(decode_network(meta, in_a_row({kFixed, hex("03 00 00 00 02 01 00 0D 01 00 78"),
