@@ -41,6 +41,16 @@ TEST_F(DiskFile, WritesFromItsFirstByteAndRaisesItsSize) {
     EXPECT_EQ(file->read(&byte, 1), 0);  // not open for reading
 }
 
+TEST_F(DiskFile, IsEmptiedWhenCreatedWhateverItIsOpenedFor) {
+    for (const std::uint32_t access : {0U, KX_FILE_READ, KX_FILE_WRITE}) {
+        put("file", "old");
+        const auto file = kx_open_file(path("file"), access | KX_FILE_CREATE);
+        ASSERT_NE(file, nullptr);
+        EXPECT_EQ(file->size(), 0u);
+        EXPECT_EQ(get("file"), "");
+    }
+}
+
 TEST_F(DiskFile, ReadsTheSameInAnyPieces) {
     Random random(20240611);
     std::string text(20000, '\0');

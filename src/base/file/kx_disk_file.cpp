@@ -25,8 +25,7 @@ int open_flags(std::uint32_t mode) noexcept {
         flags |= (mode & KX_FILE_READ) != 0 ? O_RDWR : O_WRONLY;
     }
     if (mode != KX_FILE_READ) flags |= O_CREAT;
-    // Emptying is a write: a file opened for reading alone is not emptied.
-    if ((mode & KX_FILE_CREATE) != 0 && (mode & KX_FILE_WRITE) != 0) flags |= O_TRUNC;
+    if ((mode & KX_FILE_CREATE) != 0) flags |= O_TRUNC;
     return flags;
 }
 
