@@ -38,15 +38,23 @@ private:
     const locale_t before_;
 };
 
-// As the library shows them: a control character takes two columns.
-int columns_of(const wchar_t* begin, const wchar_t* end) noexcept {
+// Where the cursor is behind a text that begins at `column`, in columns from the beginning of the
+// first row, as the library shows it: a control character takes two, a tab as many as there are to
+// the next stop of its row.
+int column_behind(std::wstring_view text, int column, int columns_of_row) noexcept {
     constexpr int kControl = 2;
-    int columns = 0;
-    for (; begin != end; ++begin) {
-        const int width = ::wcwidth(*begin);
-        columns += width < 0 ? kControl : width;
+    constexpr int kTabStop = 8;
+    for (const wchar_t character : text) {
+        if (character == L'\t') {
+            do
+                ++column;
+            while (column % columns_of_row % kTabStop != 0);
+        } else {
+            const int width = ::wcwidth(character);
+            column += width < 0 ? kControl : width;
+        }
     }
-    return columns;
+    return column;
 }
 
 }  // namespace
@@ -84,6 +92,8 @@ LineEditor::LineEditor(int input, int output)
     history(history_.get(), &event, H_SETUNIQUE, 1);
     el_set(editor, EL_HIST, &history, history_.get());
     el_set(editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
+    // Nothing is completed, and a tab separates the words of a command like a blank.
+    el_set(editor, EL_BIND, "^I", "ed-insert", nullptr);
 }
 
 LineEditor::~LineEditor() {
@@ -145,9 +155,11 @@ int LineEditor::take_character(wchar_t& character) {
     for (;;) {
         while (!typed_.empty()) {
             constexpr std::size_t kInvalid = static_cast<std::size_t>(-1);
+            const bool begun = std::mbsinit(&partial_) == 0;
             const std::size_t taken = std::mbrtowc(&character, typed_.data(), 1, &partial_);
-            typed_.erase(0, 1);
             if (taken == kInvalid) partial_ = {};
+            // What breaks off a character may well begin another one.
+            if (taken != kInvalid || !begun) typed_.erase(0, 1);
             if (taken > 1) continue;
             // What the terminal has kept of an end that was typed just before its mode changed.
             if (character == L'\0') character = kEnd;
@@ -197,8 +209,9 @@ void LineEditor::follow_size() {
 
 void LineEditor::take_line_away() {
     const LineInfoW* const typed = el_wline(editor_.get());
-    const int before = static_cast<int>(prompt_.size()) + columns_of(typed->buffer, typed->cursor);
-    const int rows = before / columns_;
+    const std::wstring_view before(typed->buffer, typed->cursor);
+    const int prompt = static_cast<int>(prompt_.size());
+    const int rows = column_behind(before, prompt, columns_) / columns_;
     std::string keys = "\r";
     if (rows > 0) keys += "\x1b[" + std::to_string(rows) + 'A';
     keys += "\x1b[J";

@@ -178,6 +178,24 @@ TEST_F(AtTerminal, ALineThatIsBeingTypedSurvivesMessagesOfOthers) {
     static_cast<void>(server_.exit());
 }
 
+TEST_F(AtTerminal, ATabIsACharacterLikeOthers) {
+    const WireClient client(server_);
+    terminal_.type("m\ta\tb\r");
+    EXPECT_EQ(client.receive(), Bytes().u8(0x38).text("a\tb"));
+    terminal_.type("m" + std::string(10, '\t') + "reaches the second row");
+    terminal_.wait_for("second row");
+    client.send(hex("17"));
+    terminal_.wait_for(
+        "\r\x1b[1A\x1b[J"
+        "Unknown msg from Connection: 23\r\n> m\r\nreaches");
+}
+
+TEST_F(AtTerminal, ABrokenCharacterTakesNoOtherWithIt) {
+    const WireClient client(server_);
+    terminal_.type("m \xE9t\xC3\xC3\xA9 caf\xE9\r");
+    EXPECT_EQ(client.receive(), Bytes().u8(0x38).text("t\xC3\xA9 caf"));
+}
+
 TEST_F(AtTerminal, NoTextFromOutsideSteersIt) {
     const WireClient client = WireClient::low(server_, "an\x1b[2J\x07 \xC2\x9B client");
     terminal_.type("vc\r");
