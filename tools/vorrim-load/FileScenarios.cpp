@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdio>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <utility>
 
@@ -23,6 +24,8 @@ constexpr std::uint64_t kFilesPerClient = 10'000;
 constexpr std::size_t kSourceBytes = 6;
 constexpr std::size_t kRecordBytes = 300;
 constexpr std::chrono::milliseconds kLookEvery{1};
+// A departure takes a few milliseconds; somebody else's files stay for good.
+constexpr std::chrono::seconds kDepartureWithin{60};
 
 // Queues bytes and waits until that many frames of the kind have answered them.
 void exchange(Swarm& swarm, std::size_t index, const Bytes& bytes, std::uint8_t answer,
@@ -63,8 +66,15 @@ void put_files(Swarm& swarm, std::size_t index, const Options& options, std::uin
 
 // Until nothing is in the index but what is held.
 void await_departures(const Options& options) {
-    while (indexed_files(options) > options.files)
+    const auto give_up = Clock::now() + kDepartureWithin;
+    for (std::uint64_t files; (files = indexed_files(options)) > options.files;) {
+        if (Clock::now() >= give_up) {
+            throw std::runtime_error("the server keeps " + std::to_string(files) +
+                                     " files, of which only " + std::to_string(options.files) +
+                                     " are held: is somebody else there? (--held, --files)");
+        }
         std::this_thread::sleep_for(kLookEvery);
+    }
 }
 
 }  // namespace
