@@ -30,7 +30,10 @@ Controller::~Controller() {
 
 Turn Controller::doTask(socketPool& pool) {
     if (!std::exchange(begun_, true)) setAlarm(pool.clock().now() + kLoginPatience);
-    return Connection::doTask(pool);
+    const Turn turn = Connection::doTask(pool);
+    // Before the socket is closed: whoever sees the end of an administrator finds the output free.
+    if (turn == Turn::finished) console_.releaseOutput(*this);
+    return turn;
 }
 
 void Controller::receive(std::string_view text) {
@@ -61,7 +64,7 @@ Connection::Verdict Controller::begin_login(kx_memory_file& payload) {
     current_output().printVerbose("CONT_LOGIN: %s, %s\n", name.c_str(), password.c_str());
     Credentials given{std::string(name.view()), std::string(password.view())};
     const auto moment = throttle_.admit(peer());
-    if (!moment) return Verdict::close;
+    if (!moment) return refuse_login();
     if (*moment <= pool().clock().now()) return finish_login(given);
     waiting_ = std::move(given);
     pause();
@@ -80,11 +83,15 @@ Turn Controller::onAlarm() {
     }
 }
 
+Connection::Verdict Controller::refuse_login() {
+    current_output().printVerbose("Not Valid\n");
+    return Verdict::close;
+}
+
 Connection::Verdict Controller::finish_login(const Credentials& given) {
     if (!console_.login(given.name, given.password, *this)) {
         throttle_.failed(peer());
-        current_output().printVerbose("Not Valid\n");
-        return Verdict::close;
+        return refuse_login();
     }
     throttle_.succeeded(peer());
     current_output().printVerbose("Valid\n");

@@ -46,6 +46,7 @@ private:
 
     [[nodiscard]] Verdict begin_login(kx_memory_file& payload);
     [[nodiscard]] Verdict finish_login(const Credentials& given);
+    [[nodiscard]] static Verdict refuse_login();
 
     RemoteConsole& console_;
     LoginThrottle& throttle_;

@@ -111,5 +111,31 @@ TEST(Console, ACommandThatFailsSaysSoAndTheNextOneRuns) {
         output.take().ends_with("Command failed: lost\nCommand failed: out of memory\ngone\n"));
 }
 
+TEST_F(AdministratorTest, WhoSeesItsEndFindsTheOutputFree) {
+    const Output* const before = &current_output();
+    Line& admin = connect();
+    log_in(admin, "secret");
+    ASSERT_NE(&current_output(), before);
+    const Output* at_the_end = nullptr;
+    admin.when_closed = [&] { at_the_end = &current_output(); };
+    admin.bring(frame_of("\x66"));  // a command without its text
+    settle();
+    EXPECT_EQ(at_the_end, before);
+}
+
+TEST_F(AdministratorTest, ALoginThatMayNotEvenWaitIsNotValidLikeAnyOther) {
+    RecordingOutput output;
+    output.set_verbose(true);
+    for (int i = 0; i < 5; ++i)
+        log_in(connect(), "wrong");
+    while (true) {
+        static_cast<void>(output.take());
+        Line& guesser = connect();
+        log_in(guesser, "secret");
+        if (guesser.closed) break;
+    }
+    EXPECT_EQ(output.take(), "V:CONT_LOGIN: root, secret\nV:Not Valid\n");
+}
+
 }  // namespace
 }  // namespace vorrim

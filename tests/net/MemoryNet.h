@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -74,6 +75,7 @@ struct Line {
     std::uint32_t interest = 0;   // 0: not watched
     Task* task = nullptr;
     bool closed = false;
+    std::function<void()> when_closed{};
 };
 
 struct SentDatagram {
@@ -194,7 +196,9 @@ private:
         void send_batch(std::span<const DatagramSlot>) override {}
         bool close() override {
             line_.interest = 0;
-            return !std::exchange(line_.closed, true);
+            if (std::exchange(line_.closed, true)) return false;
+            if (line_.when_closed) line_.when_closed();
+            return true;
         }
         [[nodiscard]] bool connected() const override { return line_.stands; }
         [[nodiscard]] std::optional<kx_ip_address> peer_address() const override {
