@@ -35,7 +35,8 @@ void log_message_box(std::string_view caption, std::string_view text) {
     const int length =
         std::snprintf(line.data(), line.size(), "%.*s: %.*s\n", static_cast<int>(caption.size()),
                       caption.data(), static_cast<int>(text.size()), text.data());
-    if (length > 0) output->log({line.data(), std::min<std::size_t>(length, line.size() - 1)});
+    if (length > 0)
+        output->log({line.data(), std::min(static_cast<std::size_t>(length), line.size() - 1)});
 }
 
 void start_thread(kx_thread& thread) {
