@@ -180,6 +180,7 @@ TEST_F(AtTerminal, ALineThatIsBeingTypedSurvivesMessagesOfOthers) {
 
 TEST_F(AtTerminal, ATabIsACharacterLikeOthers) {
     const WireClient client(server_);
+    server_.wait_for_users(1);
     terminal_.type("m\ta\tb\r");
     EXPECT_EQ(client.receive(), Bytes().u8(0x38).text("a\tb"));
     terminal_.type("m" + std::string(10, '\t') + "reaches the second row");
@@ -192,6 +193,7 @@ TEST_F(AtTerminal, ATabIsACharacterLikeOthers) {
 
 TEST_F(AtTerminal, ABrokenCharacterTakesNoOtherWithIt) {
     const WireClient client(server_);
+    server_.wait_for_users(1);
     terminal_.type("m \xE9t\xC3\xC3\xA9 caf\xE9\r");
     EXPECT_EQ(client.receive(), Bytes().u8(0x38).text("t\xC3\xA9 caf"));
 }
