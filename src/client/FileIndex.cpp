@@ -139,7 +139,7 @@ void FileIndex::renumber() {
     const RowStore::NewNumbers new_number(table_.rows());
     FileTable::Renumbered renumbered = table_.renumbered(new_number);
     places_.renumber([&](std::uint32_t row) { return new_number.of_any(row); });
-    table_.take_over(std::move(renumbered));
+    table_.take_over(std::move(renumbered), new_number);
 }
 
 // ---- departure ----
@@ -346,7 +346,7 @@ bool FileIndex::step(SearchBatch& batch, Deliver&& deliver) const {
     StepBudget budget(tuning_.step);
     const HeldReports reports(batch.reports_);
     const kx_read_guard guard(lock_);
-    MatchCollector collector(table_, *batch.search_, batch.capacity_ - batch.found_, taker, budget,
+    MatchCollector collector(*batch.search_, batch.capacity_ - batch.found_, taker, budget,
                              kRecordCost + batch.nodes_);
     search_locked(batch, collector, budget);
     batch.found_ += static_cast<std::uint32_t>(collector.count());
@@ -395,8 +395,8 @@ void FileIndex::search_locked(SearchBatch& batch, MatchCollector& collector,
     search.resume_position = Search::kNothingToContinue;
     search.resume_offset = 0;
     if (!collector.full()) return;
-    const FileEntry& last = collector.last();
-    const std::uint32_t bucket = table_.bucket_of(last.hash);
+    const Candidate& last = collector.last();
+    const std::uint32_t bucket = table_.bucket_of(last.record.view().hash());
     search.resume_position = static_cast<std::int32_t>(bucket);
     search.resume_offset = static_cast<std::int32_t>(table_.bucket(bucket)->rank(last.row) + 1);
 }

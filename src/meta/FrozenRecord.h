@@ -27,6 +27,36 @@ namespace vorrim {
 
 class Meta;
 
+// Where a kept record lies. Copied freely, and good for as long as the record is not given away.
+class RecordPlace final {
+public:
+    RecordPlace() noexcept = default;
+
+    [[nodiscard]] RecordView view() const noexcept { return RecordView({bytes(), block_->length}); }
+    // Fetches the beginning of the record in advance.
+    void prefetch() const noexcept {
+        constexpr std::size_t kLine = 64;
+        __builtin_prefetch(bytes());
+        __builtin_prefetch(bytes() + kLine);
+        __builtin_prefetch(bytes() + 2 * kLine - 1);
+    }
+
+private:
+    friend class FrozenRecord;
+
+    struct Block {
+        std::uint32_t length;        // of the record's bytes, which follow
+        std::uint32_t availability;  // offset of the value in those bytes
+    };
+
+    explicit RecordPlace(const Block* block) noexcept : block_(block) {}
+    [[nodiscard]] const std::byte* bytes() const noexcept {
+        return reinterpret_cast<const std::byte*>(block_ + 1);
+    }
+
+    const Block* block_ = nullptr;
+};
+
 class FrozenRecord final {
 public:
     FrozenRecord() noexcept = default;
@@ -42,6 +72,7 @@ public:
     [[nodiscard]] bool empty() const noexcept { return block_ == nullptr; }
 
     [[nodiscard]] RecordView view() const noexcept { return RecordView(bytes()); }
+    [[nodiscard]] RecordPlace place() const noexcept { return RecordPlace(block_.get()); }
     [[nodiscard]] std::span<const std::byte> bytes() const noexcept {
         return {data(), block_->length};
     }
@@ -63,10 +94,7 @@ public:
     [[nodiscard]] FrozenRecord clone() const;
 
 private:
-    struct Block {
-        std::uint32_t length;        // of the record's bytes, which follow
-        std::uint32_t availability;  // offset of the value in those bytes
-    };
+    using Block = RecordPlace::Block;
     struct Free {
         void operator()(Block* block) const noexcept;
     };

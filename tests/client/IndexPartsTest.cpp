@@ -11,6 +11,7 @@
 #include "client/index/RowList.h"
 #include "client/index/RowStore.h"
 #include "client/index/keyword_hash.h"
+#include "tests/client/Files.h"
 #include "tests/search/SearchFixture.h"
 
 namespace vorrim {
@@ -137,24 +138,26 @@ TEST(IndexRowList, KeepsTheRowsOfAVectorThroughAllForms) {
 // Segments grow and are packed, with one another as well, while rows come, go and change; now and
 // then all of them go at once, or nearly all.
 TEST(IndexRowStore, KeepsWhatItWasToldWhileSegmentsArePacked) {
-    constexpr std::array<std::byte, RecordLayout::tags> kNoTags{};
     constexpr std::uint32_t kSegment = Segment::kStretchRows;
     constexpr std::uint32_t kRows = 15 * kSegment;
-    const auto signature_of = [](std::uint32_t handle) {
+    const auto signature_of = [](std::uint32_t number) {
         TextSignature signature;
-        signature.add("file " + std::to_string(handle));
+        signature.add("file " + std::to_string(number));
         return signature;
     };
+    const std::vector<FrozenRecord> records =
+        files(0, kRows, [](std::uint32_t) { return std::string(); });
+    const auto number_of = [](RecordPlace record) { return record.view().hash().first_u32(); };
     std::mt19937 random(7);
     RowStore store(2 * kRows, kSegment);
     using Known = std::map<std::uint32_t, std::pair<std::uint32_t, bool>>;
-    Known known;  // handle of each row, and whether somebody reachable has it
+    Known known;  // number of each row, and whether somebody reachable has it
     const auto expect_same = [&] {
         Known met;
         store.for_each_live([&](const Segment& segment, std::uint32_t slot) {
-            const std::uint32_t handle = segment.handle_of(slot);
-            met[segment.row_of(slot)] = {handle, segment.reachable(slot)};
-            ASSERT_EQ(segment.signature_of(slot).words(), signature_of(handle).words());
+            const std::uint32_t number = number_of(segment.record_of(slot));
+            met[segment.row_of(slot)] = {number, segment.reachable(slot)};
+            ASSERT_EQ(segment.signature_of(slot).words(), signature_of(number).words());
         });
         ASSERT_EQ(met, known);
     };
@@ -162,24 +165,24 @@ TEST(IndexRowStore, KeepsWhatItWasToldWhileSegmentsArePacked) {
         store.remove(row->first);
         return known.erase(row);
     };
-    for (std::uint32_t handle = 0; handle < kRows; ++handle) {
+    for (std::uint32_t number = 0; number < kRows; ++number) {
         const bool reachable = random() % 2 == 0;
         const std::uint32_t row =
-            store.append(handle, signature_of(handle), reachable, RecordView(kNoTags));
-        known[row] = {handle, reachable};
+            store.append(records[number].place(), signature_of(number), reachable);
+        known[row] = {number, reachable};
         const auto any = [&] {
             return known.lower_bound(static_cast<std::uint32_t>(random()) % (row + 1));
         };
         if (random() % 2 == 0) remove(any());
         if (const auto other = any(); other != known.end())
             store.set_reachable(other->first, other->second.second = !other->second.second);
-        if (handle % (3 * kSegment) == 5 * kSegment / 2) {
-            const bool all = handle < 3 * kSegment;
+        if (number % (3 * kSegment) == 5 * kSegment / 2) {
+            const bool all = number < 3 * kSegment;
             for (auto at = known.begin(); at != known.end();)
                 at = all || random() % 20 > 0 ? remove(at) : std::next(at);
             ASSERT_NO_FATAL_FAILURE(expect_same());
         }
-        if (handle % 1000 == 0) {
+        if (number % 1000 == 0) {
             ASSERT_NO_FATAL_FAILURE(expect_same());
         }
     }
@@ -188,12 +191,12 @@ TEST(IndexRowStore, KeepsWhatItWasToldWhileSegmentsArePacked) {
 // Which of the texts, one a row, a plan lets through; both ways of asking agree.
 std::vector<std::string> admitted(std::unique_ptr<SearchNode> root,
                                   const std::vector<std::string>& texts) {
-    constexpr std::array<std::byte, RecordLayout::tags> kBytes{};
+    const FrozenRecord record = file(0, "");
     RowStore store(1000, Segment::kStretchRows);
     for (const std::string& text : texts) {
         TextSignature signature;
         signature.add(text);
-        store.append(0, signature, false, RecordView(kBytes));
+        store.append(record.place(), signature, false);
     }
     CandidatePlan plan(*root);
     plan.order_by(store.weights());

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "client/index/SourceList.h"
@@ -33,14 +34,6 @@ struct FileEntry {
         __builtin_prefetch(this, 1);
         __builtin_prefetch(&reachable, 1);
     }
-    // Fetches the beginning of the record, once the entry itself is at hand.
-    void prefetch_record() const noexcept {
-        constexpr std::size_t kLine = 64;
-        const std::byte* const bytes = record.bytes().data();
-        __builtin_prefetch(bytes);
-        __builtin_prefetch(bytes + kLine);
-        __builtin_prefetch(bytes + 2 * kLine - 1);
-    }
 };
 
 static_assert(sizeof(FileEntry) == 48);
@@ -61,6 +54,14 @@ public:
         return entries_[handle / kChunk][handle % kChunk];
     }
     [[nodiscard]] std::uint32_t size() const noexcept { return size_; }
+    // Calls visit(entry) for every entry that has its record.
+    template <class Visit>
+    void for_each(Visit&& visit) {
+        for (std::size_t number = 0; number < entries_.size(); ++number)
+            if (entries_[number])  // or it has no memory
+                for (FileEntry& entry : std::span(entries_[number].get(), chunks_[number].cut))
+                    if (!entry.record.empty()) visit(entry);
+    }
 
 private:
     static constexpr std::uint32_t kChunk = 1024;

@@ -11,12 +11,6 @@ FileTable::FileTable(std::uint32_t row_limit, std::uint32_t segment_rows)
     set_buckets(bucket_count_);
 }
 
-FileTable::~FileTable() {
-    rows_.for_each_live([&](const Segment& segment, std::uint32_t slot) {
-        entries_[segment.handle_of(slot)].sources.clear(sources_);
-    });
-}
-
 void FileTable::set_buckets(std::uint32_t count) {
     occupied_ = SparseBits(count);
     bucket_count_ = count;
@@ -30,7 +24,7 @@ std::uint32_t FileTable::add_entry(Prepared& prepared, ClientId owner, std::uint
     FileEntry& entry = entries_[handle];
     Rollback entry_made([&] { entries_.remove(handle); });
     entry.hash = hash;
-    entry.row = rows_.append(handle, prepared.signature, reachable, prepared.record.view());
+    entry.row = rows_.append(prepared.record.place(), prepared.signature, reachable);
     Rollback row_given([&] { rows_.remove(entry.row); });
     by_hash_.insert(prepared.digest, handle);
     Rollback hash_known([&] { by_hash_.erase(prepared.digest, handle); });
@@ -74,17 +68,13 @@ void FileTable::remove_entry(std::uint32_t handle, std::uint32_t digest) noexcep
 }
 
 FileTable::Renumbered FileTable::renumbered(const RowStore::NewNumbers& new_number) const {
-    return {.rows = rows_.renumbered(
-                [&](std::uint32_t handle) { return entries_[handle].record.view(); }),
-            .bucket_lists = bucket_lists_.renumbered(new_number)};
+    return {.rows = rows_.renumbered(), .bucket_lists = bucket_lists_.renumbered(new_number)};
 }
 
-void FileTable::take_over(Renumbered renumbered) noexcept {
+void FileTable::take_over(Renumbered renumbered, const RowStore::NewNumbers& new_number) noexcept {
+    entries_.for_each([&](FileEntry& entry) { entry.row = new_number(entry.row); });
     rows_ = std::move(renumbered.rows);
     bucket_lists_ = std::move(renumbered.bucket_lists);
-    rows_.for_each_live([&](const Segment& segment, std::uint32_t slot) {
-        entries_[segment.handle_of(slot)].row = segment.row_of(slot);
-    });
 }
 
 }  // namespace vorrim

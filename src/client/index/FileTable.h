@@ -2,7 +2,7 @@
 // Everything the index keeps but the keywords, without a lock: the entries, and the four ways to
 // them (by hash, by row, by bucket, by owner). FileIndex guards it.
 //
-//     hash ──► handle ──► entry { record, sources, row }        row ──► segment slot ──► handle
+//     hash ──► handle ──► entry { record, sources, row }        row ──► segment slot ──► record
 //     bucket ──► rows in order of creation                    owner ──► handles
 //
 // Threads     None inside; const operations may run side by side.
@@ -28,7 +28,6 @@ public:
 
     // See RowStore.
     FileTable(std::uint32_t row_limit, std::uint32_t segment_rows);
-    ~FileTable();
     FileTable(const FileTable&) = delete;
     FileTable& operator=(const FileTable&) = delete;
 
@@ -55,7 +54,7 @@ public:
         entries_[handle].sources.prefetch(sources_);
     }
     void prefetch_contents(std::uint32_t handle) const noexcept {
-        entries_[handle].prefetch_record();
+        entries_[handle].record.place().prefetch();
         prefetch_sources(handle);
     }
     // Fetches the head of the list of a hash's bucket.
@@ -103,7 +102,7 @@ public:
     };
     // Making it raises std::bad_alloc, taking it over nothing.
     [[nodiscard]] Renumbered renumbered(const RowStore::NewNumbers& new_number) const;
-    void take_over(Renumbered renumbered) noexcept;
+    void take_over(Renumbered renumbered, const RowStore::NewNumbers& new_number) noexcept;
 
     [[nodiscard]] std::uint32_t size() const noexcept { return entries_.size(); }
 

@@ -26,7 +26,7 @@ bool KeywordWalk::rows(std::span<const std::uint32_t> run) {
         const std::uint32_t slot = segment->slot_of(row);
         if (reachable_only_ && !segment->reachable(slot)) {
             budget_.charge(kRowCost);
-        } else if (!offer(row, segment->handle_at(slot))) {
+        } else if (!offer(row, segment->record_at(slot))) {
             return false;
         }
     }
@@ -232,7 +232,7 @@ bool KeywordWalk::offer_line(const Segment& segment, std::uint32_t first, Segmen
         for (std::uint64_t rest = rows.words[word]; rest != 0; rest &= rest - 1) {
             const std::uint32_t row =
                 first + word * 64 + static_cast<std::uint32_t>(std::countr_zero(rest));
-            if (!offer(row, segment.handle_at(row - segment.first_row()))) return false;
+            if (!offer(row, segment.record_at(row - segment.first_row()))) return false;
         }
     return true;
 }
@@ -258,7 +258,7 @@ bool KeywordWalk::offer_slots(const Segment& segment, std::span<std::uint32_t> s
     if (reachable_only_) slots = slots.first(segment.reachable_of(slots));
     slots = slots.first(plan_.narrow(segment, slots));
     return std::all_of(slots.begin(), slots.end(), [&](std::uint32_t slot) {
-        return offer(segment.row_of(slot), segment.handle_at(slot));
+        return offer(segment.row_of(slot), segment.record_at(slot));
     });
 }
 

@@ -77,12 +77,12 @@ private:
     bool offer_line(const Segment& segment, std::uint32_t first, Segment::Line rows);
     bool offer_packed(const Segment& segment, std::uint32_t first, const Segment::Line& rows);
     bool offer_slots(const Segment& segment, std::span<std::uint32_t> slots);
-    bool offer(std::uint32_t row, const std::uint32_t* handle) {
+    bool offer(std::uint32_t row, const RecordPlace* record) {
         if (budget_.spent() && row > from_) {
             next_ = row;
             return false;
         }
-        return collector_.offer_at(handle);
+        return collector_.offer_at(record, row);
     }
 
     const FileTable& table_;

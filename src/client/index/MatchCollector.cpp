@@ -6,33 +6,31 @@ namespace vorrim {
 
 bool MatchCollector::finish() {
     if (full() || !offer_named()) return false;
-    // Half way, ready, evaluated.
-    return move_on() && move_on() && move_on();
+    // Ready, evaluated.
+    return move_on() && move_on();
 }
 
 bool MatchCollector::offer_named() {
     const std::size_t count = std::exchange(name_count_, 0);
     for (std::size_t i = 0; i < count; ++i)
-        if (!offer(*named_[i])) return false;
+        if (!offer({*named_[i].record, named_[i].row})) return false;
     return true;
 }
 
 bool MatchCollector::move_on() {
     if (!evaluate()) return false;
-    for (; ready_ < half_way_; ++ready_)
-        waiting_[ready_ % waiting_.size()]->prefetch_record();
-    half_way_ = offered_;
+    ready_ = offered_;
     return true;
 }
 
 // Those that are ready. False when the capacity is reached.
 bool MatchCollector::evaluate() {
     while (evaluated_ < ready_) {
-        const FileEntry& entry = *waiting_[evaluated_++ % waiting_.size()];
-        const RecordView record = entry.record.view();
+        const Candidate& candidate = waiting_[evaluated_++ % waiting_.size()];
+        const RecordView record = candidate.record.view();
         if (!everything_ && !search_.matches(record)) continue;
         taker_.take(record);
-        last_ = &entry;
+        last_ = candidate;
         if (++count_ == capacity_) return false;
     }
     return true;

@@ -4,20 +4,26 @@
 // one is evaluated; the order of evaluation, and where it stops, are as if it did not. They move on
 // a run at a time, each run to where the one before it was:
 //
-//     named ── handle ──► offered ── entry ──► half way ── record ──► ready ──► evaluated
-//              is fetched            is fetched            is fetched
+//     named ── where the record lies ──► offered ── record ──► ready ──► evaluated
+//              is fetched                           is fetched
 //
 // Threads     Belongs to one search, under the index lock.
 #include <array>
 #include <cstddef>
 #include <cstdint>
 
-#include "client/index/FileTable.h"
 #include "client/index/StepBudget.h"
+#include "meta/FrozenRecord.h"
 #include "meta/RecordView.h"
 #include "search/Search.h"
 
 namespace vorrim {
+
+// An entry that a search may find.
+struct Candidate {
+    RecordPlace record;
+    std::uint32_t row = 0;
+};
 
 class MatchCollector {
 public:
@@ -32,10 +38,9 @@ public:
 
     // Hands on up to `capacity` (at least 1) records. Each candidate costs the step so much of its
     // budget.
-    MatchCollector(const FileTable& table, const Search& search, std::size_t capacity, Taker& taker,
-                   StepBudget& budget, std::uint32_t cost)
-        : table_(table),
-          search_(search),
+    MatchCollector(const Search& search, std::size_t capacity, Taker& taker, StepBudget& budget,
+                   std::uint32_t cost)
+        : search_(search),
           everything_(node_as<SN_All>(search.root()) != nullptr),
           capacity_(capacity),
           taker_(taker),
@@ -43,17 +48,16 @@ public:
           cost_(cost) {}
 
     // The next candidate. False when the capacity is reached: nothing more is wanted.
-    bool offer(std::uint32_t handle) {
+    bool offer(const Candidate& candidate) {
         budget_.charge(cost_);
-        const FileEntry& entry = table_.entry(handle);
-        __builtin_prefetch(&entry.record);
-        waiting_[offered_++ % waiting_.size()] = &entry;
+        candidate.record.prefetch();
+        waiting_[offered_++ % waiting_.size()] = candidate;
         return offered_ % kRun != 0 || move_on();
     }
-    // The same for one whose handle stands somewhere.
-    bool offer_at(const std::uint32_t* handle) {
-        __builtin_prefetch(handle);
-        named_[name_count_++] = handle;
+    // The same for one of which it stands somewhere where its record lies.
+    bool offer_at(const RecordPlace* record, std::uint32_t row) {
+        __builtin_prefetch(record);
+        named_[name_count_++] = {record, row};
         return name_count_ < named_.size() || offer_named();
     }
     // Evaluates what was offered and still waits. False when the capacity is reached.
@@ -62,17 +66,21 @@ public:
     [[nodiscard]] bool full() const noexcept { return count_ >= capacity_; }
     [[nodiscard]] std::size_t wanted() const noexcept { return capacity_ - count_; }
     [[nodiscard]] std::size_t count() const noexcept { return count_; }
-    // The entry of the last match; there is one.
-    [[nodiscard]] const FileEntry& last() const noexcept { return *last_; }
+    // The last match; there is one.
+    [[nodiscard]] const Candidate& last() const noexcept { return last_; }
 
 private:
     static constexpr std::size_t kRun = 16;
+
+    struct Named {
+        const RecordPlace* record;
+        std::uint32_t row;
+    };
 
     bool offer_named();
     bool move_on();
     bool evaluate();
 
-    const FileTable& table_;
     const Search& search_;
     const bool everything_;
     const std::size_t capacity_;
@@ -80,14 +88,13 @@ private:
     StepBudget& budget_;
     const std::uint32_t cost_;
     std::size_t count_ = 0;
-    const FileEntry* last_ = nullptr;
+    Candidate last_;
     std::size_t name_count_ = 0;
     std::size_t offered_ = 0;
-    std::size_t half_way_ = 0;
     std::size_t ready_ = 0;
     std::size_t evaluated_ = 0;
-    std::array<const std::uint32_t*, kRun> named_;
-    std::array<const FileEntry*, 4 * kRun> waiting_;  // from evaluated_ to offered_
+    std::array<Named, kRun> named_;
+    std::array<Candidate, 2 * kRun> waiting_;  // from evaluated_ to offered_
 };
 
 }  // namespace vorrim

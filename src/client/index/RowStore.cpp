@@ -6,8 +6,7 @@
 
 namespace vorrim {
 
-std::uint32_t RowStore::append(std::uint32_t handle, const TextSignature& signature, bool reachable,
-                               RecordView record) {
+std::uint32_t RowStore::append(RecordPlace record, const TextSignature& signature, bool reachable) {
     if (exhausted()) throw std::bad_alloc();
     const std::uint32_t window = window_of(next_row_);
     if (windows_.empty()) first_window_ = window;
@@ -20,7 +19,7 @@ std::uint32_t RowStore::append(std::uint32_t handle, const TextSignature& signat
         windows_.back() = segments_.back().get();
         if (before != nullptr) tidy(*before);  // it was spared while it was the last
     }
-    windows_.back()->append(handle, signature, reachable, record);
+    windows_.back()->append(record, signature, reachable);
     signature.for_each_column([&](std::size_t column) { ++weights_[column]; });
     ++live_count_;
     go_on_packing();
@@ -45,14 +44,22 @@ void RowStore::set_reachable(std::uint32_t row, bool reachable) noexcept {
     segment.set_reachable(segment.slot_of(row), reachable);
 }
 
-std::optional<std::uint32_t> RowStore::find(std::uint32_t row) const noexcept {
+std::optional<RecordPlace> RowStore::find(std::uint32_t row) const noexcept {
     const std::size_t window = std::size_t{window_of(row)} - first_window_;
     if (window >= windows_.size() || windows_[window] == nullptr) return std::nullopt;
     const Segment& segment = *windows_[window];
     const std::uint32_t slot = segment.slot_from(row);
     if (slot >= segment.used() || segment.row_of(slot) != row || !segment.is_live(slot))
         return std::nullopt;
-    return segment.handle_of(slot);
+    return segment.record_of(slot);
+}
+
+RowStore RowStore::renumbered() const {
+    RowStore store(row_limit_, segment_rows());
+    for_each_live([&](const Segment& segment, std::uint32_t slot) {
+        store.append(segment.record_of(slot), segment.signature_of(slot), segment.reachable(slot));
+    });
+    return store;
 }
 
 // No more rows are appended to it: the last segment takes them all.

@@ -39,8 +39,7 @@ public:
     [[nodiscard]] bool exhausted() const noexcept { return next_row_ >= row_limit_; }
     // A row for a new entry; the record's texts are what the signature was made of. Raises
     // std::bad_alloc, also when exhausted, and no row has changed then.
-    std::uint32_t append(std::uint32_t handle, const TextSignature& signature, bool reachable,
-                         RecordView record);
+    std::uint32_t append(RecordPlace record, const TextSignature& signature, bool reachable);
     // The row's entry is gone. Without memory for packing, segments stay as they are.
     void remove(std::uint32_t row) noexcept;
     void set_reachable(std::uint32_t row, bool reachable) noexcept;
@@ -48,8 +47,8 @@ public:
     [[nodiscard]] const Segment& segment_of(std::uint32_t row) const noexcept {
         return *windows_[window_of(row) - first_window_];
     }
-    // The handle of a row's entry; nothing when it is gone.
-    [[nodiscard]] std::optional<std::uint32_t> find(std::uint32_t row) const noexcept;
+    // The record of a row's entry; nothing when it is gone.
+    [[nodiscard]] std::optional<RecordPlace> find(std::uint32_t row) const noexcept;
     // In ascending order of their rows.
     [[nodiscard]] const std::vector<std::unique_ptr<Segment>>& segments() const noexcept {
         return segments_;
@@ -76,17 +75,8 @@ public:
         std::vector<std::size_t> first_word_;  // of a segment, by its ordinal
         std::vector<std::uint32_t> below_;     // live rows below each 64 slots
     };
-    // The live rows under the numbers that NewNumbers said. record_of(handle) is a row's record.
-    template <class RecordOf>
-    [[nodiscard]] RowStore renumbered(RecordOf&& record_of) const {
-        RowStore store(row_limit_, segment_rows());
-        for_each_live([&](const Segment& segment, std::uint32_t slot) {
-            const std::uint32_t handle = segment.handle_of(slot);
-            store.append(handle, segment.signature_of(slot), segment.reachable(slot),
-                         record_of(handle));
-        });
-        return store;
-    }
+    // The live rows under the numbers that NewNumbers said.
+    [[nodiscard]] RowStore renumbered() const;
     // Calls visit(segment, slot) for every live row in ascending order.
     template <class Visit>
     void for_each_live(Visit&& visit) const {

@@ -62,7 +62,7 @@ bool ScanByRows::gather(const Segment& segment, std::uint64_t lines, std::uint32
         for (std::uint64_t rest = bits[word / 8].words[word % 8]; rest != 0; rest &= rest - 1) {
             const std::uint32_t slot =
                 base + word * 64 + static_cast<std::uint32_t>(std::countr_zero(rest));
-            if (slot >= first) gathered_.push_back({segment.handle_of(slot), segment.row_of(slot)});
+            if (slot >= first) gathered_.push_back({segment.record_of(slot), segment.row_of(slot)});
         }
         if (gathered_.size() >= kGathered && !evaluate_gathered()) return false;
     }
@@ -70,18 +70,14 @@ bool ScanByRows::gather(const Segment& segment, std::uint64_t lines, std::uint32
 }
 
 bool ScanByRows::evaluate_gathered() {
-    constexpr std::size_t kEntriesAhead = 48;
     constexpr std::size_t kRecordsAhead = 24;
     for (std::size_t i = 0; i < gathered_.size(); ++i) {
         if (i > 0 && task_.budget.spent()) {
             kept_.looked_at = gathered_[i].row;
             return false;
         }
-        if (i + kEntriesAhead < gathered_.size())
-            __builtin_prefetch(&task_.table.entry(gathered_[i + kEntriesAhead].handle).record);
-        if (i + kRecordsAhead < gathered_.size())
-            task_.table.entry(gathered_[i + kRecordsAhead].handle).prefetch_record();
-        const RecordView record = task_.table.entry(gathered_[i].handle).record.view();
+        if (i + kRecordsAhead < gathered_.size()) gathered_[i + kRecordsAhead].record.prefetch();
+        const RecordView record = gathered_[i].record.view();
         task_.budget.charge(record_cost_);
         ++candidates_seen_;
         const auto place = [&] {
@@ -121,10 +117,10 @@ std::optional<BucketPlace> ScanByRows::hand_over() {
             std::make_heap(kept_.matches.begin(), kept_.matches.end());
             return *match;
         }
-        const std::optional<std::uint32_t> handle = task_.table.rows().find(match->row);
-        if (!handle) continue;
-        if (task_.table.bucket_of(task_.table.entry(*handle).hash) != match->bucket) continue;
-        if (!task_.collector.offer(*handle)) return std::nullopt;
+        const std::optional<RecordPlace> record = task_.table.rows().find(match->row);
+        if (!record) continue;
+        if (task_.table.bucket_of(record->view().hash()) != match->bucket) continue;
+        if (!task_.collector.offer({*record, match->row})) return std::nullopt;
     }
     if (!task_.collector.finish() || !kept_.dropped) return std::nullopt;
     kept_.looked_at = 0;

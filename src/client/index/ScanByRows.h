@@ -48,11 +48,6 @@ public:
     [[nodiscard]] std::uint64_t matches_seen() const noexcept { return matches_seen_; }
 
 private:
-    struct Candidate {
-        std::uint32_t handle;
-        std::uint32_t row;
-    };
-
     // False when the budget is spent before all is done.
     [[nodiscard]] bool look_at(const Segment& segment);
     [[nodiscard]] bool gather(const Segment& segment, std::uint64_t lines, std::uint32_t first);

@@ -160,7 +160,7 @@ bool ScanWalk::rows(std::span<const std::uint32_t> run) {
         if (marks_ && !marks_->has(segment, slot)) continue;
         if (task_.reachable_only && !segment.reachable(slot)) continue;
         ++candidates_;
-        if (!task_.collector.offer(segment.handle_of(slot))) return false;
+        if (!task_.collector.offer({segment.record_of(slot), row})) return false;
     }
     if (state_.settled || rows_ < rows_to_judge_) return true;
     note_progress();

@@ -13,7 +13,7 @@ Segment::Segment(std::uint32_t first_row, std::uint32_t max_rows, std::uint32_t 
       max_rows_(max_rows),
       lines_(lines),
       bits_(std::move(bits)),
-      handles_(std::make_unique_for_overwrite<std::uint32_t[]>(lines * Line::kRows)),
+      records_(std::make_unique_for_overwrite<RecordPlace[]>(lines * Line::kRows)),
       first_known_(first_row) {}
 
 Segment::Segment(std::uint32_t first_row, std::uint32_t max_rows)
@@ -38,13 +38,13 @@ void Segment::prepare_growth(std::size_t rows) {
 void Segment::grow() {
     prepare_growth(kBitRows);
     const std::uint32_t lines = lines_ * 2;
-    auto handles = std::make_unique_for_overwrite<std::uint32_t[]>(lines * Line::kRows);
-    std::copy_n(handles_.get(), used_, handles.get());
+    auto records = std::make_unique_for_overwrite<RecordPlace[]>(lines * Line::kRows);
+    std::copy_n(records_.get(), used_, records.get());
     for (std::size_t row = 0; row < kBitRows; ++row)
         std::copy_n(bit_row(row), lines_, larger_.get() + row * stride(lines));
     bits_ = std::move(larger_);
     cleared_ = 0;
-    handles_ = std::move(handles);
+    records_ = std::move(records);
     lines_ = lines;
 }
 
@@ -55,8 +55,7 @@ Segment::Stretch Segment::copy_of(const Line* row, std::uint32_t stretch) const 
     return bits;
 }
 
-std::uint32_t Segment::append(std::uint32_t handle, const TextSignature& signature, bool reachable,
-                              RecordView record) {
+std::uint32_t Segment::append(RecordPlace record, const TextSignature& signature, bool reachable) {
     if (used_ == slots()) grow();
     if (used_ >= slots() / 2 && slots() < max_rows_)
         prepare_growth(kBitRows * (used_ * 2 - slots()) / slots());
@@ -64,10 +63,10 @@ std::uint32_t Segment::append(std::uint32_t handle, const TextSignature& signatu
     const std::uint32_t slot = used_++;
     const std::uint32_t line = slot / Line::kRows;
     const std::uint32_t bit = slot % Line::kRows;
-    handles_[slot] = handle;
+    records_[slot] = record;
     signature.for_each_column(
         [&](std::size_t column) { bit_row(kFirstColumn + column)[line].set(bit); });
-    grams_->add(slot / GramFilter::kPartRows, record, gram_places());
+    grams_->add(slot / GramFilter::kPartRows, record.view(), gram_places());
     revive(slot, reachable);
     return slot;
 }

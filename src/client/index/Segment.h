@@ -3,7 +3,7 @@
 //
 //     slot          0    1    2    3  ...                         up to 32768 slots, one per row
 //     row           r    r+1  r+2  r+3 ...   (dense)   or   listed, ascending (packed)
-//     handle        the entry of the row
+//     record        where the record of the row's entry lies
 //     live          1    0    1    1  ...    one bit: the row has an entry
 //     reachable     1    0    0    1  ...    one bit: some source has a high identifier
 //     column 0..447 one bit each: the entry's TextSignature, cut across
@@ -30,6 +30,7 @@
 #include "client/index/GramFilter.h"
 #include "client/index/RowBlocks.h"
 #include "client/index/TextSignature.h"
+#include "meta/FrozenRecord.h"
 
 namespace vorrim {
 
@@ -84,8 +85,7 @@ public:
 
     // The next row of a dense segment that is not full; the record's texts are what the signature
     // was made of. Returns its slot. Raises std::bad_alloc, and has changed nothing then.
-    std::uint32_t append(std::uint32_t handle, const TextSignature& signature, bool reachable,
-                         RecordView record);
+    std::uint32_t append(RecordPlace record, const TextSignature& signature, bool reachable);
     // The row's entry is gone. Its slot stays until the segment is packed.
     void kill(std::uint32_t slot) noexcept;
     void set_reachable(std::uint32_t slot, bool reachable) noexcept;
@@ -108,12 +108,13 @@ public:
     [[nodiscard]] std::uint32_t row_of(std::uint32_t slot) const noexcept {
         return dense() ? first_row_ + slot : rows_[slot];
     }
-    [[nodiscard]] std::uint32_t handle_of(std::uint32_t slot) const noexcept {
-        return handles_[slot];
+    // For a live slot. A search that has its row needs no entry.
+    [[nodiscard]] RecordPlace record_of(std::uint32_t slot) const noexcept {
+        return records_[slot];
     }
     // Where that stands.
-    [[nodiscard]] const std::uint32_t* handle_at(std::uint32_t slot) const noexcept {
-        return &handles_[slot];
+    [[nodiscard]] const RecordPlace* record_at(std::uint32_t slot) const noexcept {
+        return &records_[slot];
     }
     [[nodiscard]] bool reachable(std::uint32_t slot) const noexcept {
         return bit_row(kReachableRow)[slot / Line::kRows].test(slot % Line::kRows);
@@ -223,11 +224,11 @@ private:
     std::uint32_t lines_;
     std::uint32_t used_ = 0;
     std::uint32_t live_count_ = 0;
-    std::unique_ptr<Line[]> bits_;              // kBitRows rows of lines_ lines
-    std::unique_ptr<Line[]> larger_;            // what takes its place, twice as long
-    std::size_t cleared_ = 0;                   // bit rows of the latter
-    std::unique_ptr<std::uint32_t[]> handles_;  // one per slot
-    std::vector<std::uint32_t> rows_;           // one per used slot; empty: dense
+    std::unique_ptr<Line[]> bits_;            // kBitRows rows of lines_ lines
+    std::unique_ptr<Line[]> larger_;          // what takes its place, twice as long
+    std::size_t cleared_ = 0;                 // bit rows of the latter
+    std::unique_ptr<RecordPlace[]> records_;  // one per slot
+    std::vector<std::uint32_t> rows_;         // one per used slot; empty: dense
     std::unique_ptr<GramFilter> grams_;
     std::uint32_t first_known_;
 };

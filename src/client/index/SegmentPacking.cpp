@@ -47,11 +47,11 @@ SegmentPacking::SegmentPacking(Segment& segment, Segment* successor)
     packed_->rows_end_ = (successor != nullptr ? *successor : segment).rows_end_;
     packed_->used_ = static_cast<std::uint32_t>(rows);
     packed_->rows_.reserve(rows);
-    std::uint32_t* handle = packed_->handles_.get();
+    RecordPlace* record = packed_->records_.get();
     for (const From& from : from_)
         for (const std::uint32_t slot : from.slots) {
             packed_->rows_.push_back(from.segment->row_of(slot));
-            *handle++ = from.segment->handle_of(slot);
+            *record++ = from.segment->record_of(slot);
         }
 }
 
