@@ -5,6 +5,7 @@
 
 #include "base/Rollback.h"
 #include "base/file/primitives.h"
+#include "base/memory/PageHeap.h"
 #include "client/index/MatchCollector.h"
 #include "client/index/StepBudget.h"
 #include "meta/Opcodes.h"
@@ -80,6 +81,7 @@ std::uint32_t FileIndex::publish(std::span<FrozenRecord> records, ClientId owner
 }
 
 void FileIndex::enter(std::span<Prepared> slice, ClientId owner, std::uint16_t port) {
+    PageHeap::prepare();
     for (Prepared& prepared : slice)
         prepared.digest = digest_of(hash_key_, prepared.record.view().hash());
     find_known(slice);

@@ -6,7 +6,7 @@
 
 #include "base/file/primitives.h"
 #include "base/kx_err.h"
-#include "base/memory/malloc4.h"
+#include "base/memory/PageHeap.h"
 #include "meta/Diagnostics.h"
 #include "meta/Meta.h"
 
@@ -144,12 +144,11 @@ void write_canonical(std::byte* to, Bytes received, const Survey& found) noexcep
 
 }  // namespace
 
-void FrozenRecord::Free::operator()(Block* block) const noexcept {
-    kx_free(block);
+FrozenRecord::FrozenRecord(std::uint32_t length) {
+    void* const memory = PageHeap::try_take(sizeof(Block) + length);
+    if (memory == nullptr) kx_error("out of memory");
+    block_.reset(::new (memory) Block{length, 0});
 }
-
-FrozenRecord::FrozenRecord(std::uint32_t length)
-    : block_(::new (kx_malloc(sizeof(Block) + length)) Block{length, 0}) {}
 
 FrozenRecord FrozenRecord::from_network(kx_memory_file& from) {
     const std::uint32_t start = from.tell();
@@ -220,6 +219,7 @@ FrozenRecord FrozenRecord::clone() const {
 }
 
 std::optional<std::vector<FrozenRecord>> read_frozen_list(kx_memory_file& from) {
+    PageHeap::prepare();
     std::vector<FrozenRecord> records;
     std::int32_t count = 0;
     try {

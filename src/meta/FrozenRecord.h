@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "base/file/kx_memory_file.h"
+#include "base/memory/PageHeap.h"
 #include "meta/ClientId.h"
 #include "meta/RecordView.h"
 
@@ -95,9 +96,6 @@ public:
 
 private:
     using Block = RecordPlace::Block;
-    struct Free {
-        void operator()(Block* block) const noexcept;
-    };
 
     explicit FrozenRecord(std::uint32_t length);
 
@@ -106,7 +104,7 @@ private:
     }
     void make_availability();
 
-    std::unique_ptr<Block, Free> block_;
+    std::unique_ptr<Block, PageHeap::Free> block_;
 };
 
 static_assert(sizeof(FrozenRecord) == sizeof(void*));

@@ -36,7 +36,7 @@ void EntrySlab::remove(std::uint32_t handle) noexcept {
 }
 
 std::uint32_t EntrySlab::fresh_chunk() {
-    auto entries = std::make_unique<FileEntry[]>(kChunk);
+    auto entries = PageArray<FileEntry>::make(kChunk);
     if (without_memory_ == kNone) {
         if (entries_.size() == kNone / kChunk) throw std::bad_alloc();
         chunks_.resize(entries_.size() + 1);

@@ -10,10 +10,10 @@
 // Threads     None inside; const operations may run side by side.
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <vector>
 
+#include "base/memory/PageHeap.h"
 #include "client/index/SourceList.h"
 #include "meta/FrozenRecord.h"
 
@@ -59,7 +59,7 @@ public:
     void for_each(Visit&& visit) {
         for (std::size_t number = 0; number < entries_.size(); ++number)
             if (entries_[number])  // or it has no memory
-                for (FileEntry& entry : std::span(entries_[number].get(), chunks_[number].cut))
+                for (FileEntry& entry : std::span(entries_[number].data(), chunks_[number].cut))
                     if (!entry.record.empty()) visit(entry);
     }
 
@@ -80,7 +80,7 @@ private:
     void unlink(std::uint32_t number) noexcept;
     void free_chunk(std::uint32_t number) noexcept;
 
-    std::vector<std::unique_ptr<FileEntry[]>> entries_;  // by chunk
+    std::vector<PageArray<FileEntry>> entries_;  // by chunk
     std::vector<Chunk> chunks_;
     std::uint32_t with_room_ = kNone;
     std::uint32_t without_memory_ = kNone;

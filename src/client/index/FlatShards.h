@@ -13,10 +13,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <new>
 #include <tuple>
 #include <utility>
+
+#include "base/memory/PageHeap.h"
 
 namespace vorrim {
 
@@ -32,7 +33,7 @@ public:
     template <class Matches>
     [[nodiscard]] Slot* find(std::uint32_t hash, Matches&& matches) const {
         const Shard& shard = shards_[shard_of(hash)];
-        if (shard.capacity == 0) return nullptr;
+        if (shard.slots.size() == 0) return nullptr;
         for (std::uint32_t at = home(hash, shard); !shard.slots[at].empty(); at = next(at, shard))
             if (matches(std::as_const(shard.slots[at]))) return &shard.slots[at];
         return nullptr;
@@ -42,8 +43,8 @@ public:
     // Raises std::bad_alloc, and nothing has changed then.
     [[nodiscard]] Slot& insert(std::uint32_t hash) {
         Shard& shard = shards_[shard_of(hash)];
-        if (too_full(shard.size + 1, shard.capacity) &&
-            !resize(shard, shard.capacity + shard.capacity / 3 + kFirstCapacity))
+        if (too_full(shard.size + 1, shard.slots.size()) &&
+            !resize(shard, shard.slots.size() + shard.slots.size() / 3 + kFirstCapacity))
             throw std::bad_alloc();
         ++shard.size;
         ++size_;
@@ -53,7 +54,7 @@ public:
     // Empties a slot that find or insert returned. Moves other slots.
     void erase(Slot& slot) noexcept {
         Shard& shard = shards_[shard_of(hash_of_(slot))];
-        auto hole = static_cast<std::uint32_t>(&slot - shard.slots.get());
+        auto hole = static_cast<std::uint32_t>(&slot - shard.slots.data());
         shard.slots[hole] = Slot{};
         // Slots behind the hole move up unless that would carry them before their home.
         for (std::uint32_t at = next(hole, shard); !shard.slots[at].empty(); at = next(at, shard)) {
@@ -66,7 +67,7 @@ public:
         --shard.size;
         --size_;
         // Without memory for a smaller one it keeps the size it has.
-        if (shard.size == 0 || shard.size < shard.capacity / 4)
+        if (shard.size == 0 || shard.size < shard.slots.size() / 4)
             std::ignore =
                 resize(shard, shard.size == 0 ? 0 : shard.size + shard.size / 2 + kFirstCapacity);
     }
@@ -77,10 +78,9 @@ public:
         FlatShards result(hash_of_);
         for (std::size_t number = 0; number < shards_.size(); ++number) {
             const Shard& from = shards_[number];
-            if (from.capacity == 0) continue;
             Shard& to = result.shards_[number];
-            to = {std::make_unique<Slot[]>(from.capacity), from.capacity, from.size};
-            for (std::uint32_t at = 0; at < from.capacity; ++at)
+            to = {PageArray<Slot>::make(from.slots.size()), from.size};
+            for (std::uint32_t at = 0; at < from.slots.size(); ++at)
                 if (!from.slots[at].empty()) to.slots[at] = turned(std::as_const(from.slots[at]));
         }
         result.size_ = size_;
@@ -90,20 +90,19 @@ public:
     template <class Visit>
     void for_each(Visit&& visit) const {
         for (const Shard& shard : shards_)
-            for (std::uint32_t at = 0; at < shard.capacity; ++at)
-                if (!shard.slots[at].empty()) visit(shard.slots[at]);
+            for (Slot& slot : shard.slots)
+                if (!slot.empty()) visit(slot);
     }
 
     void prefetch(std::uint32_t hash) const noexcept {
         const Shard& shard = shards_[shard_of(hash)];
-        if (shard.capacity != 0) __builtin_prefetch(&shard.slots[home(hash, shard)]);
+        if (shard.slots.size() != 0) __builtin_prefetch(&shard.slots[home(hash, shard)]);
     }
 
 private:
     struct Shard {
-        std::unique_ptr<Slot[]> slots;
-        std::uint32_t capacity = 0;
-        std::uint32_t size = 0;
+        PageArray<Slot> slots;
+        std::uint32_t size = 0;  // full ones
     };
 
     static constexpr int kShardBits = 8;
@@ -112,14 +111,14 @@ private:
     static constexpr std::size_t shard_of(std::uint32_t hash) { return hash >> (32 - kShardBits); }
     static std::uint32_t home(std::uint32_t hash, const Shard& shard) noexcept {
         const std::uint64_t position = static_cast<std::uint32_t>(hash << kShardBits);
-        return static_cast<std::uint32_t>((position * shard.capacity) >> 32);
+        return static_cast<std::uint32_t>((position * shard.slots.size()) >> 32);
     }
     static std::uint32_t next(std::uint32_t at, const Shard& shard) noexcept {
-        return at + 1 == shard.capacity ? 0 : at + 1;
+        return at + 1 == shard.slots.size() ? 0 : at + 1;
     }
     static std::uint32_t distance(std::uint32_t from, std::uint32_t to,
                                   const Shard& shard) noexcept {
-        return to >= from ? to - from : to + shard.capacity - from;
+        return to >= from ? to - from : to + shard.slots.size() - from;
     }
     // At most four fifths of the slots are full, and so at least one is empty.
     static constexpr bool too_full(std::uint32_t size, std::uint32_t capacity) {
@@ -134,16 +133,10 @@ private:
 
     // False, and nothing has changed, when there is no memory.
     [[nodiscard]] bool resize(Shard& shard, std::uint32_t capacity) noexcept {
-        Shard resized;
-        if (capacity != 0) {
-            resized.slots.reset(new (std::nothrow) Slot[capacity]());
-            if (!resized.slots) return false;
-        }
-        resized.capacity = capacity;
-        resized.size = shard.size;
-        for (std::uint32_t at = 0; at < shard.capacity; ++at)
-            if (Slot& slot = shard.slots[at]; !slot.empty())
-                vacancy(hash_of_(slot), resized) = std::move(slot);
+        Shard resized{PageArray<Slot>::try_make(capacity), shard.size};
+        if (resized.slots.size() != capacity) return false;
+        for (Slot& slot : shard.slots)
+            if (!slot.empty()) vacancy(hash_of_(slot), resized) = std::move(slot);
         shard = std::move(resized);
         return true;
     }

@@ -29,14 +29,15 @@ RowBlocks::Block RowBlocks::try_array(std::uint32_t base, std::uint32_t capacity
     Block block;
     block.base = base;
     block.capacity = static_cast<std::uint16_t>(capacity);
-    block.data.reset(new (std::nothrow) std::byte[capacity * sizeof(std::uint32_t)]);
+    block.data = PageHeap::try_array<std::byte>(capacity * sizeof(std::uint32_t));
     return block;
 }
 
 RowBlocks::Block RowBlocks::try_bitmap(std::uint32_t window_start) noexcept {
     Block block;
     block.base = window_start;
-    block.data.reset(new (std::nothrow) std::byte[kBitmapBytes]());
+    block.data = PageHeap::try_array<std::byte>(kBitmapBytes);
+    if (block.data) std::fill_n(block.data.get(), kBitmapBytes, std::byte{0});
     return block;
 }
 

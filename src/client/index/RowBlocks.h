@@ -16,9 +16,10 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <vector>
+
+#include "base/memory/PageHeap.h"
 
 namespace vorrim {
 
@@ -80,7 +81,7 @@ private:
         std::uint32_t base = 0;   // no row of the block is lower, none of the one before is as high
         std::uint16_t count = 0;  // rows in the block
         std::uint16_t capacity = 0;  // of the array; 0 tells a bitmap
-        std::unique_ptr<std::byte[]> data;
+        PageHeap::Array<std::byte> data;
 
         [[nodiscard]] bool bitmap() const noexcept { return capacity == 0; }
         [[nodiscard]] std::uint32_t* rows() const noexcept {

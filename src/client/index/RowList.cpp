@@ -9,13 +9,8 @@
 namespace vorrim {
 namespace {
 
-using OwnedArray = std::unique_ptr<std::uint32_t[]>;
+using OwnedArray = PageHeap::Array<std::uint32_t>;
 using OwnedBlocks = std::unique_ptr<RowBlocks>;
-
-// Null when there is no memory.
-OwnedArray try_array(std::uint32_t rows) noexcept {
-    return OwnedArray(new (std::nothrow) std::uint32_t[rows]);
-}
 
 }  // namespace
 
@@ -61,7 +56,7 @@ void RowList::append(std::uint32_t row) {
     }
     const std::uint32_t capacity = capacity_for(count_ + 1);
     if (count_ == kInlineRows || capacity_for(count_) != capacity) {
-        OwnedArray larger = std::make_unique_for_overwrite<std::uint32_t[]>(capacity);
+        OwnedArray larger = PageHeap::array<std::uint32_t>(capacity);
         std::copy_n(short_rows().data(), count_, larger.get());
         become(std::move(larger));
     }
@@ -135,7 +130,7 @@ void RowList::shrink_array() noexcept {
     }
     const std::uint32_t capacity = capacity_for(count_);
     if (capacity == capacity_for(count_ + 1)) return;
-    if (OwnedArray smaller = try_array(capacity)) {
+    if (OwnedArray smaller = PageHeap::try_array<std::uint32_t>(capacity)) {
         std::copy_n(array(), count_, smaller.get());
         become(std::move(smaller));
     }
@@ -152,7 +147,7 @@ void RowList::shrink_blocks() noexcept {
     if (count_ == kInlineRows) {
         const OwnedBlocks done{from};
         copy_rows(inline_);
-    } else if (OwnedArray smaller = try_array(capacity_for(count_))) {
+    } else if (OwnedArray smaller = PageHeap::try_array<std::uint32_t>(capacity_for(count_))) {
         const OwnedBlocks done{from};
         copy_rows(smaller.get());
         place_ = reinterpret_cast<std::uintptr_t>(smaller.release());

@@ -19,6 +19,7 @@
 #include <span>
 #include <utility>
 
+#include "base/memory/PageHeap.h"
 #include "client/index/RowBlocks.h"
 
 namespace vorrim {
@@ -104,13 +105,13 @@ private:
     [[nodiscard]] std::span<const std::uint32_t> short_rows() const noexcept {
         return count_ <= kInlineRows ? std::span(inline_, count_) : std::span(array(), count_);
     }
-    // The capacity of the array for so many rows: whole units of the allocator, growing by an
-    // eighth to a quarter. The array never has less, so that what it has need not be remembered.
+    // The capacity of the array for so many rows, growing by an eighth to a quarter. The array
+    // never has less, so that what it has need not be remembered.
     [[nodiscard]] static constexpr std::uint32_t capacity_for(std::uint32_t rows) noexcept {
         const std::uint32_t step = std::max<std::uint32_t>(4, std::bit_floor(rows) / 4);
-        return std::min(kArrayRows, (rows + step - 3) / step * step + 2);
+        return std::min(kArrayRows, (rows + step - 1) / step * step);
     }
-    void become(std::unique_ptr<std::uint32_t[]> array) noexcept;
+    void become(PageHeap::Array<std::uint32_t> array) noexcept;
     void array_to_blocks();
     void shrink_array() noexcept;
     void shrink_blocks() noexcept;

@@ -13,7 +13,7 @@ Segment::Segment(std::uint32_t first_row, std::uint32_t max_rows, std::uint32_t 
       max_rows_(max_rows),
       lines_(lines),
       bits_(std::move(bits)),
-      records_(std::make_unique_for_overwrite<RecordPlace[]>(lines * Line::kRows)),
+      records_(PageHeap::array<RecordPlace>(lines * Line::kRows)),
       first_known_(first_row) {}
 
 Segment::Segment(std::uint32_t first_row, std::uint32_t max_rows)
@@ -38,7 +38,7 @@ void Segment::prepare_growth(std::size_t rows) {
 void Segment::grow() {
     prepare_growth(kBitRows);
     const std::uint32_t lines = lines_ * 2;
-    auto records = std::make_unique_for_overwrite<RecordPlace[]>(lines * Line::kRows);
+    auto records = PageHeap::array<RecordPlace>(lines * Line::kRows);
     std::copy_n(records_.get(), used_, records.get());
     for (std::size_t row = 0; row < kBitRows; ++row)
         std::copy_n(bit_row(row), lines_, larger_.get() + row * stride(lines));
@@ -59,14 +59,14 @@ std::uint32_t Segment::append(RecordPlace record, const TextSignature& signature
     if (used_ == slots()) grow();
     if (used_ >= slots() / 2 && slots() < max_rows_)
         prepare_growth(kBitRows * (used_ * 2 - slots()) / slots());
-    if (!grams_) grams_ = std::make_unique<GramFilter>();
+    if (!grams_) grams_ = PageArray<GramFilter>::make(1);
     const std::uint32_t slot = used_++;
     const std::uint32_t line = slot / Line::kRows;
     const std::uint32_t bit = slot % Line::kRows;
     records_[slot] = record;
     signature.for_each_column(
         [&](std::size_t column) { bit_row(kFirstColumn + column)[line].set(bit); });
-    grams_->add(slot / GramFilter::kPartRows, record.view(), gram_places());
+    grams_[0].add(slot / GramFilter::kPartRows, record.view(), gram_places());
     revive(slot, reachable);
     return slot;
 }

@@ -27,6 +27,7 @@
 #include <span>
 #include <vector>
 
+#include "base/memory/PageHeap.h"
 #include "client/index/GramFilter.h"
 #include "client/index/RowBlocks.h"
 #include "client/index/TextSignature.h"
@@ -142,7 +143,7 @@ public:
     }
     // What occurs in the texts of the rows from first_known() on, as many as a segment has before
     // it is packed; null when that is not known.
-    [[nodiscard]] const GramFilter* grams() const noexcept { return grams_.get(); }
+    [[nodiscard]] const GramFilter* grams() const noexcept { return grams_.data(); }
     [[nodiscard]] GramFilter::Places gram_places() const noexcept {
         return GramFilter::Places(first_known_);
     }
@@ -224,12 +225,12 @@ private:
     std::uint32_t lines_;
     std::uint32_t used_ = 0;
     std::uint32_t live_count_ = 0;
-    std::unique_ptr<Line[]> bits_;            // kBitRows rows of lines_ lines
-    std::unique_ptr<Line[]> larger_;          // what takes its place, twice as long
-    std::size_t cleared_ = 0;                 // bit rows of the latter
-    std::unique_ptr<RecordPlace[]> records_;  // one per slot
-    std::vector<std::uint32_t> rows_;         // one per used slot; empty: dense
-    std::unique_ptr<GramFilter> grams_;
+    std::unique_ptr<Line[]> bits_;          // kBitRows rows of lines_ lines
+    std::unique_ptr<Line[]> larger_;        // what takes its place, twice as long
+    std::size_t cleared_ = 0;               // bit rows of the latter
+    PageHeap::Array<RecordPlace> records_;  // one per slot
+    std::vector<std::uint32_t> rows_;       // one per used slot; empty: dense
+    PageArray<GramFilter> grams_;           // one, or none
     std::uint32_t first_known_;
 };
 

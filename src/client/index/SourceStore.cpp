@@ -79,7 +79,7 @@ std::uint32_t SourceStore::fresh_page(std::size_t size_class) {
 }
 
 void SourceStore::add_chunk() {
-    auto bytes = std::make_unique_for_overwrite<PageBytes[]>(kChunkPages);
+    auto bytes = PageHeap::array<PageBytes>(kChunkPages);
     if (without_memory_ == kNone) {
         constexpr std::size_t kMostPages = kFirstBlock / kUnits;
         const std::size_t pages = (chunks_.size() + 1) * kChunkPages;
@@ -134,7 +134,7 @@ void SourceStore::unlink(std::uint32_t number, std::uint32_t& head) noexcept {
 
 std::uint32_t SourceStore::take_block(std::uint32_t sources) {
     const std::size_t size = capacity_for(sources) * kSourceSize;
-    auto bytes = std::make_unique_for_overwrite<std::byte[]>(size);
+    auto bytes = PageHeap::array<std::byte>(size);
     if (free_blocks_.empty()) {
         if (blocks_.size() == blocks_.capacity()) {
             const std::size_t room = blocks_.size() * 2 + 1;

@@ -14,8 +14,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <vector>
+
+#include "base/memory/PageHeap.h"
 
 namespace vorrim {
 
@@ -59,13 +60,13 @@ private:
     };
 
     struct Chunk {
-        std::unique_ptr<PageBytes[]> bytes;
+        PageHeap::Array<PageBytes> bytes;
         std::uint32_t used = 0;      // pages in use
         std::uint32_t next = kNone;  // of the chunks without memory
     };
 
     struct Block {
-        std::unique_ptr<std::byte[]> bytes;
+        PageHeap::Array<std::byte> bytes;
         std::size_t size = 0;
     };
 
