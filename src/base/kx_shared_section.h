@@ -1,20 +1,36 @@
 #pragma once
 // A lock that many readers or one writer hold, and the scopes that hold it.
 //
-//     reader ──► the part of the processor it runs on          writer ──► every part, in order
+//     reader ──► the part of the processor it runs on          writer ──► every part at once
+//
+//     part   in   [ readers that came | somebody sleeps | a writer came | phase ]
+//            out  [ readers that left | the writer sleeps | . | . ]
 //
 // Readers on different processors touch different memory, so that short reads, which are what
 // nearly all requests need, do not pass one line of the cache to and fro. A writer pays for it with
-// one lock for each processor; writers of ours do work enough to hide that.
+// a look at every part; writers of ours do work enough to hide that.
 //
-// A waiting writer goes before new readers, so that a stream of readers cannot starve it; nor can
-// writers starve readers, for those that wait have their turn between two writers. The price: a
-// thread that already reads must not ask to read again, or it waits behind the writer that waits
+// The sides take turns. A waiting writer goes before new readers, so that a stream of readers
+// cannot starve it; readers that find a writer wait for that one only, however soon the next one
+// comes, or the same one again. So none waits for more than one turn of the other side. The price:
+// a thread that already reads must not ask to read again, or it waits behind the writer that waits
 // for it.
+//
+// Whoever waits keeps its processor for some microseconds, which is longer than most turns last,
+// and sleeps then: to be woken takes many times as long as to look something up.
+//
+// Each part is the phase-fair lock of Brandenburg and Anderson, "Spin-Based Reader-Writer
+// Synchronization for Multiprocessor Real-Time Systems" (2010). A reader counts itself in with one
+// step, which tells whether a writer is there and in which of two phases; if so, it waits until
+// the phase is another. A writer marks its phase with one step, which tells how many came before
+// it, and waits until as many have left.
 
+#include <atomic>
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
-#include <pthread.h>
+#include <mutex>
 
 #include "base/Annotations.h"
 #include "base/HoldTimes.h"
@@ -25,7 +41,6 @@ class CAPABILITY("shared mutex") kx_shared_section final {
 public:
     // What it guards is said where hold times are.
     explicit kx_shared_section(const char* guarded = "a lock");
-    ~kx_shared_section();
     kx_shared_section(const kx_shared_section&) = delete;
     kx_shared_section& operator=(const kx_shared_section&) = delete;
 
@@ -39,20 +54,43 @@ public:
     void enter_write() noexcept ACQUIRE();
     void leave_write() noexcept RELEASE();
 
+    // For a writer between two pieces of its work, at each of which readers may look: lets those
+    // in that wait, and no other writer, and returns when it has the lock again. Does nothing
+    // while none waits, or while the writer has held the lock for less time than it waited for it
+    // itself, so that long reads get half of the time and no more. Returns whether it let go.
+    bool give_way() noexcept REQUIRES(this);
+
 private:
+    using Clock = std::chrono::steady_clock;
+
     // Two lines, since processors fetch them in pairs.
     struct alignas(128) Part {
-        pthread_rwlock_t lock;
+        std::atomic<std::uint32_t> in{0};
+        std::atomic<std::uint32_t> out{0};
+        std::atomic<std::uint32_t> awaited{0};  // who was in when the writer came, as `out` has it
     };
+
+    void await_next_phase(Part& part, std::uint32_t phase) const noexcept;
+    void await_readers(Part& part) const noexcept;
+    void take_parts() noexcept;
+    void give_parts() noexcept;
+    [[nodiscard]] bool reader_waits() const noexcept;
+
+    const std::size_t count_;
+    const std::unique_ptr<Part[]> parts_;
+    const Clock::duration spin_;
 
     // Writers wait for each other here, so that in each part one waits at most, and what waits
     // behind it are readers.
-    pthread_mutex_t writers_;
-    const std::size_t count_;
-    const std::unique_ptr<Part[]> parts_;
+    std::mutex writers_;
+    // Of the writer that holds it.
+    std::uint32_t phase_ = 0;
+    Clock::duration waited_{};
+    Clock::time_point entered_;  // if it waited
+    [[no_unique_address]] HoldTimes::Moment writing_since_;
+
     [[no_unique_address]] HoldTimes reads_;
     [[no_unique_address]] HoldTimes writes_;
-    [[no_unique_address]] HoldTimes::Moment writing_since_;
 };
 
 class [[nodiscard]] SCOPED_CAPABILITY kx_read_guard final {

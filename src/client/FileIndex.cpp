@@ -103,8 +103,10 @@ void FileIndex::enter(std::span<Prepared> slice, ClientId owner, std::uint16_t p
         source_total_.fetch_add(static_cast<std::int32_t>(handles.size()),
                                 std::memory_order_relaxed);
     });
-    for (Prepared& prepared : slice)
+    for (Prepared& prepared : slice) {
+        if (!handles.empty()) lock_.give_way();
         handles.push_back(add_record(prepared, owner, port));
+    }
 }
 
 // Most publications are of files that others have too: for those nothing is prepared.
@@ -184,6 +186,7 @@ bool FileIndex::continue_departure(Departure& departure) noexcept {
 void FileIndex::leave(std::span<Leaving> slice, ClientId client) noexcept {
     const kx_write_guard guard(lock_);
     for (Leaving& leaving : slice) {
+        if (&leaving != slice.data()) lock_.give_way();
         if (table_.remove_sources(leaving.handle, client, leaving.sources)) continue;
         if (!leaving.last) make_words(leaving);  // the other clients have left meanwhile
         entry_leaves(table_.entry(leaving.handle).row, leaving.words);
