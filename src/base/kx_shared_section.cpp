@@ -16,6 +16,9 @@ using Word = std::atomic<std::uint32_t>;
 
 constexpr std::size_t kMostParts = 16;  // a bound on what a writer pays
 
+// Longer than a step of a search: what writers have waited for one, they may go on.
+constexpr std::chrono::milliseconds kMostCredit(1);
+
 constexpr std::uint32_t kPhase = 1;
 constexpr std::uint32_t kWriter = 2;
 constexpr std::uint32_t kSleeper = 4;
@@ -110,7 +113,7 @@ void kx_shared_section::leave_write() noexcept {
 
 bool kx_shared_section::give_way() noexcept {
     if (!reader_waits()) return false;
-    if (waited_ != Clock::duration::zero() && Clock::now() - entered_ < waited_) return false;
+    if (credit_ != Clock::duration::zero() && Clock::now() - entered_ < credit_) return false;
     give_parts();
     take_parts();
     return true;
@@ -130,7 +133,6 @@ void kx_shared_section::take_parts() noexcept {
             parts_[i].in.fetch_or(kWriter | phase_, std::memory_order_acq_rel);
         parts_[i].awaited.store(found & kReaders, std::memory_order_relaxed);
     }
-    waited_ = Clock::duration::zero();
     const auto is_free = [](const Part& part) {
         return part.out.load(std::memory_order_acquire) ==
                part.awaited.load(std::memory_order_relaxed);
@@ -140,7 +142,9 @@ void kx_shared_section::take_parts() noexcept {
         for (std::size_t i = 0; i < count_; ++i)
             await_readers(parts_[i]);
         entered_ = Clock::now();
-        waited_ = entered_ - came;
+        credit_ = std::min<Clock::duration>(credit_ + (entered_ - came), kMostCredit);
+    } else if (credit_ != Clock::duration::zero()) {
+        entered_ = Clock::now();
     }
     writing_since_ = HoldTimes::now();
 }
@@ -159,6 +163,8 @@ void kx_shared_section::await_readers(Part& part) const noexcept {
 
 void kx_shared_section::give_parts() noexcept {
     writes_.held_since(writing_since_);
+    if (credit_ != Clock::duration::zero())
+        credit_ = std::max(credit_ - (Clock::now() - entered_), Clock::duration::zero());
     std::uint32_t with_sleepers = 0;
     for (std::size_t i = 0; i < count_; ++i) {
         const std::uint32_t found = parts_[i].in.fetch_and(kReaders, std::memory_order_release);

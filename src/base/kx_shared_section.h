@@ -56,8 +56,8 @@ public:
 
     // For a writer between two pieces of its work, at each of which readers may look: lets those
     // in that wait, and no other writer, and returns when it has the lock again. Does nothing
-    // while none waits, or while the writer has held the lock for less time than it waited for it
-    // itself, so that long reads get half of the time and no more. Returns whether it let go.
+    // while none waits, or while writers have held the lock for less time than they waited for it
+    // themselves, so that long reads get half of the time and no more. Returns whether it let go.
     bool give_way() noexcept REQUIRES(this);
 
 private:
@@ -85,8 +85,8 @@ private:
     std::mutex writers_;
     // Of the writer that holds it.
     std::uint32_t phase_ = 0;
-    Clock::duration waited_{};
-    Clock::time_point entered_;  // if it waited
+    Clock::duration credit_{};   // for how long writers waited, less for how long they stayed
+    Clock::time_point entered_;  // while there is credit
     [[no_unique_address]] HoldTimes::Moment writing_since_;
 
     [[no_unique_address]] HoldTimes reads_;
