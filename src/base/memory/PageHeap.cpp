@@ -27,6 +27,7 @@ constexpr bool kWatched = true;
 constexpr bool kWatched = false;
 #endif
 constinit bool apart = kWatched;
+constexpr std::align_val_t kApartAlignment{64};
 
 constexpr std::size_t kPageBytes = 4096;
 constexpr std::size_t kRegionBytes = std::size_t{2} << 20;  // a large page of x86-64 and AArch64
@@ -314,13 +315,13 @@ void* take_run(std::size_t size) noexcept {
 }  // namespace
 
 void* PageHeap::try_take(std::size_t size) noexcept {
-    if (apart) return ::operator new(size, std::nothrow);
+    if (apart) return ::operator new(size, kApartAlignment, std::nothrow);
     return size <= kLargestBlock ? slabs[class_of(size)].take(class_of(size)) : take_run(size);
 }
 
 void PageHeap::give_back(void* block) noexcept {
     if (block == nullptr) return;
-    if (apart) return ::operator delete(block);
+    if (apart) return ::operator delete(block, kApartAlignment);
     Region* const region = region_of(block);
     if (region->mapped > kRegionBytes) {
         ::munmap(region, region->mapped);

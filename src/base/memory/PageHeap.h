@@ -29,8 +29,8 @@ class PageHeap {
 public:
     PageHeap() = delete;
 
-    // At least `size` bytes, aligned for whatever needs up to 8 (16 from 256 bytes on). Null when
-    // there is no memory.
+    // At least `size` bytes, aligned for whatever needs up to 8, or, of more than 4 KiB, up to a
+    // page (64 when blocks are apart). Null when there is no memory.
     [[nodiscard]] static void* try_take(std::size_t size) noexcept;
     // Raises std::bad_alloc.
     [[nodiscard]] static void* take(std::size_t size) {

@@ -7,7 +7,7 @@
 namespace vorrim {
 
 Segment::Segment(std::uint32_t first_row, std::uint32_t max_rows, std::uint32_t lines,
-                 std::unique_ptr<Line[]> bits)
+                 PageHeap::Array<Line> bits)
     : first_row_(first_row),
       rows_end_(first_row + max_rows),
       max_rows_(max_rows),
@@ -22,8 +22,8 @@ Segment::Segment(std::uint32_t first_row, std::uint32_t max_rows)
         clear(row);
 }
 
-std::unique_ptr<Segment::Line[]> Segment::uncleared_bits(std::uint32_t lines) {
-    return std::make_unique_for_overwrite<Line[]>(kBitRows * stride(lines));
+PageHeap::Array<Segment::Line> Segment::uncleared_bits(std::uint32_t lines) {
+    return PageHeap::array<Line>(kBitRows * stride(lines));
 }
 
 // The memory that it grows into is cleared row by row while its last half fills: new pages of

@@ -213,11 +213,11 @@ private:
     void prepare_growth(std::size_t rows);
     void grow();
     void revive(std::uint32_t slot, bool reachable) noexcept;
-    [[nodiscard]] static std::unique_ptr<Line[]> uncleared_bits(std::uint32_t lines);
+    [[nodiscard]] static PageHeap::Array<Line> uncleared_bits(std::uint32_t lines);
     void clear(std::size_t row) noexcept { std::fill_n(bit_row(row), stride(lines_), Line{}); }
     // With room for as many lines of slots, a power of two, as given.
     Segment(std::uint32_t first_row, std::uint32_t max_rows, std::uint32_t lines,
-            std::unique_ptr<Line[]> bits);
+            PageHeap::Array<Line> bits);
 
     std::uint32_t first_row_;
     std::uint32_t rows_end_;
@@ -225,8 +225,8 @@ private:
     std::uint32_t lines_;
     std::uint32_t used_ = 0;
     std::uint32_t live_count_ = 0;
-    std::unique_ptr<Line[]> bits_;          // kBitRows rows of lines_ lines
-    std::unique_ptr<Line[]> larger_;        // what takes its place, twice as long
+    PageHeap::Array<Line> bits_;            // kBitRows rows of lines_ lines
+    PageHeap::Array<Line> larger_;          // what takes its place, twice as long
     std::size_t cleared_ = 0;               // bit rows of the latter
     PageHeap::Array<RecordPlace> records_;  // one per slot
     std::vector<std::uint32_t> rows_;       // one per used slot; empty: dense
