@@ -78,6 +78,13 @@ kx_shared_section::Reading kx_shared_section::enter_read() noexcept {
     return {part, HoldTimes::now()};
 }
 
+kx_shared_section::Reading kx_shared_section::enter_read_patiently() noexcept {
+    writers_.lock();
+    const Reading reading = enter_read();
+    writers_.unlock();
+    return reading;
+}
+
 void kx_shared_section::leave_read(const Reading& reading) noexcept {
     reads_.held_since(reading.since);
     Part& part = parts_[reading.part];

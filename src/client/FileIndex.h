@@ -9,8 +9,8 @@
 // Ownership   The index owns the records it keeps. A reply receives copies of their bytes.
 // Threads     Every operation marked "any thread" may run at any time beside all others. Searches
 //             and source requests share the index lock; publications and departures take it alone,
-//             a few dozen records at a time, and let readers that wait in between two of them. What
-//             they know of the index stays true meanwhile, for no other writer comes in.
+//             a few dozen records at a time, and let searches that wait in between two of them.
+//             What they know of the index stays true meanwhile, for no other writer comes in.
 // Order       A scan visits bucket by bucket (first four bytes of the hash, little-endian, modulo
 //             the bucket count), within a bucket by creation of the entries. Sources stand in order
 //             of publication. A continued search remembers positions, not entries.

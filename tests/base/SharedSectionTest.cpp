@@ -176,5 +176,29 @@ TEST(SharedSection, LetsThoseInThatWaitWhenTheWriterGivesWay) {
     EXPECT_EQ(met, 0u);
 }
 
+TEST(SharedSection, MakesNoWriterGiveWayToThePatient) {
+    kx_shared_section lock;
+    std::atomic<bool> came{false};
+    std::atomic<bool> read{false};
+    Crowd crowd;
+    {
+        const kx_write_guard guard(lock);
+        crowd.add(1, [&] {
+            came = true;
+            const kx_patient_read_guard reading(lock);
+            read = true;
+        });
+        while (!came)
+            std::this_thread::yield();
+        for (unsigned i = 0; i < 1000; ++i) {
+            EXPECT_FALSE(lock.give_way());
+            std::this_thread::yield();
+        }
+        EXPECT_FALSE(read);
+    }
+    crowd.join();
+    EXPECT_TRUE(read);
+}
+
 }  // namespace
 }  // namespace vorrim
