@@ -4,7 +4,7 @@
 #include <array>
 #include <atomic>
 #include <bit>
-#include <cstdlib>
+#include <cstdint>
 #include <sys/mman.h>
 
 #include "base/Annotations.h"
@@ -295,6 +295,7 @@ private:
 constinit std::array<Slabs, kClasses> slabs;
 
 void* take_run(std::size_t size) noexcept {
+    if (size > PTRDIFF_MAX) return nullptr;
     const std::size_t count = (size + kPageBytes - 1) / kPageBytes;
     if (count <= kMostPages) {
         Page* const run = regions.take(static_cast<std::uint32_t>(count));
@@ -304,7 +305,6 @@ void* take_run(std::size_t size) noexcept {
         return region_of(run)->at(run->first);
     }
     const std::size_t bytes = kFirstPage * kPageBytes + count * kPageBytes;
-    if (bytes < size) return nullptr;
     void* const memory = map(bytes);
     if (memory == nullptr) return nullptr;
     auto* const region = ::new (memory) Region;
