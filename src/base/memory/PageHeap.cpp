@@ -189,7 +189,9 @@ public:
     }
 
     void prepare() noexcept {
-        if (reserve_.load(std::memory_order_relaxed) != nullptr) return;
+        if (roomy_.load(std::memory_order_relaxed) != 0 ||
+            reserve_.load(std::memory_order_relaxed) != nullptr)
+            return;
         Region* const region = new_region();
         Region* none = nullptr;
         if (region != nullptr && !reserve_.compare_exchange_strong(none, region))
@@ -217,8 +219,10 @@ private:
         region.next = head;
         if (head != nullptr) head->previous = &region;
         head = &region;
+        if (region.longest >= kRoomy) ++roomy_;
     }
     void unlink(Region& region) noexcept REQUIRES(lock_) {
+        if (region.longest >= kRoomy) --roomy_;
         (region.previous == nullptr ? by_longest_[region.longest] : region.previous->next) =
             region.next;
         if (region.next != nullptr) region.next->previous = region.previous;
@@ -226,6 +230,10 @@ private:
 
     kx_critical_section lock_;
     std::array<Region*, kMostPages + 1> by_longest_ GUARDED_BY(lock_){};
+    // Regions with room for what is likely to be taken next: while there are any, none is needed
+    // in reserve.
+    static constexpr std::uint32_t kRoomy = 64;
+    std::atomic<std::uint32_t> roomy_{0};
     std::atomic<Region*> reserve_{nullptr};
 };
 

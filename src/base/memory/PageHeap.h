@@ -9,7 +9,7 @@
 // with small pages the way to a page costs as much as what stands on it (the tables of pages do not
 // fit the caches either). Blocks have no header and are at most 16 bytes larger than asked for, up
 // to 512, and a quarter, up to 4 KiB. A slab of which no block is in use serves any size, and a
-// region of which no page is in use goes back to the system; one is kept in reserve.
+// region of which no page is in use goes back to the system, but for one.
 //
 // Under the sanitizers every block has memory of its own, so that they see each.
 //
@@ -20,7 +20,7 @@
 #include <cstdint>
 #include <memory>
 #include <new>
-#include <span>
+#include <type_traits>
 #include <utility>
 
 namespace vorrim {
@@ -41,9 +41,9 @@ public:
     // Null is allowed.
     static void give_back(void* block) noexcept;
 
-    // Sees to it that a region is in reserve, already cleared by the system. That takes a tenth of
-    // a millisecond now and then, for which nobody should have to wait behind a lock. Without
-    // memory it does nothing.
+    // Sees to it that there is room for some blocks, or a region in reserve, already cleared by the
+    // system. That takes a tenth of a millisecond now and then, for which nobody should have to
+    // wait behind a lock. Without memory it does nothing.
     static void prepare() noexcept;
 
     // Whether every block has memory of its own, by operator new: for tests in which memory runs
