@@ -52,6 +52,7 @@ public:
     [[nodiscard]] Reading enter_read() noexcept ACQUIRE_SHARED();
     // The same for who prepares to write: it waits among the writers, and makes none give way.
     [[nodiscard]] Reading enter_read_patiently() noexcept ACQUIRE_SHARED();
+    struct Patiently {};  // for a guard
     void leave_read(const Reading& reading) noexcept RELEASE_SHARED();
     void enter_write() noexcept ACQUIRE();
     void leave_write() noexcept RELEASE();
@@ -99,22 +100,12 @@ class [[nodiscard]] SCOPED_CAPABILITY kx_read_guard final {
 public:
     explicit kx_read_guard(kx_shared_section& section) noexcept ACQUIRE_SHARED(section)
         : section_(section), reading_(section_.enter_read()) {}
+    kx_read_guard(kx_shared_section& section, kx_shared_section::Patiently) noexcept
+        ACQUIRE_SHARED(section)
+        : section_(section), reading_(section_.enter_read_patiently()) {}
     ~kx_read_guard() RELEASE_GENERIC() { section_.leave_read(reading_); }
     kx_read_guard(const kx_read_guard&) = delete;
     kx_read_guard& operator=(const kx_read_guard&) = delete;
-
-private:
-    kx_shared_section& section_;
-    const kx_shared_section::Reading reading_;
-};
-
-class [[nodiscard]] SCOPED_CAPABILITY kx_patient_read_guard final {
-public:
-    explicit kx_patient_read_guard(kx_shared_section& section) noexcept ACQUIRE_SHARED(section)
-        : section_(section), reading_(section_.enter_read_patiently()) {}
-    ~kx_patient_read_guard() RELEASE_GENERIC() { section_.leave_read(reading_); }
-    kx_patient_read_guard(const kx_patient_read_guard&) = delete;
-    kx_patient_read_guard& operator=(const kx_patient_read_guard&) = delete;
 
 private:
     kx_shared_section& section_;

@@ -89,7 +89,7 @@ void FileIndex::enter(std::span<Prepared> slice, ClientId owner, std::uint16_t p
         if (!prepared.known()) prepare(prepared);
 
     {
-        const kx_patient_read_guard guard(lock_);
+        const kx_read_guard guard(lock_, kx_shared_section::Patiently{});
         warm(slice);
     }
     std::vector<std::uint32_t> handles;
@@ -111,7 +111,7 @@ void FileIndex::enter(std::span<Prepared> slice, ClientId owner, std::uint16_t p
 
 // Most publications are of files that others have too: for those nothing is prepared.
 void FileIndex::find_known(std::span<Prepared> slice) const {
-    const kx_patient_read_guard guard(lock_);
+    const kx_read_guard guard(lock_, kx_shared_section::Patiently{});
     for (const Prepared& prepared : slice)
         table_.prefetch(prepared.digest);
     for (Prepared& prepared : slice) {
@@ -197,7 +197,7 @@ void FileIndex::leave(std::span<Leaving> slice, ClientId client) noexcept {
 // All that can be done while others may read. The entries stay, for they have sources that are yet
 // to be removed.
 void FileIndex::foresee(std::span<Leaving> slice) const noexcept {
-    const kx_patient_read_guard guard(lock_);
+    const kx_read_guard guard(lock_, kx_shared_section::Patiently{});
     for (const Leaving& leaving : slice)
         table_.prefetch_entry(leaving.handle);
     for (const Leaving& leaving : slice)

@@ -185,7 +185,7 @@ TEST(SharedSection, MakesNoWriterGiveWayToThePatient) {
         const kx_write_guard guard(lock);
         crowd.add(1, [&] {
             came = true;
-            const kx_patient_read_guard reading(lock);
+            const kx_read_guard reading(lock, kx_shared_section::Patiently{});
             read = true;
         });
         while (!came)
