@@ -269,8 +269,7 @@ public:
     void give_back(Page& slab, std::byte* block) noexcept {
         const kx_guard hold(lock_);
         const bool had_room = has_room(slab);
-        // The last one with room is kept for the next block.
-        if (--slab.used == 0 && (slab.previous != nullptr || slab.next != nullptr)) {
+        if (--slab.used == 0) {
             unlink(slab);
             return regions.give_back(slab, kSlabPages);
         }
