@@ -11,10 +11,12 @@ using Words = std::vector<std::string>;
 
 constexpr const char* kAccount = "adminName=root\nadminPass=two words\nverbose=false\n";
 
-// The command for this server, with what the environment says in front.
+// The command for this server, with what the environment says in front. The server has said all
+// that it says at its start: an administrator who is in earlier would get the rest of it.
 Words admin(const ServerProcess& server, const Words& arguments,
             const Words& variables = {"VORRIM_ADMIN_NAME=root",
                                       "VORRIM_ADMIN_PASSWORD=two words"}) {
+    server.wait_for_prompt();
     Words command = {"/usr/bin/env",          "-u",        "VORRIM_ADMIN_NAME", "-u",
                      "VORRIM_ADMIN_PASSWORD", "TERM=xterm"};
     command.insert(command.end(), variables.begin(), variables.end());

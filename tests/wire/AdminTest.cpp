@@ -72,6 +72,7 @@ TEST_F(Admin, BeforeALoginNothingHasAnEffectAndTheConnectionStays) {
 
 TEST(AdminDoor, AfterALoginCommandsMayBeLongWhoeverSendsThem) {
     const ServerProcess server(kAccount + "limitExempt=");
+    server.wait_for_prompt();
     const Administrator admin(server, kName, kPassword);
     EXPECT_EQ(admin.ask(std::string(60'000, 'x')), "Unrecognized command. type ? for help\n");
 }
