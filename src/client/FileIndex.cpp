@@ -124,7 +124,7 @@ void FileIndex::find_known(std::span<Prepared> slice) const {
 
 void FileIndex::prepare(Prepared& prepared) const {
     prepared.record.set_availability(1);
-    prepared.signature = signature_of(prepared.record.view());
+    prepared.marks = TextMarks(prepared.record.view());
     prepared.words = words_of(prepared.record.view());
 }
 

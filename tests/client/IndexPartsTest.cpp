@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <map>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -140,10 +141,10 @@ TEST(IndexRowList, KeepsTheRowsOfAVectorThroughAllForms) {
 TEST(IndexRowStore, KeepsWhatItWasToldWhileSegmentsArePacked) {
     constexpr std::uint32_t kSegment = Segment::kStretchRows;
     constexpr std::uint32_t kRows = 15 * kSegment;
-    const auto signature_of = [](std::uint32_t number) {
-        TextSignature signature;
-        signature.add("file " + std::to_string(number));
-        return signature;
+    const auto marks_of = [](std::uint32_t number) {
+        TextMarks marks;
+        marks.signature.add("file " + std::to_string(number));
+        return marks;
     };
     const std::vector<FrozenRecord> records =
         files(0, kRows, [](std::uint32_t) { return std::string(); });
@@ -157,7 +158,10 @@ TEST(IndexRowStore, KeepsWhatItWasToldWhileSegmentsArePacked) {
         store.for_each_live([&](const Segment& segment, std::uint32_t slot) {
             const std::uint32_t number = number_of(segment.record_of(slot));
             met[segment.row_of(slot)] = {number, segment.reachable(slot)};
-            ASSERT_EQ(segment.signature_of(slot).words(), signature_of(number).words());
+            TextSignature signature;
+            for (std::size_t column = 0; column < TextSignature::kColumns; ++column)
+                if (segment.in_column(column, slot)) signature.set(column);
+            ASSERT_EQ(signature.words(), marks_of(number).signature.words());
         });
         ASSERT_EQ(met, known);
     };
@@ -168,7 +172,7 @@ TEST(IndexRowStore, KeepsWhatItWasToldWhileSegmentsArePacked) {
     for (std::uint32_t number = 0; number < kRows; ++number) {
         const bool reachable = random() % 2 == 0;
         const std::uint32_t row =
-            store.append(records[number].place(), signature_of(number), reachable);
+            store.append(records[number].place(), marks_of(number), reachable);
         known[row] = {number, reachable};
         const auto any = [&] {
             return known.lower_bound(static_cast<std::uint32_t>(random()) % (row + 1));
@@ -188,15 +192,56 @@ TEST(IndexRowStore, KeepsWhatItWasToldWhileSegmentsArePacked) {
     }
 }
 
+// Whatever stands in a record is found in its part, however long its texts are; what stands in none
+// is hardly ever.
+TEST(IndexGramFilter, KnowsEveryRunOfARecord) {
+    std::mt19937 random(11);
+    const auto letters = [&](std::size_t length, std::uint32_t kinds) {
+        std::string text(length, ' ');
+        for (char& letter : text)
+            letter = "abcdefghijklmnopqrstuvwxyz0123456789 -."[random() % kinds];
+        return text;
+    };
+    constexpr std::uint32_t kOneWord = 36;
+    constexpr std::uint32_t kWords = 39;
+    const auto filter = std::make_unique<GramFilter>();
+    const GramFilter::Places places(4096);
+    const auto parts_with = [&](const std::string& needle) {
+        GramFilter::Parts parts = GramFilter::kAllParts;
+        for_each_gram_run(needle, [&](GramRun run, std::size_t) {
+            places.for_each(run, [&](std::uint32_t place) {
+                parts &= filter->at(place);
+                return true;
+            });
+        });
+        return parts;
+    };
+    // With 60 letters the runs are 113, with 70 they are 133: more than are kept.
+    const std::vector<std::size_t> lengths = {0, 3, 4, 5, 60, 67, 68, 70, 3000};
+    for (std::uint32_t part = 0; part < 2 * lengths.size(); ++part) {
+        const std::string text = letters(lengths[part / 2], part % 2 == 0 ? kOneWord : kWords);
+        const FrozenRecord record = file(part, text);
+        filter->add(part, record.view(), GramRuns(record.view()), places);
+        for (std::size_t at = 0; at + kShortRun <= text.size(); ++at) {
+            const std::string needle = text.substr(at, kShortRun + random() % 9);
+            EXPECT_TRUE(parts_with(needle) >> part & 1) << needle;
+        }
+    }
+    int met = 0;
+    for (int i = 0; i < 1000; ++i)
+        met += parts_with(letters(8, kOneWord)) != 0 ? 1 : 0;
+    EXPECT_LE(met, 5);
+}
+
 // Which of the texts, one a row, a plan lets through; both ways of asking agree.
 std::vector<std::string> admitted(std::unique_ptr<SearchNode> root,
                                   const std::vector<std::string>& texts) {
     const FrozenRecord record = file(0, "");
     RowStore store(1000, Segment::kStretchRows);
     for (const std::string& text : texts) {
-        TextSignature signature;
-        signature.add(text);
-        store.append(record.place(), signature, false);
+        TextMarks marks;
+        marks.signature.add(text);
+        store.append(record.place(), marks, false);
     }
     CandidatePlan plan(*root);
     plan.order_by(store.weights());

@@ -19,9 +19,12 @@ CandidatePlan::Group CandidatePlan::group_of(const SearchNode& root, int depth) 
         root,
         [&group](std::string_view text) {
             group.needed.add(text);
-            GramFilter::for_each_run(text, [&group](const GramFilter::Run& run) {
-                if (group.gram_count < kGrams) group.grams[group.gram_count++] = run;
-            });
+            // The longer ones, which tell more, go first.
+            for (const std::size_t wanted : {kLongRun, kShortRun})
+                for_each_gram_run(text, [&](GramRun run, std::size_t length) {
+                    if (length == wanted && group.gram_count < kGrams)
+                        group.grams[group.gram_count++] = run;
+                });
         },
         [&](const SN_Operator& combine) {
             if (auto alternatives = alternatives_of(combine, depth); !alternatives.empty())
@@ -78,7 +81,7 @@ void CandidatePlan::order(Group& group, const RowStore::ColumnWeights& weights) 
 GramFilter::Parts CandidatePlan::parts(const Group& group, const GramFilter& grams,
                                        const GramFilter::Places& places) noexcept {
     GramFilter::Parts left = GramFilter::kAllParts;
-    for (const GramFilter::Run& run : group.runs())
+    for (const GramRun run : group.runs())
         if (!places.for_each(run, [&](auto place) { return (left &= grams.at(place)) != 0; }))
             return 0;
     for (const auto& alternatives : group.alternatives) {
@@ -104,7 +107,7 @@ void CandidatePlan::prefetch_parts(const Segment& segment) const noexcept {
     if (grams == nullptr) return;
     const GramFilter::Places places = segment.gram_places();
     for_each_first([&](const Group& group) {
-        for (const GramFilter::Run& run : group.runs(kRunsAhead))
+        for (const GramRun run : group.runs(kRunsAhead))
             places.for_each(run, [&](auto place) {
                 grams->prefetch(place);
                 return true;

@@ -94,7 +94,7 @@ private:
         std::array<std::uint16_t, kColumns> columns;  // the rarest of those, once chosen
         std::uint8_t column_count = 0;
         std::uint8_t gram_count = 0;
-        std::array<GramFilter::Run, kGrams> grams;
+        std::array<GramRun, kGrams> grams;
         std::vector<std::vector<Group>> alternatives;
 
         [[nodiscard]] bool empty() const noexcept { return needed.empty() && alternatives.empty(); }
@@ -102,8 +102,7 @@ private:
             std::size_t most = kColumns) const noexcept {
             return {columns.data(), std::min<std::size_t>(column_count, most)};
         }
-        [[nodiscard]] std::span<const GramFilter::Run> runs(
-            std::size_t most = kGrams) const noexcept {
+        [[nodiscard]] std::span<const GramRun> runs(std::size_t most = kGrams) const noexcept {
             return {grams.data(), std::min<std::size_t>(gram_count, most)};
         }
     };

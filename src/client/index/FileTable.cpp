@@ -24,7 +24,7 @@ std::uint32_t FileTable::add_entry(Prepared& prepared, ClientId owner, std::uint
     FileEntry& entry = entries_[handle];
     Rollback entry_made([&] { entries_.remove(handle); });
     entry.hash = hash;
-    entry.row = rows_.append(prepared.record.place(), prepared.signature, reachable);
+    entry.row = rows_.append(prepared.record.place(), prepared.marks, reachable);
     Rollback row_given([&] { rows_.remove(entry.row); });
     by_hash_.insert(prepared.digest, handle);
     Rollback hash_known([&] { by_hash_.erase(prepared.digest, handle); });

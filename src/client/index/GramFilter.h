@@ -19,12 +19,84 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 #include "client/index/folded_bytes.h"
 #include "meta/RecordView.h"
 
 namespace vorrim {
+
+// A run as filters know it: a hash of its bytes, and whether there is a digit among them.
+class GramRun {
+public:
+    GramRun() noexcept = default;
+    GramRun(std::uint64_t bytes, bool digit) noexcept
+        : packed_(static_cast<std::uint32_t>(bytes * kSpread >> 32) << 1 | (digit ? 1 : 0)) {}
+
+    [[nodiscard]] std::uint32_t hash() const noexcept { return packed_; }
+    [[nodiscard]] bool digit() const noexcept { return (packed_ & 1) != 0; }
+
+private:
+    static constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;  // 2^64 by the golden ratio
+    std::uint32_t packed_;
+};
+
+inline constexpr std::size_t kShortRun = 4;
+inline constexpr std::size_t kLongRun = 5;
+
+// Calls visit(run, length) for the runs of a text, in the order in which they end.
+template <class Visit>
+void for_each_gram_run(std::string_view text, Visit&& visit) {
+    constexpr std::uint64_t kShortMask = (std::uint64_t{1} << (8 * kShortRun)) - 1;
+    constexpr std::uint64_t kLongMask = (std::uint64_t{1} << (8 * kLongRun)) - 1;
+    std::uint64_t window = 0;
+    std::size_t at = 0;
+    std::size_t digit_at = 0;  // the last one, counted as `at` is
+    for (const char byte : text) {
+        window = window << 8 | folded_byte(byte);
+        at = separates_words(byte) ? 0 : at + 1;
+        if (at == 0) digit_at = 0;
+        if (byte >= '0' && byte <= '9') digit_at = at;
+        if (at >= kShortRun)
+            visit(GramRun(window & kShortMask, digit_at + kShortRun > at), kShortRun);
+        if (at >= kLongRun) visit(GramRun(window & kLongMask, digit_at + kLongRun > at), kLongRun);
+    }
+}
+
+// The runs of a record's texts, made before anybody has to wait for them. If they are very many
+// they are not kept but made anew each time.
+class GramRuns {
+public:
+    GramRuns() noexcept {}  // leaves the array as it is: it is filled as far as it is used
+    explicit GramRuns(RecordView record) noexcept {
+        for_each_of(record, [this](GramRun run) {
+            if (count_ < runs_.size()) runs_[count_] = run;
+            ++count_;
+        });
+    }
+
+    // Calls visit(run) for each; the record is the one of which they were made.
+    template <class Visit>
+    void for_each(RecordView record, Visit&& visit) const {
+        if (count_ > runs_.size()) return for_each_of(record, visit);
+        for (const GramRun run : std::span(runs_).first(count_))
+            visit(run);
+    }
+
+private:
+    static constexpr std::size_t kMost = 128;
+
+    template <class Visit>
+    static void for_each_of(RecordView record, Visit&& visit) {
+        for (const TagView& tag : record.tags())
+            if (tag.type == TagType::text)
+                for_each_gram_run(tag.text(), [&](GramRun run, std::size_t) { visit(run); });
+    }
+
+    std::size_t count_ = 0;  // of all, also when they are too many
+    std::array<GramRun, kMost> runs_;
+};
 
 class GramFilter {
 public:
@@ -34,32 +106,6 @@ public:
     static constexpr std::uint32_t kPartRows = 512;
     // 512 names of 40 letters fill three tenths of their bits.
     static constexpr std::size_t kPlaceBits = 16;
-
-    struct Run {
-        std::uint64_t bytes;
-        bool digit;  // among them
-    };
-    // Calls visit(run) for every run of so many bytes of the text.
-    template <std::size_t kGram, class Visit>
-    static void for_each_run(std::string_view text, Visit&& visit) {
-        constexpr std::uint64_t kGramMask = (std::uint64_t{1} << (8 * kGram)) - 1;
-        std::uint64_t window = 0;
-        std::size_t at = 0;
-        std::size_t digit_at = 0;  // the last one, counted as `at` is
-        for (const char byte : text) {
-            window = (window << 8 | folded_byte(byte)) & kGramMask;
-            at = separates_words(byte) ? 0 : at + 1;
-            if (at == 0) digit_at = 0;
-            if (byte >= '0' && byte <= '9') digit_at = at;
-            if (at >= kGram) visit(Run{window, digit_at + kGram > at});
-        }
-    }
-    // The longer ones, which tell more, go first.
-    template <class Visit>
-    static void for_each_run(std::string_view text, Visit&& visit) {
-        for_each_run<5>(text, visit);
-        for_each_run<4>(text, visit);
-    }
 
     // Where the runs are in the filter of a segment.
     class Places {
@@ -72,11 +118,12 @@ public:
         }
         // Calls visit(place) for each until one returns false; returns whether none did.
         template <class Visit>
-        bool for_each(const Run& run, Visit&& visit) const {
-            const std::uint64_t spread = run.bytes * factor_;
+        bool for_each(GramRun run, Visit&& visit) const {
+            const std::uint64_t spread = run.hash() * factor_;
             if (!visit(static_cast<std::uint32_t>(spread >> (64 - kPlaceBits)))) return false;
-            return !run.digit || visit(static_cast<std::uint32_t>(spread >> (64 - 2 * kPlaceBits)) &
-                                       ((1u << kPlaceBits) - 1));
+            return !run.digit() ||
+                   visit(static_cast<std::uint32_t>(spread >> (64 - 2 * kPlaceBits)) &
+                         ((1u << kPlaceBits) - 1));
         }
 
     private:
@@ -84,8 +131,17 @@ public:
         std::uint64_t factor_;
     };
 
-    // Adds all text tags of a record to a part.
-    void add(std::uint32_t part, RecordView record, const Places& places) noexcept;
+    // Adds a record to a part; the runs are those of its texts.
+    void add(std::uint32_t part, RecordView record, const GramRuns& runs,
+             const Places& places) noexcept {
+        const Parts bit = Parts{1} << part;
+        runs.for_each(record, [&](GramRun run) {
+            places.for_each(run, [&](std::uint32_t place) {
+                places_[place] |= bit;
+                return true;
+            });
+        });
+    }
 
     // The parts that have something at this place.
     [[nodiscard]] Parts at(std::uint32_t place) const noexcept { return places_[place]; }

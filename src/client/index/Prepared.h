@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "client/index/EntrySlab.h"
-#include "client/index/TextSignature.h"
+#include "client/index/TextMarks.h"
 #include "client/index/keyword_hash.h"
 #include "meta/FrozenRecord.h"
 
@@ -11,7 +11,7 @@ namespace vorrim {
 
 struct Prepared {
     FrozenRecord record;
-    TextSignature signature;
+    TextMarks marks;  // of its texts
     KeywordHashes words;
     std::uint32_t digest = 0;  // of the file hash, see HashToEntry
     // The entry that the hash seemed to have when last looked (EntrySlab::kNone: none): then the

@@ -6,7 +6,7 @@
 
 namespace vorrim {
 
-std::uint32_t RowStore::append(RecordPlace record, const TextSignature& signature, bool reachable) {
+std::uint32_t RowStore::append(RecordPlace record, const TextMarks& marks, bool reachable) {
     if (exhausted()) throw std::bad_alloc();
     const std::uint32_t window = window_of(next_row_);
     if (windows_.empty()) first_window_ = window;
@@ -19,8 +19,9 @@ std::uint32_t RowStore::append(RecordPlace record, const TextSignature& signatur
         windows_.back() = segments_.back().get();
         if (before != nullptr) tidy(*before);  // it was spared while it was the last
     }
-    windows_.back()->append(record, signature, reachable);
-    signature.for_each_column([&](std::size_t column) { ++weights_[column]; });
+    windows_.back()->append(record, marks, reachable);
+    if (next_row_ % kWeighed == 0)
+        marks.signature.for_each_column([&](std::size_t column) { ++weights_[column]; });
     ++live_count_;
     go_on_packing();
     return next_row_++;
@@ -57,7 +58,8 @@ std::optional<RecordPlace> RowStore::find(std::uint32_t row) const noexcept {
 RowStore RowStore::renumbered() const {
     RowStore store(row_limit_, segment_rows());
     for_each_live([&](const Segment& segment, std::uint32_t slot) {
-        store.append(segment.record_of(slot), segment.signature_of(slot), segment.reachable(slot));
+        const RecordPlace record = segment.record_of(slot);
+        store.append(record, TextMarks(record.view()), segment.reachable(slot));
     });
     return store;
 }

@@ -27,7 +27,7 @@ namespace vorrim {
 
 class RowStore {
 public:
-    // How often each column was set; the lower, the more a column dismisses.
+    // How often each column was set, in a sample of rows; the lower, the more it dismisses.
     using ColumnWeights = std::array<std::uint64_t, TextSignature::kColumns>;
 
     // Rows below row_limit, segments of segment_rows rows (a power of two, from a stretch to
@@ -37,9 +37,9 @@ public:
 
     // All numbers are used up: number anew before the next append.
     [[nodiscard]] bool exhausted() const noexcept { return next_row_ >= row_limit_; }
-    // A row for a new entry; the record's texts are what the signature was made of. Raises
-    // std::bad_alloc, also when exhausted, and no row has changed then.
-    std::uint32_t append(RecordPlace record, const TextSignature& signature, bool reachable);
+    // A row for a new entry; the marks are those of the record's texts. Raises std::bad_alloc, also
+    // when exhausted, and no row has changed then.
+    std::uint32_t append(RecordPlace record, const TextMarks& marks, bool reachable);
     // The row's entry is gone. Without memory for packing, segments stay as they are.
     void remove(std::uint32_t row) noexcept;
     void set_reachable(std::uint32_t row, bool reachable) noexcept;
@@ -87,6 +87,8 @@ public:
 private:
     // A segment of one line is packed into a neighbour when it is at most half full.
     static constexpr std::uint32_t kSmall = Segment::Line::kRows / 2;
+    // One row in so many is weighed.
+    static constexpr std::uint32_t kWeighed = 8;
 
     [[nodiscard]] std::uint32_t segment_rows() const noexcept { return 1u << window_shift_; }
     [[nodiscard]] std::uint32_t window_of(std::uint32_t row) const noexcept {

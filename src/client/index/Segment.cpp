@@ -55,7 +55,7 @@ Segment::Stretch Segment::copy_of(const Line* row, std::uint32_t stretch) const 
     return bits;
 }
 
-std::uint32_t Segment::append(RecordPlace record, const TextSignature& signature, bool reachable) {
+std::uint32_t Segment::append(RecordPlace record, const TextMarks& marks, bool reachable) {
     if (used_ == slots()) grow();
     if (used_ >= slots() / 2 && slots() < max_rows_)
         prepare_growth(kBitRows * (used_ * 2 - slots()) / slots());
@@ -64,9 +64,9 @@ std::uint32_t Segment::append(RecordPlace record, const TextSignature& signature
     const std::uint32_t line = slot / Line::kRows;
     const std::uint32_t bit = slot % Line::kRows;
     records_[slot] = record;
-    signature.for_each_column(
+    marks.signature.for_each_column(
         [&](std::size_t column) { bit_row(kFirstColumn + column)[line].set(bit); });
-    grams_[0].add(slot / GramFilter::kPartRows, record.view(), gram_places());
+    grams_[0].add(slot / GramFilter::kPartRows, record.view(), marks.runs, gram_places());
     revive(slot, reachable);
     return slot;
 }
@@ -93,13 +93,6 @@ void Segment::set_reachable(std::uint32_t slot, bool reachable) noexcept {
 
 std::uint32_t Segment::packed_slot_of(std::uint32_t row) const noexcept {
     return static_cast<std::uint32_t>(find_row(rows_, row));
-}
-
-TextSignature Segment::signature_of(std::uint32_t slot) const noexcept {
-    TextSignature signature;
-    for (std::size_t column = 0; column < TextSignature::kColumns; ++column)
-        if (in_column(column, slot)) signature.set(column);
-    return signature;
 }
 
 std::uint64_t Segment::lines_of(GramFilter::Parts parts) const noexcept {

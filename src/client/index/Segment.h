@@ -30,7 +30,7 @@
 #include "base/memory/PageHeap.h"
 #include "client/index/GramFilter.h"
 #include "client/index/RowBlocks.h"
-#include "client/index/TextSignature.h"
+#include "client/index/TextMarks.h"
 #include "meta/FrozenRecord.h"
 
 namespace vorrim {
@@ -84,9 +84,9 @@ public:
     static constexpr std::uint32_t kMaxRows = GramFilter::kMaxParts * GramFilter::kPartRows;
     Segment(std::uint32_t first_row, std::uint32_t max_rows);
 
-    // The next row of a dense segment that is not full; the record's texts are what the signature
-    // was made of. Returns its slot. Raises std::bad_alloc, and has changed nothing then.
-    std::uint32_t append(RecordPlace record, const TextSignature& signature, bool reachable);
+    // The next row of a dense segment that is not full; the marks are those of the record's texts.
+    // Returns its slot. Raises std::bad_alloc, and has changed nothing then.
+    std::uint32_t append(RecordPlace record, const TextMarks& marks, bool reachable);
     // The row's entry is gone. Its slot stays until the segment is packed.
     void kill(std::uint32_t slot) noexcept;
     void set_reachable(std::uint32_t slot, bool reachable) noexcept;
@@ -171,9 +171,6 @@ public:
     [[nodiscard]] bool is_live(std::uint32_t slot) const noexcept {
         return (live_word(slot / 64) >> (slot % 64) & 1) != 0;
     }
-    // The row-wise signature of a slot.
-    [[nodiscard]] TextSignature signature_of(std::uint32_t slot) const noexcept;
-
     // The first slot whose row is not lower, or used().
     [[nodiscard]] std::uint32_t slot_from(std::uint32_t row) const noexcept {
         if (row <= first_row_) return 0;
