@@ -119,8 +119,8 @@ void PoolShare::wake() noexcept {
 
 void PoolShare::enqueue(Task& task) {
     if (task.queued_) return;
-    task.queued_ = true;
     ready_.push_back(&task);
+    task.queued_ = true;
 }
 
 void PoolShare::join_long_work(Task& task) {

@@ -3,6 +3,7 @@
 #include <span>
 
 #include "base/Output.h"
+#include "base/Rollback.h"
 #include "net/PoolShare.h"
 #include "net/socketPool.h"
 
@@ -75,8 +76,10 @@ void UDPDoor::reply_status() {
 
 void UDPDoor::queue_answer() {
     const auto written = out_.written();
+    answer_ends_.emplace_back(answers_.size() + written.size(), sender_);
+    Rollback named([this] { answer_ends_.pop_back(); });
     answers_.insert(answers_.end(), written.begin(), written.end());
-    answer_ends_.emplace_back(answers_.size(), sender_);
+    named.keep();
     if (answers_.size() >= kAnswerBytes) send_answers();
 }
 
