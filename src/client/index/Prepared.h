@@ -10,13 +10,15 @@
 namespace vorrim {
 
 struct Prepared {
+    Prepared() noexcept {}  // leaves as it is what has yet to be made
+
     FrozenRecord record;
-    TextMarks marks;  // of its texts
-    KeywordHashes words;
     std::uint32_t digest = 0;  // of the file hash, see HashToEntry
     // The entry that the hash seemed to have when last looked (EntrySlab::kNone: none): then the
     // rest was not worth making.
     std::uint32_t likely = EntrySlab::kNone;
+    KeywordHashes words;
+    TextMarks marks;
 
     [[nodiscard]] bool known() const noexcept { return likely != EntrySlab::kNone; }
 };
