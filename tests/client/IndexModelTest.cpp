@@ -42,13 +42,15 @@ struct Setup {
     IndexTuning tuning;
     std::uint32_t distinct;  // how many hashes there are to choose from
     std::uint32_t stay;      // one operation in so many lets a client leave
+    std::uint32_t words = 60;
 };
 
 // Makes the things of which a run consists.
 class Chance {
 public:
-    Chance(std::uint64_t seed, std::uint32_t distinct) : random_(seed), distinct_(distinct) {
-        for (int i = 0; i < 60; ++i)
+    Chance(std::uint64_t seed, std::uint32_t distinct, std::uint32_t words)
+        : random_(seed), distinct_(distinct) {
+        for (std::uint32_t i = 0; i < words; ++i)
             words_.push_back(letters(1 + below(8)));
         words_.push_back("the");
         words_.push_back(std::string(255, 'q'));
@@ -153,7 +155,7 @@ class Duel {
 public:
     Duel(const Setup& setup, std::uint64_t seed)
         : setup_(setup),
-          chance_(seed ^ std::hash<std::string_view>()(setup.name), setup.distinct),
+          chance_(seed ^ std::hash<std::string_view>()(setup.name), setup.distinct, setup.words),
           model_(setup.keywords, static_cast<std::uint32_t>(std::max(setup.buckets, 1))) {
         if (setup.keywords)
             index_ = std::make_unique<KeywordFileIndex>(setup.tuning);
@@ -376,14 +378,16 @@ TEST_P(IndexModel, AnswersAsTheModelDoes) {
 }
 
 // Rows run out after a thousand publications, slices and steps are small, and candidates are sorted
-// or walked; the long runs have lists of thousands, words frequent enough for bitmaps, and segments
-// that are packed: every way through the index is taken.
+// or walked; the long runs have lists of thousands and segments that are packed, the last of them
+// words frequent enough for bitmaps: every way through the index is taken.
 constexpr IndexTuning kEdges{
     .row_limit = 1100, .segment_rows = 4096, .slice = 5, .rows_to_judge = 8, .step = 40};
 constexpr IndexTuning kOnlyWalks{
     .row_limit = 4000, .slice = 64, .rows_to_judge = 100000, .step = 900};
 constexpr IndexTuning kLong{
     .row_limit = 60000, .segment_rows = 4096, .slice = 256, .rows_to_judge = 16, .step = 60};
+constexpr IndexTuning kFrequent{
+    .row_limit = 60000, .segment_rows = 8192, .slice = 256, .rows_to_judge = 16, .step = 60};
 
 INSTANTIATE_TEST_SUITE_P(
     Tables, IndexModel,
@@ -396,7 +400,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Setup{"KeywordSeven", true, 7, kEdges, 300, 5},
                     Setup{"KeywordDefault", true, 2333, kEdges, 1000, 8},
                     Setup{"KeywordTwoBillion", true, 2000000000, kOnlyWalks, 3000, 20},
-                    Setup{"KeywordLong", true, 2333, kLong, 1000000, kLongStay}),
+                    Setup{"KeywordLong", true, 2333, kLong, 1000000, kLongStay},
+                    Setup{"KeywordFrequent", true, 2333, kFrequent, 1000000, kLongStay, 9}),
     [](const auto& instance) { return instance.param.name; });
 
 }  // namespace

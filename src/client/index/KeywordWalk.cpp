@@ -19,6 +19,7 @@ std::optional<std::uint32_t> KeywordWalk::run(const RowList& list, std::uint32_t
 // ---- everything ----
 
 bool KeywordWalk::rows(std::span<const std::uint32_t> run) {
+    if (reachable_only_ && run.size() > kFew) return reachable_rows(run);
     const Segment* segment = nullptr;
     for (const std::uint32_t row : run) {
         if (segment == nullptr || row >= segment->rows_end())
@@ -33,8 +34,44 @@ bool KeywordWalk::rows(std::span<const std::uint32_t> run) {
     return true;
 }
 
+// Some of one segment at once.
+bool KeywordWalk::reachable_rows(std::span<const std::uint32_t> run) {
+    while (!run.empty()) {
+        if (budget_.spent() && run.front() > from_) {
+            next_ = run.front();
+            return false;
+        }
+        const Segment& segment = table_.rows().segment_of(run.front());
+        auto some = run.first(std::min(run.size(), CandidatePlan::kSlots));
+        if (some.back() >= segment.rows_end())
+            some = some.first(find_row(some, segment.rows_end()));
+        run = run.subspan(some.size());
+        budget_.charge(kRowCost + static_cast<std::uint32_t>(some.size()) / kRowsOfAUnit);
+        std::array<std::uint32_t, CandidatePlan::kSlots> slots;
+        std::ranges::transform(some, slots.begin(),
+                               [&](std::uint32_t row) { return segment.slot_of(row); });
+        if (!offer_each(segment, {slots.data(), segment.reachable_of({slots.data(), some.size()})}))
+            return false;
+    }
+    return true;
+}
+
+// A window is a stretch of a dense segment, bit for bit.
 bool KeywordWalk::window(std::uint32_t base, RowBlocks::Window words, std::uint32_t first) {
-    return RowBlocks::visit_window(base, words, first, [this](auto run) { return rows(run); });
+    const Segment& segment = table_.rows().segment_of(base);
+    if (!reachable_only_ || !segment.dense())
+        return RowBlocks::visit_window(base, words, first, [this](auto run) { return rows(run); });
+    if (budget_.spent() && first > from_) {
+        next_ = first;
+        return false;
+    }
+    budget_.charge(kWindowCost);
+    std::array<std::uint64_t, RowBlocks::kWindowWords> both;
+    const Segment::Stretch reachable =
+        segment.reachable_ones((base - segment.first_row()) / RowBlocks::kWindowRows);
+    for (std::size_t word = 0; word < both.size(); ++word)
+        both[word] = words[word] & reachable[word / 8].words[word % 8];
+    return RowBlocks::visit_window(base, both, first, [this](auto run) { return rows(run); });
 }
 
 // ---- part by part ----
@@ -257,6 +294,10 @@ bool KeywordWalk::offer_slots(const Segment& segment, std::span<std::uint32_t> s
     budget_.charge(kRowCost + plan_.row_cost() * static_cast<std::uint32_t>(slots.size()));
     if (reachable_only_) slots = slots.first(segment.reachable_of(slots));
     slots = slots.first(plan_.narrow(segment, slots));
+    return offer_each(segment, slots);
+}
+
+bool KeywordWalk::offer_each(const Segment& segment, std::span<const std::uint32_t> slots) {
     return std::all_of(slots.begin(), slots.end(), [&](std::uint32_t slot) {
         return offer(segment.row_of(slot), segment.record_at(slot));
     });

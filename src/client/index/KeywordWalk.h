@@ -5,7 +5,8 @@
 //     list ──► parts of 512 rows in which a match may be ──► rows & reachable & plan ──► collector
 //                └─ what is needed of them is fetched, some parts ahead ─┘
 //
-// A list of a few rows is not worth a plan: all of them go to the collector.
+// A list of a few rows is not worth a plan, and some searches have none: all that are reachable, if
+// the asker needs that, go to the collector.
 //
 // Threads     Belongs to one search, under the index lock.
 #include <array>
@@ -48,7 +49,8 @@ private:
     static constexpr std::size_t kPartsAhead = 8;  // a power of two
     static constexpr std::uint32_t kSegmentsAhead = 8;
     static constexpr std::uint32_t kPartsCost = 20;   // of a segment
-    static constexpr std::uint32_t kRowsOfAUnit = 4;  // that are asked for one column
+    static constexpr std::uint32_t kWindowCost = 10;  // whose rows are asked whether reachable
+    static constexpr std::uint32_t kRowsOfAUnit = 4;  // that are asked this, or for one column
 
     // The rows of a list in one part.
     struct Part {
@@ -60,6 +62,7 @@ private:
         const std::uint64_t* bits;            // or these, if not null
     };
 
+    bool reachable_rows(std::span<const std::uint32_t> run);
     bool walk_parts(const RowList& list);
     bool meet(const Run& run);
     bool meet(const Run& run, const Segment& segment, std::uint32_t from, std::uint32_t end);
@@ -77,6 +80,7 @@ private:
     bool offer_line(const Segment& segment, std::uint32_t first, Segment::Line rows);
     bool offer_packed(const Segment& segment, std::uint32_t first, const Segment::Line& rows);
     bool offer_slots(const Segment& segment, std::span<std::uint32_t> slots);
+    bool offer_each(const Segment& segment, std::span<const std::uint32_t> slots);
     bool offer(std::uint32_t row, const RecordPlace* record) {
         if (budget_.spent() && row > from_) {
             next_ = row;

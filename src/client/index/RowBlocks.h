@@ -62,7 +62,7 @@ public:
     bool visit_runs(Visit&& visit_run) const;
 
     // Hands over the rows base + i of the bits i of a window that are not lower than `first`, in
-    // ascending runs of at most 64, until visit_run(span) returns false; returns whether it did
+    // ascending runs of 1 to 64, until visit_run(span) returns false; returns whether it did
     // not.
     template <class VisitRun>
     static bool visit_window(std::uint32_t base, Window words, std::uint32_t first,
@@ -161,7 +161,8 @@ bool RowBlocks::visit_window(std::uint32_t base, Window words, std::uint32_t fir
                 base + word * 64 + static_cast<std::uint32_t>(std::countr_zero(rest));
             if (row >= first) run[count++] = row;
         }
-        if (!visit_run(std::span<const std::uint32_t>(run.data(), count))) return false;
+        if (count != 0 && !visit_run(std::span<const std::uint32_t>(run.data(), count)))
+            return false;
     }
     return true;
 }

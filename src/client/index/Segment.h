@@ -122,10 +122,12 @@ public:
     }
     // Moves those of some slots that are reachable to the front and returns their number.
     [[nodiscard]] std::size_t reachable_of(std::span<std::uint32_t> slots) const noexcept {
-        return static_cast<std::size_t>(
-            std::remove_if(slots.begin(), slots.end(),
-                           [this](std::uint32_t slot) { return !reachable(slot); }) -
-            slots.begin());
+        std::size_t kept = 0;
+        for (const std::uint32_t slot : slots) {  // without a branch that nobody could foretell
+            slots[kept] = slot;
+            kept += reachable(slot) ? 1 : 0;
+        }
+        return kept;
     }
     [[nodiscard]] bool in_column(std::size_t column, std::uint32_t slot) const noexcept {
         return this->column(column)[slot / Line::kRows].test(slot % Line::kRows);
