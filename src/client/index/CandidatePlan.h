@@ -32,7 +32,7 @@ public:
 
     explicit CandidatePlan(const SearchNode& root);
 
-    // Nothing can be dismissed: the other operations need not be called.
+    // Nothing can be dismissed: prefetching must not be called, the other operations need not be.
     [[nodiscard]] bool admits_all() const noexcept { return root_.empty(); }
 
     // The parts of a segment in which a match may be: few when the search is for something rare.

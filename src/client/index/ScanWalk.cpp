@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 
 #include "search/required_sides.h"
 
@@ -27,9 +26,9 @@ void ScanWalk::choose() {
     state_.way = Way::buckets;
     state_.settled = task_.plan.admits_all() && may_report(*task_.search.root());
     if (state_.settled) return;
-    if (!task_.plan.admits_all())
-        state_.density = (candidates_of_sample(CandidatePlan::kColumns) + 0.5) /
-                         std::max(1.0, candidates_of_sample(0));
+    if (task_.reachable_only || !task_.plan.admits_all())
+        state_.density =
+            (candidates_of_sample(CandidatePlan::kColumns) + 0.5) / std::max(1.0, rows_of_sample());
     if (cost_by_buckets(state_.density, state_.density) > cost_by_rows())
         state_.way = Way::rows;
     else if (!task_.plan.admits_all())
@@ -54,28 +53,43 @@ void ScanWalk::take(ScanState::Way way) {
     kept_.dropped = false;
 }
 
-// What is left of one stretch of each of some segments; all rows when no column is asked.
-double ScanWalk::candidates_of_sample(std::size_t columns) const {
+// Calls visit(segment, stretch) for one stretch of each of some segments.
+template <class Visit>
+void ScanWalk::sample(Visit&& visit) const {
     constexpr std::size_t kMostStretches = 4;
     const auto& segments = task_.table.rows().segments();
     const std::size_t stretches = std::min(kMostStretches, segments.size());
-    int left = 0;
     for (std::size_t i = 0; i < stretches; ++i) {
         const Segment& segment = *segments[(2 * i + 1) * segments.size() / (2 * stretches)];
-        const auto stretch = static_cast<std::uint32_t>(i * segment.stretches() / stretches);
-        const std::uint32_t first = stretch * Segment::kStretchLines;
-        const std::uint64_t possible =
-            columns == 0 ? ~std::uint64_t{0} : segment.lines_of(task_.plan.parts(segment));
+        visit(segment, static_cast<std::uint32_t>(i * segment.stretches() / stretches));
+    }
+}
+
+double ScanWalk::rows_of_sample() const {
+    int rows = 0;
+    sample([&](const Segment& segment, std::uint32_t stretch) {
+        for (const Segment::Line& line : segment.live(stretch))
+            rows += line.count();
+    });
+    return rows;
+}
+
+// What the asker and so many columns leave of that.
+double ScanWalk::candidates_of_sample(std::size_t columns) const {
+    int left = 0;
+    sample([&](const Segment& segment, std::uint32_t stretch) {
+        const std::uint64_t possible = segment.lines_of(task_.plan.parts(segment));
         Segment::Stretch bits =
             task_.reachable_only ? segment.reachable_ones(stretch) : segment.live(stretch);
-        for (std::uint32_t line = first; line < first + bits.size(); ++line) {
-            Segment::Line& of_line = bits[line - first];
-            if ((possible >> line & 1) == 0 || !of_line.any()) continue;
-            if (columns > 0) task_.plan.narrow(segment, line, of_line, columns);
-            for (const std::uint64_t word : of_line.words)
-                left += std::popcount(word);
+        std::uint32_t line = stretch * Segment::kStretchLines;
+        for (Segment::Line& of_line : bits) {
+            if ((possible >> line & 1) != 0 && of_line.any()) {
+                task_.plan.narrow(segment, line, of_line, columns);
+                left += of_line.count();
+            }
+            ++line;
         }
-    }
+    });
     return left;
 }
 

@@ -30,7 +30,7 @@ struct ScanState {
 
     Way way = Way::none;
     bool settled = false;  // the way is not changed any more
-    double density = 1;    // how many of the rows the signatures leave, by a sample
+    double density = 1;    // how many of the rows are left to evaluate, by a sample
     std::size_t columns = CandidatePlan::kColumns;  // asked of each group on the way by buckets
     // Seen so far on this way.
     double rows = 0;
@@ -57,6 +57,9 @@ private:
     void choose();
     void take(ScanState::Way way);
     void choose_columns();
+    template <class Visit>
+    void sample(Visit&& visit) const;
+    [[nodiscard]] double rows_of_sample() const;
     [[nodiscard]] double candidates_of_sample(std::size_t columns) const;
     // What is to be expected when so many of the rows are candidates and match.
     [[nodiscard]] double cost_by_buckets(double candidates, double matches) const;

@@ -57,6 +57,12 @@ public:
             const Pair all = (pair(0) | pair(2)) | (pair(4) | pair(6));
             return (all[0] | all[1]) != 0;
         }
+        [[nodiscard]] int count() const noexcept {
+            int bits = 0;
+            for (const std::uint64_t word : words)
+                bits += std::popcount(word);
+            return bits;
+        }
         [[nodiscard]] bool test(std::uint32_t bit) const noexcept {
             return (words[bit / 64] >> (bit % 64) & 1) != 0;
         }
