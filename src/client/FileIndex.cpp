@@ -343,7 +343,10 @@ template <class Deliver>
 bool FileIndex::step(SearchBatch& batch, Deliver&& deliver) const {
     struct Taker final : MatchCollector::Taker {
         explicit Taker(Deliver& to) : deliver(to) {}
-        void take(RecordView record) override { deliver(record); }
+        void take(std::span<const Candidate> matches) override {
+            for (const Candidate& match : matches)
+                deliver(match.record.view());
+        }
         Deliver& deliver;
     };
     if (batch.through_) return true;

@@ -118,7 +118,11 @@ inline void write_32(kx_memory_file& to, std::uint32_t value) {
     }
 }
 inline void write_bytes(kx_memory_file& to, std::span<const std::byte> bytes) {
-    to.write(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    const auto count = static_cast<std::uint32_t>(bytes.size());
+    if (std::byte* const at = to.extend(count); at != nullptr && count != 0)
+        std::memcpy(at, bytes.data(), count);
+    else
+        to.write(bytes.data(), count);
 }
 void write_string(std::string_view text, kx_memory_file& to);
 

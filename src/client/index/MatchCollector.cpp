@@ -1,5 +1,6 @@
 #include "client/index/MatchCollector.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace vorrim {
@@ -18,21 +19,21 @@ bool MatchCollector::offer_named() {
 }
 
 bool MatchCollector::move_on() {
-    if (!evaluate()) return false;
-    ready_ = offered_;
-    return true;
+    filling_ = 1 - filling_;
+    return evaluate({runs_[filling_].data(), std::exchange(ready_, std::exchange(offered_, 0))});
 }
 
-// Those that are ready. False when the capacity is reached.
-bool MatchCollector::evaluate() {
-    while (evaluated_ < ready_) {
-        const Candidate& candidate = waiting_[evaluated_++ % waiting_.size()];
-        const RecordView record = candidate.record.view();
-        if (!everything_ && !search_.matches(record)) continue;
-        taker_.take(record);
-        last_ = candidate;
-        if (++count_ == capacity_) return false;
-    }
+// False when the capacity is reached.
+bool MatchCollector::evaluate(std::span<const Candidate> run) {
+    const auto take = [this](std::span<const Candidate> matches) {
+        taker_.take(matches);
+        last_ = matches.back();
+        count_ += matches.size();
+        return !full();
+    };
+    if (everything_) return run.empty() || take(run.first(std::min(run.size(), wanted())));
+    for (std::size_t i = 0; i < run.size(); ++i)
+        if (search_.matches(run[i].record.view()) && !take(run.subspan(i, 1))) return false;
     return true;
 }
 

@@ -7,14 +7,16 @@
 //     named ── where the record lies ──► offered ── record ──► ready ──► evaluated
 //              is fetched                           is fetched
 //
+// Where everything matches, a run is handed on as a whole.
+//
 // Threads     Belongs to one search, under the index lock.
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "client/index/StepBudget.h"
 #include "meta/FrozenRecord.h"
-#include "meta/RecordView.h"
 #include "search/Search.h"
 
 namespace vorrim {
@@ -27,10 +29,10 @@ struct Candidate {
 
 class MatchCollector {
 public:
-    // Who takes the matches.
+    // Who takes the matches, one or more.
     class Taker {
     public:
-        virtual void take(RecordView record) = 0;
+        virtual void take(std::span<const Candidate> matches) = 0;
 
     protected:
         ~Taker() = default;
@@ -51,8 +53,8 @@ public:
     bool offer(const Candidate& candidate) {
         budget_.charge(cost_);
         candidate.record.prefetch();
-        waiting_[offered_++ % waiting_.size()] = candidate;
-        return offered_ % kRun != 0 || move_on();
+        runs_[filling_][offered_++] = candidate;
+        return offered_ < kRun || move_on();
     }
     // The same for one of which it stands somewhere where its record lies.
     bool offer_at(const RecordPlace* record, std::uint32_t row) {
@@ -79,7 +81,7 @@ private:
 
     bool offer_named();
     bool move_on();
-    bool evaluate();
+    bool evaluate(std::span<const Candidate> run);
 
     const Search& search_;
     const bool everything_;
@@ -92,9 +94,9 @@ private:
     std::size_t name_count_ = 0;
     std::size_t offered_ = 0;
     std::size_t ready_ = 0;
-    std::size_t evaluated_ = 0;
     std::array<Named, kRun> named_;
-    std::array<Candidate, 2 * kRun> waiting_;  // from evaluated_ to offered_
+    std::array<std::array<Candidate, kRun>, 2> runs_;  // the offered ones, the ready ones
+    std::size_t filling_ = 0;                          // which those are that are offered
 };
 
 }  // namespace vorrim
