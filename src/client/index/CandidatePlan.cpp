@@ -10,11 +10,10 @@
 namespace vorrim {
 
 CandidatePlan::CandidatePlan(const SearchNode& root) {
-    if (!may_report(root)) root_ = group_of(root, 0);
+    if (!may_report(root)) ask(root_, root, 0);
 }
 
-CandidatePlan::Group CandidatePlan::group_of(const SearchNode& root, int depth) {
-    Group group;
+void CandidatePlan::ask(Group& group, const SearchNode& root, int depth) {
     walk_required(
         root,
         [&group](std::string_view text) {
@@ -30,8 +29,8 @@ CandidatePlan::Group CandidatePlan::group_of(const SearchNode& root, int depth) 
             if (auto alternatives = alternatives_of(combine, depth); !alternatives.empty())
                 group.alternatives.push_back(std::move(alternatives));
         });
+    if (group.empty()) return;  // as that of most single words
     columns_ += std::min(kColumns, group.needed.count());
-    return group;
 }
 
 // The sides of an "or", or of an "exclusive or", of which one at least must be true; those of an
@@ -51,7 +50,7 @@ std::vector<CandidatePlan::Group> CandidatePlan::alternatives_of(const SN_Operat
             (combine->op() == CombineOp::kOr || combine->op() == CombineOp::kExclusiveOr))
             return Sides::both;
         ++alternatives_;
-        groups.push_back(group_of(node, depth + 1));
+        ask(groups.emplace_back(), node, depth + 1);
         asks = !groups.back().empty();
         return Sides::neither;
     });

@@ -111,7 +111,8 @@ private:
     // then asks for less, and a segment costs no more.
     static constexpr int kDepth = 8;
     static constexpr std::size_t kAlternatives = 64;
-    [[nodiscard]] Group group_of(const SearchNode& root, int depth);
+    // Fills an empty group with what a tree asks for.
+    void ask(Group& group, const SearchNode& root, int depth);
     [[nodiscard]] std::vector<Group> alternatives_of(const SN_Operator& root, int depth);
     [[nodiscard]] static GramFilter::Parts parts(const Group& group, const GramFilter& grams,
                                                  const GramFilter::Places& places) noexcept;
