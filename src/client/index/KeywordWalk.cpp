@@ -46,12 +46,11 @@ bool KeywordWalk::reachable_rows(std::span<const std::uint32_t> run) {
         if (some.back() >= segment.rows_end())
             some = some.first(find_row(some, segment.rows_end()));
         run = run.subspan(some.size());
-        budget_.charge(kRowCost + static_cast<std::uint32_t>(some.size()) / kRowsOfAUnit);
+        budget_.charge(static_cast<std::uint32_t>(some.size()) / kRowsOfAUnit);
         std::array<std::uint32_t, CandidatePlan::kSlots> slots;
         std::ranges::transform(some, slots.begin(),
                                [&](std::uint32_t row) { return segment.slot_of(row); });
-        if (!offer_each(segment, {slots.data(), segment.reachable_of({slots.data(), some.size()})}))
-            return false;
+        if (!offer_slots(segment, {slots.data(), some.size()})) return false;
     }
     return true;
 }
@@ -294,10 +293,6 @@ bool KeywordWalk::offer_slots(const Segment& segment, std::span<std::uint32_t> s
     budget_.charge(kRowCost + plan_.row_cost() * static_cast<std::uint32_t>(slots.size()));
     if (reachable_only_) slots = slots.first(segment.reachable_of(slots));
     slots = slots.first(plan_.narrow(segment, slots));
-    return offer_each(segment, slots);
-}
-
-bool KeywordWalk::offer_each(const Segment& segment, std::span<const std::uint32_t> slots) {
     return std::all_of(slots.begin(), slots.end(), [&](std::uint32_t slot) {
         return offer(segment.row_of(slot), segment.record_at(slot));
     });

@@ -80,7 +80,6 @@ private:
     bool offer_line(const Segment& segment, std::uint32_t first, Segment::Line rows);
     bool offer_packed(const Segment& segment, std::uint32_t first, const Segment::Line& rows);
     bool offer_slots(const Segment& segment, std::span<std::uint32_t> slots);
-    bool offer_each(const Segment& segment, std::span<const std::uint32_t> slots);
     bool offer(std::uint32_t row, const RecordPlace* record) {
         if (budget_.spent() && row > from_) {
             next_ = row;
