@@ -183,6 +183,7 @@ TEST_F(AtTerminal, ATabIsACharacterLikeOthers) {
     server_.wait_for_users(1);
     terminal_.type("m\ta\tb\r");
     EXPECT_EQ(client.receive(), Bytes().u8(0x38).text("a\tb"));
+    terminal_.wait_for("\r\n> ");  // typed earlier, the terminal would show it, not the editor
     terminal_.type("m" + std::string(10, '\t') + "reaches the second row");
     terminal_.wait_for("second row");
     client.send(hex("17"));
