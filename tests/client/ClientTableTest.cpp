@@ -1,10 +1,8 @@
 #include <algorithm>
-#include <random>
 #include <thread>
 
 #include "tests/base/RecordingOutput.h"
-#include "tests/client/ExpressionModel.h"
-#include "tests/client/Files.h"
+#include "tests/client/Chance.h"
 #include "tests/client/ServiceFixture.h"
 
 namespace vorrim {
@@ -71,51 +69,23 @@ TEST_F(ClientTableTest, AWalkMeetsOnceAndInOrderWhoeverStaysWhileOthersLeave) {
     EXPECT_TRUE(std::ranges::includes(met, staying));
 }
 
-// Some have no record yet, some leave, some log in once more; the texts are of few letters, so that
-// many look alike.
+// Some have no record yet, some leave, some log in once more.
 TEST_F(ClientTableTest, ASearchFindsWhomEvaluatingEverybodyFinds) {
-    std::minstd_rand chance(std::random_device{}());
-    const auto below = [&chance](std::size_t bound) { return chance() % bound; };
-    const auto text = [&below](std::size_t longest) {
-        std::string letters;
-        for (std::size_t left = below(longest + 1); left > 0; --left)
-            letters += "abAB -"[below(6)];
-        return letters;
-    };
-    const auto tree = [&](const auto& self, int depth) -> std::unique_ptr<SearchNode> {
-        if (depth > 0 && below(3) > 0)
-            return combine(static_cast<std::int32_t>(below(6)), self(self, depth - 1),
-                           self(self, depth - 1));
-        switch (below(5)) {
-            case 0:
-                return size_above(static_cast<std::int32_t>(below(3)));
-            case 1:
-                return std::make_unique<SN_All>();
-            case 2:
-                return std::make_unique<SN_StringTagCompare>(folded(text(4)),
-                                                             std::string(wire::kName));
-            default:
-                return word(folded(text(6)));
-        }
-    };
+    SCOPED_TRACE("VORRIM_SEED=" + std::to_string(seed_of_run()));
+    Chance chance(seed_of_run(), 1000, 9);
     std::vector<std::unique_ptr<ClientConnection>> clients;
     for (int round = 0; round < 300; ++round) {
-        for (std::size_t coming = below(30); coming > 0; --coming)
+        for (std::size_t coming = chance.below(30); coming > 0; --coming)
             clients.push_back(connect());
-        for (std::size_t leaving = below(20); leaving > 0 && !clients.empty(); --leaving)
-            clients.erase(clients.begin() + static_cast<std::ptrdiff_t>(below(clients.size())));
-        for (std::size_t login = below(20); login > 0 && !clients.empty(); --login)
-            clients_.set_record(
-                *clients[below(clients.size())],
-                frozen({{},
-                        0,
-                        0,
-                        {wire::text_tag(wire::kName, text(12)),
-                         wire::int_tag(wire::kSize, static_cast<std::uint32_t>(below(4)))}}));
+        for (std::size_t leaving = chance.below(20); leaving > 0 && !clients.empty(); --leaving)
+            clients.erase(clients.begin() + chance.below(clients.size()));
+        for (std::size_t login = chance.below(20); login > 0 && !clients.empty(); --login)
+            clients_.set_record(*clients[chance.below(clients.size())], frozen(chance.record()));
 
         const RecordingOutput output;
-        const Search search = search_of(tree(tree, 3));
-        const std::size_t limit = 1 + below(300);
+        Search search;
+        ASSERT_NO_FATAL_FAILURE(read_into(search, chance.node(3)));
+        const std::size_t limit = 1 + chance.below(300);
         std::vector<std::string> expected;
         {
             const HeldReports reports;

@@ -13,12 +13,9 @@ namespace vorrim::test {
 
 using Lines = std::vector<std::string>;
 
-inline char folded(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-}
 inline std::string folded(std::string text) {
     for (char& c : text)
-        c = folded(c);
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
     return text;
 }
 
@@ -43,13 +40,6 @@ struct ModelNode {
         return wire::anything();
     }
 
-    // What reading the wire form does to the texts to be found.
-    void lower() {
-        text = folded(text);
-        for (ModelNode& child : children)
-            child.lower();
-    }
-
     bool evaluate(const wire::Record& record, Lines& lines) const {
         if (kind == 0) return combine(record, lines);
         if (kind == 4) return true;
@@ -63,9 +53,7 @@ struct ModelNode {
 
 private:
     [[nodiscard]] bool is_in(const std::string& value) const {
-        const auto alike = [](char here, char wanted) { return folded(here) == wanted; };
-        return text.empty() || std::search(value.begin(), value.end(), text.begin(), text.end(),
-                                           alike) != value.end();
+        return folded(value).find(folded(text)) != std::string::npos;
     }
     bool compare(std::int32_t value, Lines& lines) const {
         const bool results[] = {value == number, value > number,  value < number,

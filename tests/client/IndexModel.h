@@ -4,8 +4,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <map>
-#include <memory>
+#include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -35,11 +36,10 @@ inline std::uint32_t model_keyword_hash(const std::string& word) {
 class ModelIndex {
     struct Entry {
         wire::Record record;
-        std::vector<std::pair<std::uint32_t, std::uint16_t>> sources;
-        std::vector<std::uint32_t> words;
-        [[nodiscard]] auto reachable() const {
-            return std::count_if(sources.begin(), sources.end(),
-                                 [](const auto& s) { return s.first > 0xFFFFFF; });
+        std::vector<std::pair<std::uint32_t, std::uint16_t>> sources{};
+
+        [[nodiscard]] bool is_reachable() const {
+            return std::ranges::any_of(sources, [](const auto& s) { return s.first > 0xFFFFFF; });
         }
         void set_availability() {
             const wire::Tag tag =
@@ -62,15 +62,9 @@ public:
             if (std::any_of(filters.begin(), filters.end(),
                             [&](const ModelNode& f) { return f.evaluate(record, lines); }))
                 continue;
-            ++source_total_;
             Entry* entry = find(record.hash);
             const bool is_new = entry == nullptr;
-            if (is_new) {
-                auto& bucket = table_[bucket_of(record.hash)];
-                bucket.push_back(std::make_unique<Entry>());
-                entry = bucket.back().get();
-                entry->record = record;
-            }
+            if (is_new) entry = &table_.emplace(bucket_of(record.hash), Entry{record})->second;
             entry->sources.emplace_back(id, port);
             entry->set_availability();
             if (is_new && keywords_) add_words(*entry);
@@ -78,24 +72,17 @@ public:
     }
 
     void remove_client(std::uint32_t id) {
-        for (auto bucket = table_.begin(); bucket != table_.end();) {
-            for (auto& entry : bucket->second) {
-                const auto removed =
-                    std::erase_if(entry->sources, [&](const auto& s) { return s.first == id; });
-                source_total_ -= static_cast<int>(removed);
-                entry->set_availability();
-                if (!entry->sources.empty()) continue;
-                for (const std::uint32_t word : entry->words) {
-                    std::erase(lists_[word], entry.get());
-                    if (lists_[word].empty()) lists_.erase(word);
-                }
-            }
-            std::erase_if(bucket->second, [](const auto& e) { return e->sources.empty(); });
-            bucket = bucket->second.empty() ? table_.erase(bucket) : std::next(bucket);
+        for (auto& [bucket, entry] : table_) {
+            std::erase_if(entry.sources, [&](const auto& s) { return s.first == id; });
+            entry.set_availability();
         }
+        for (auto& [word, list] : lists_)
+            std::erase_if(list, [](const Entry* entry) { return entry->sources.empty(); });
+        std::erase_if(lists_, [](const auto& list) { return list.second.empty(); });
+        std::erase_if(table_, [](const auto& row) { return row.second.sources.empty(); });
     }
 
-    [[nodiscard]] wire::Bytes sources(const wire::Hash& hash) const {
+    [[nodiscard]] wire::Bytes sources(const wire::Hash& hash) {
         const Entry* entry = find(hash);
         if (entry == nullptr) return {};
         const std::size_t count = std::min<std::size_t>(entry->sources.size(), 230);
@@ -106,8 +93,7 @@ public:
     }
 
     std::vector<wire::Record> search(ModelSearch& search, std::int32_t limit, std::uint32_t asker) {
-        if (!keywords_) return scan(search, limit, asker);
-        search.extract();
+        if (keywords_) search.extract();
         if (search.keyword.empty()) return scan(search, limit, asker);
         std::vector<wire::Record> found;
         const std::int32_t saved = std::exchange(search.position, -1);
@@ -116,7 +102,7 @@ public:
         for (std::int32_t i = 0; i < static_cast<std::int32_t>(list->second.size()); ++i) {
             const Entry& entry = *list->second[static_cast<std::size_t>(i)];
             if (i <= saved) continue;
-            if (asker <= 0xFFFFFF && entry.reachable() == 0) continue;
+            if (asker <= 0xFFFFFF && !entry.is_reachable()) continue;
             if (!search.root->evaluate(entry.record, lines)) continue;
             found.push_back(entry.record);
             if (static_cast<std::int32_t>(found.size()) > limit) {
@@ -127,57 +113,51 @@ public:
         return found;
     }
 
-    [[nodiscard]] int source_total() const { return source_total_; }
-    [[nodiscard]] std::size_t keyword_total() const { return lists_.size(); }
-    [[nodiscard]] std::size_t file_total() const {
+    [[nodiscard]] std::size_t source_total() const {
         std::size_t total = 0;
-        for (const auto& [number, bucket] : table_)
-            total += bucket.size();
+        for (const auto& [bucket, entry] : table_)
+            total += entry.sources.size();
         return total;
     }
+    [[nodiscard]] std::size_t keyword_total() const { return lists_.size(); }
+    [[nodiscard]] std::size_t file_total() const { return table_.size(); }
 
 private:
-    [[nodiscard]] std::uint32_t bucket_of(const wire::Hash& hash) const {
+    [[nodiscard]] std::int32_t bucket_of(const wire::Hash& hash) const {
         std::uint32_t first = 0;
         for (std::size_t i = 4; i-- > 0;)
             first = first << 8U | hash.bytes[i];
-        return first % buckets_;
+        return static_cast<std::int32_t>(first % buckets_);
     }
-    [[nodiscard]] Entry* find(const wire::Hash& hash) const {
-        const auto bucket = table_.find(bucket_of(hash));
-        if (bucket == table_.end()) return nullptr;
-        for (const auto& entry : bucket->second)
-            if (entry->record.hash == hash) return entry.get();
-        return nullptr;
+    [[nodiscard]] Entry* find(const wire::Hash& hash) {
+        const auto [first, end] = table_.equal_range(bucket_of(hash));
+        const auto at = std::find_if(
+            first, end, [&](const auto& row) { return row.second.record.hash == hash; });
+        return at == end ? nullptr : &at->second;
     }
     void add_words(Entry& entry) {
+        std::set<std::uint32_t> known;
         for (const wire::Tag& tag : entry.record.tags) {
             if (tag.type != 2) continue;
             for (const std::string& word : model_words(tag.text, " ,_-.(){}[]!?<>:\\/\t\n")) {
-                if (entry.words.size() == 10) return;
+                if (known.size() == 10) return;
                 const std::uint32_t hash = model_keyword_hash(word);
-                if (std::count(entry.words.begin(), entry.words.end(), hash) != 0) continue;
-                entry.words.push_back(hash);
-                lists_[hash].push_back(&entry);
+                if (known.insert(hash).second) lists_[hash].push_back(&entry);
             }
         }
     }
     std::vector<wire::Record> scan(ModelSearch& search, std::int32_t limit, std::uint32_t asker) {
         std::vector<wire::Record> found;
-        const auto first = static_cast<std::uint32_t>(std::max(search.position, 0));
-        for (auto bucket = table_.lower_bound(first); bucket != table_.end(); ++bucket) {
-            const std::size_t start =
-                bucket->first == first ? static_cast<std::size_t>(search.offset) : 0;
-            for (std::size_t i = start; i < bucket->second.size(); ++i) {
-                const Entry& entry = *bucket->second[i];
-                if (asker < 0xFFFFFF && entry.reachable() == 0) continue;
-                if (!search.root->evaluate(entry.record, lines)) continue;
-                found.push_back(entry.record);
-                if (static_cast<std::int32_t>(found.size()) < limit) continue;
-                search.position = static_cast<std::int32_t>(bucket->first);
-                search.offset = static_cast<std::int32_t>(i) + 1;
-                return found;
-            }
+        std::pair<std::int32_t, std::int32_t> place(-1, 0);  // a bucket, and how far in it
+        for (const auto& [bucket, entry] : table_) {
+            place = {bucket, bucket == place.first ? place.second + 1 : 1};
+            if (place <= std::pair(search.position, search.offset)) continue;
+            if (asker < 0xFFFFFF && !entry.is_reachable()) continue;
+            if (!search.root->evaluate(entry.record, lines)) continue;
+            found.push_back(entry.record);
+            if (static_cast<std::int32_t>(found.size()) < limit) continue;
+            std::tie(search.position, search.offset) = place;
+            return found;
         }
         search.position = -1;
         search.offset = 0;
@@ -186,9 +166,8 @@ private:
 
     const bool keywords_;
     const std::uint32_t buckets_;
-    int source_total_ = 0;
-    std::map<std::uint32_t, std::vector<std::unique_ptr<Entry>>> table_;
-    std::map<std::uint32_t, std::vector<Entry*>> lists_;
+    std::multimap<std::int32_t, Entry> table_;            // by bucket, and in a bucket as they came
+    std::map<std::uint32_t, std::vector<Entry*>> lists_;  // by word
 };
 
 }  // namespace vorrim::test
