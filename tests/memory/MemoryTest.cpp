@@ -47,6 +47,16 @@ bool end_of_failures() {
     return left.exchange(INT64_MAX) < 0;
 }
 
+// Whether the work needed one more allocation than so many, and went without it.
+bool fails_after(std::int64_t succeeding, auto&& work) {
+    fail_after(succeeding, 1);
+    try {
+        work();
+    } catch (const std::bad_alloc&) {
+    }
+    return end_of_failures();
+}
+
 }  // namespace
 
 void* operator new(std::size_t size) {
@@ -136,13 +146,12 @@ TEST(KeywordFileIndex, LosesNothingWhenMemoryRunsOutAndGivesEverythingBackWithou
         // Sources of one file: more than stand in a page.
         for (int copy = 0; copy < 70; ++copy)
             list.push_back(file(kResidents, name_of(kResidents)));
-        fail_after(n, 1);
-        try {
-            index.publish(std::move(list), kGuest, kPort);
-        } catch (const std::bad_alloc&) {
-        } catch (const kx_err&) {  // of a record that had to be moved
-        }
-        failed = end_of_failures();
+        failed = fails_after(n, [&] {
+            try {
+                index.publish(std::move(list), kGuest, kPort);
+            } catch (const kx_err&) {  // of a record that had to be moved
+            }
+        });
         index.publish(files(kResidents, kResidents + 20, name_of), kSecondGuest, kPort);
         ASSERT_NO_FATAL_FAILURE(expect_consistent(index));
 
@@ -211,12 +220,7 @@ TEST_F(PoolMemory, AReachabilityTestThatFindsNoMemoryHasNotEnteredAndAllOthersHa
     bool failed = true;
     for (std::int64_t n = 0; failed; ++n) {
         auto second = test_of(2);
-        fail_after(n, 1);
-        try {
-            EXPECT_FALSE(gate.enter(*second, 2));
-        } catch (const std::bad_alloc&) {
-        }
-        failed = end_of_failures();
+        failed = fails_after(n, [&] { EXPECT_FALSE(gate.enter(*second, 2)); });
         if (failed) {
             second = test_of(2);
             EXPECT_FALSE(gate.enter(*second, 2));
@@ -240,12 +244,10 @@ TEST_F(ClientTableMemory, NobodyIsHalfInTheTable) {
     std::vector<std::unique_ptr<ClientConnection>> clients;
     std::int64_t fails = 0;
     while (clients.size() < 600) {
-        fail_after(fails, 1);
-        try {
+        const bool failed = fails_after(fails, [&] {
             clients.push_back(std::make_unique<ClientConnection>(nullptr, pool_, service_));
-        } catch (const std::bad_alloc&) {
-        }
-        fails = end_of_failures() ? fails + 1 : 0;
+        });
+        fails = failed ? fails + 1 : 0;
     }
     const auto expect_all = [&] {
         std::vector<const ClientConnection*> met;
