@@ -12,12 +12,7 @@
 namespace vorrim {
 namespace {
 
-using test::combine;
-using test::printed;
-using test::search_of;
-using test::Shown;
-using test::size_above;
-using test::word;
+using namespace test;
 
 // How nodes evaluate is compared with a model in IndexModelTest, that they write and copy what they
 // are is claimed by the fuzz target, what can be read is the wire tests' matter.
@@ -50,7 +45,7 @@ TEST(SearchNodeTest, ReportsThatAreHeldComeLaterInOrderAndNotWithoutEnd) {
 wire::Bytes written(const SearchNode& node) {
     kx_memory_file stream(64);
     EXPECT_TRUE(node.write(stream));
-    return test::bytes_of(stream.contents());
+    return bytes_of(stream.contents());
 }
 
 // Runs `body` where recursion over a tree of kDeep nodes cannot pass unnoticed: on half a megabyte
