@@ -15,13 +15,19 @@
 namespace vorrim {
 namespace {
 
-class NoInput final : public ConsoleInput {
+// The operator's lines, one after the other.
+class Script final : public ConsoleInput {
 public:
-    Event readLine(std::string_view, std::size_t, Wake, std::string&) override {
-        return Event::ended;
+    Event readLine(std::string_view, std::size_t, Wake, std::string& line) override {
+        if (lines.empty()) return Event::stopped;
+        line = lines.front();
+        lines.pop_front();
+        return Event::line;
     }
     Event wait() override { return Event::stopped; }
     void wake() noexcept override {}
+
+    std::deque<std::string> lines;
 };
 
 class AdministratorTest : public PoolFixture {
@@ -35,13 +41,21 @@ protected:
         settle();
         return *line;
     }
+    // So many guesses that the next one has to wait.
+    void guess() {
+        for (int i = 0; i < 5; ++i) {
+            Line& guesser = connect();
+            log_in(guesser, "wrong");
+            EXPECT_TRUE(guesser.closed);
+        }
+    }
     void log_in(Line& peer, const std::string& password) {
         const std::string count(1, static_cast<char>(password.size()));
         peer.bring(frame_of(std::string("\x64\x04\0root", 7) + count + '\0' + password));
         settle();
     }
 
-    NoInput input_;
+    Script input_;
     Console console_{input_};
     LoginThrottle throttle_{clock_};
 };
@@ -62,11 +76,7 @@ TEST_F(AdministratorTest, WhoNeverLogsInIsSentAwayAndWhoHasMayStay) {
 
 TEST_F(AdministratorTest, OneWhoVanishesWhileItsLoginWaitsLeavesNothingBehind) {
     const Output* const before = &current_output();
-    for (int i = 0; i < 5; ++i) {
-        Line& guesser = connect();
-        log_in(guesser, "wrong");
-        EXPECT_TRUE(guesser.closed);
-    }
+    guess();
     Line& peer = connect();
     log_in(peer, "secret");
     peer.end();
@@ -76,21 +86,6 @@ TEST_F(AdministratorTest, OneWhoVanishesWhileItsLoginWaitsLeavesNothingBehind) {
     EXPECT_EQ(&current_output(), before);
     EXPECT_EQ(share_.load(), 0U);
 }
-
-// The operator's lines, one after the other.
-class Script final : public ConsoleInput {
-public:
-    Event readLine(std::string_view, std::size_t, Wake, std::string& line) override {
-        if (lines.empty()) return Event::stopped;
-        line = lines.front();
-        lines.pop_front();
-        return Event::line;
-    }
-    Event wait() override { return Event::stopped; }
-    void wake() noexcept override {}
-
-    std::deque<std::string> lines;
-};
 
 TEST(Console, ACommandThatFailsSaysSoAndTheNextOneRuns) {
     class Failing final : public Console {
@@ -126,8 +121,7 @@ TEST_F(AdministratorTest, WhoSeesItsEndFindsTheOutputFree) {
 TEST_F(AdministratorTest, ALoginThatMayNotEvenWaitIsNotValidLikeAnyOther) {
     RecordingOutput output;
     output.set_verbose(true);
-    for (int i = 0; i < 5; ++i)
-        log_in(connect(), "wrong");
+    guess();
     while (true) {
         static_cast<void>(output.take());
         Line& guesser = connect();
