@@ -1,8 +1,6 @@
 // What the settings may be, what is said of those that are wrong, and what operators read of them.
-#include <cctype>
 #include <gtest/gtest.h>
 #include <regex>
-#include <sstream>
 #include <string>
 
 #include "app/ConfigCheck.h"
@@ -128,16 +126,12 @@ std::string file_of_the_tree(const std::string& name) {
     return text;
 }
 
-// The sample with its commented settings made real: "#port=4661", not "# a remark".
-std::string uncommented(const std::string& text) {
-    std::istringstream lines(text);
-    std::string result;
-    for (std::string line; std::getline(lines, line);) {
-        const bool setting = line.size() > 1 && line[0] == '#' &&
-                             std::isalpha(static_cast<unsigned char>(line[1])) != 0;
-        result += line.substr(setting ? 1 : 0) + '\n';
-    }
-    return result;
+// Of a number or a switch; other keys have none.
+std::string default_of(const SettingKey& key) {
+    const ServerSettings defaults;
+    if (key.number != nullptr) return std::to_string(defaults.*key.number);
+    if (key.flag != nullptr) return defaults.*key.flag ? "true" : "false";
+    return "";
 }
 
 TEST(DocumentedSettings, TheSampleHasEveryKeyAndTheDefaultsThatItNames) {
@@ -146,21 +140,18 @@ TEST(DocumentedSettings, TheSampleHasEveryKeyAndTheDefaultsThatItNames) {
     as_installed.assign(sample);
     EXPECT_EQ(problems_of(as_installed), "");
 
+    // With its commented settings made real: "#port=4661", not "# a remark".
     IniFile complete;
-    complete.assign(uncommented(sample));
+    complete.assign(std::regex_replace(sample, std::regex("\n#(?=[A-Za-z])"), "\n"));
     EXPECT_EQ(problems_of(complete), "");
-    const ServerSettings defaults;
     constexpr auto kSection = ServerSettings::kSection;
     for (const SettingKey& key : kSettingKeys) {
         const auto value = key.kind == SettingKind::row ? complete.getIndexed(kSection, key.name, 0)
                                                         : complete.getString(kSection, key.name);
         ASSERT_TRUE(value) << key.name;
-        if (as_installed.getString(kSection, key.name)) continue;  // chosen otherwise
-        if (key.number != nullptr) {
-            EXPECT_EQ(IniFile::toInt(*value), defaults.*key.number) << key.name;
-        }
-        if (key.flag != nullptr) {
-            EXPECT_EQ(IniFile::toBool(*value), defaults.*key.flag) << key.name;
+        const bool chosen_otherwise = as_installed.getString(kSection, key.name).has_value();
+        if (!chosen_otherwise && !default_of(key).empty()) {
+            EXPECT_EQ(*value, default_of(key)) << key.name;
         }
     }
 }
@@ -169,17 +160,13 @@ TEST(DocumentedSettings, TheSampleHasEveryKeyAndTheDefaultsThatItNames) {
 TEST(DocumentedSettings, TheManualsHaveEveryKey) {
     const std::string manual = file_of_the_tree("docs/operations.md");
     const std::string page = file_of_the_tree("packaging/man/vorrim.ini.5");
-    const ServerSettings defaults;
     for (const SettingKey& key : kSettingKeys) {
-        std::string row = "| `" + std::string(key.name);
-        row += key.kind == SettingKind::row ? "[n]` |" : "` |";
-        // A unit may follow.
-        if (key.number != nullptr) row += ' ' + std::to_string(defaults.*key.number) + ' ';
-        if (key.flag != nullptr) row += defaults.*key.flag ? " true " : " false ";
-        EXPECT_NE(manual.find('\n' + row), std::string::npos) << row;
-
         const std::string name =
             std::string(key.name) + (key.kind == SettingKind::row ? "[n]" : "");
+        std::string row = "\n| `" + name + "` |";
+        // A unit may follow.
+        if (const std::string value = default_of(key); !value.empty()) row += ' ' + value + ' ';
+        EXPECT_NE(manual.find(row), std::string::npos) << row;
         EXPECT_TRUE(std::regex_search(
             page, std::regex("\n\\.It Cm (\\w+ , )*" +
                              std::regex_replace(name, std::regex("[\\[\\]]"), "\\$&") + "( |\n)")))
