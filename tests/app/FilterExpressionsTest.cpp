@@ -71,15 +71,6 @@ TEST(FilterExpressionsTest, TermsCombineFromLeftToRight) {
     };
     for (const auto& [text, tree] : cases)
         EXPECT_EQ(filter(text), tree) << text;
-}
-
-TEST(FilterExpressionsTest, ThousandsOfTermsAreNoBurden) {
-    std::string text = "(zzz)";
-    for (int i = 0; i < 20'000; ++i)
-        text += "|(zzz)";
-    const Filter many(std::move(*parseFilter(text + "|(mp3)")));
-    EXPECT_TRUE(many.matches(test::Shown({wire::text_tag(wire::kName, "some.mp3")})));
-    EXPECT_FALSE(many.matches(test::Shown({wire::text_tag(wire::kName, "some.ogg")})));
     std::string buffer;
     Filter(std::move(*parseFilter("(#SIZE > 650)|(mp3)"))).print(buffer);
     EXPECT_EQ(buffer, "search(  ( \x02>650 | mp3 )  )");
