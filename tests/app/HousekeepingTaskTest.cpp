@@ -73,6 +73,7 @@ TEST_F(HousekeepingTaskTest, EachRequestIsMetAtOnceAndMovesNoCycle) {
     while (directory_.sweeps < 1 + 21)
         std::this_thread::yield();
     task_.stop();
+    task_.cycle();
     EXPECT_EQ(directory_.sweeps, 1 + 21);
 }
 
