@@ -31,15 +31,6 @@ public:
 
     // The text of the next message.
     [[nodiscard]] std::string receive() const { return message_in(connection_.receive()); }
-    // The texts up to the one that begins so, which is the last of them.
-    [[nodiscard]] std::string receive_until(std::string_view beginning) const {
-        std::string all;
-        for (;;) {
-            const std::string text = receive();
-            all += text + '\n';
-            if (text.starts_with(beginning)) return all;
-        }
-    }
     // The first message that a command brings.
     [[nodiscard]] std::string ask(std::string_view line) const {
         send_command(line);
