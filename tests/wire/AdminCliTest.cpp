@@ -11,14 +11,11 @@ using Words = std::vector<std::string>;
 
 constexpr const char* kAccount = "adminName=root\nadminPass=two words\nverbose=false\n";
 
-// The command for this server, with what the environment says in front. The server has said all
-// that it says at its start: an administrator who is in earlier would get the rest of it.
+// The command for this server, with what the environment says in front.
 Words admin(const ServerProcess& server, const Words& arguments,
             const Words& variables = {"VORRIM_ADMIN_NAME=root",
                                       "VORRIM_ADMIN_PASSWORD=two words"}) {
-    server.wait_for_prompt();
-    Words command = {"/usr/bin/env",          "-u",        "VORRIM_ADMIN_NAME", "-u",
-                     "VORRIM_ADMIN_PASSWORD", "TERM=xterm"};
+    Words command = {"/usr/bin/env", "--ignore-environment", "TERM=xterm"};
     command.insert(command.end(), variables.begin(), variables.end());
     command.insert(command.end(), {VORRIM_CLI_BINARY, "admin", "--admin-port",
                                    std::to_string(server.ports().admin())});
@@ -125,7 +122,6 @@ TEST(AdminCli, AStopSucceedsOnceTheConnectionHasEnded) {
         EXPECT_EQ(server.stop(SIGTERM), 1);
     }
     ServerProcess server(kAccount);
-    server.wait_for_prompt();
     EXPECT_EQ(run(admin(server, {"--stop", "--timeout", "0.2"})),
               "2\nvorrim-cli: the server has not stopped within 200.0 ms; its own console may be "
               "waiting for a line (--timeout)\n");

@@ -9,10 +9,9 @@ constexpr const char* kName = "root";
 constexpr const char* kPassword = "open sesame";
 constexpr const char* kNobodyIsThere = "Users: 0\t\tFiles: 0";
 
-// A server with an account, whose console waits for its first command.
+// A server with an account.
 class Admin : public ::testing::Test {
 protected:
-    Admin() { server_.wait_for_prompt(); }
     void wait_until_the_console_speaks_again(const std::string& users) {
         wait_until("the console speaks again", [&] {
             server_.type("g\n");
@@ -72,7 +71,6 @@ TEST_F(Admin, BeforeALoginNothingHasAnEffectAndTheConnectionStays) {
 
 TEST(AdminDoor, AfterALoginCommandsMayBeLongWhoeverSendsThem) {
     const ServerProcess server(kAccount + "limitExempt=");
-    server.wait_for_prompt();
     const Administrator admin(server, kName, kPassword);
     EXPECT_EQ(admin.ask(std::string(60'000, 'x')), "Unrecognized command. type ? for help\n");
 }
@@ -143,8 +141,9 @@ TEST_F(Admin, AStopFromAfarWaitsForTheLineThatTheOperatorIsTyping) {
 
 TEST(AdminDoor, AQuestionFromAfarIsAnsweredAtTheServersConsole) {
     for (const bool console : {true, false}) {
-        ServerProcess server(kAccount + (console ? "" : "console=false"));
-        if (console) server.wait_for_prompt();
+        using Ready = ServerProcess::Ready;
+        ServerProcess server({.settings = kAccount + (console ? "" : "console=false"),
+                              .ready = console ? Ready::prompting : Ready::answering});
         const Administrator admin(server, kName, kPassword);
         EXPECT_EQ(admin.ask("q"), "Are you sure you want to exit?(y or n): ");
         EXPECT_EQ(admin.ask("g"), kNobodyIsThere);  // nobody waits for the answer

@@ -10,15 +10,8 @@ Bytes call(std::uint32_t address, std::uint16_t port) {
 
 class Callback : public ::testing::Test {
 protected:
-    static WireClient stranger(const ServerProcess& server) {
-        WireClient client(server);
-        client.expect_nothing();  // so that it is there before the next one
-        return client;
-    }
-
     const ServerProcess server_{"verbose=true"};
-    const WireClient first_stranger_ = stranger(server_);
-    const WireClient stranger_ = stranger(server_);
+    const std::vector<WireClient> strangers_ = strangers(server_, 2);
     const WireClient low_ = WireClient::low(server_);
     const WireClient high_ = WireClient::high(server_);
 };
@@ -26,12 +19,12 @@ protected:
 TEST_F(Callback, AHighAskerReachesWhoeverIsThere) {
     const WireClient other = WireClient::high(server_);
     // Identifier 0 is the first stranger.
-    for (const WireClient* wanted : {&low_, &other, &high_, &first_stranger_}) {
+    for (const WireClient* wanted : {&low_, &other, &high_, &strangers_[0]}) {
         high_.send(callback(wanted->id()));
         EXPECT_EQ(wanted->receive(), call(high_.id(), high_.announced_port())) << wanted->id();
     }
     high_.expect_nothing();
-    stranger_.expect_nothing();
+    strangers_[1].expect_nothing();
 }
 
 TEST_F(Callback, OthersAndIdentifiersThatNobodyHoldsAreRefused) {
@@ -41,7 +34,7 @@ TEST_F(Callback, OthersAndIdentifiersThatNobodyHoldsAreRefused) {
     };
     expect_refusals(high_, {77, 0xFFFFFF, 0x0100007F, 0xFFFFFFFF});
     expect_refusals(low_, {77, low_.id(), high_.id()});
-    expect_refusals(stranger_, {low_.id()});
+    expect_refusals(strangers_[1], {low_.id()});
     low_.expect_nothing();
     high_.expect_nothing();
 
@@ -55,7 +48,7 @@ TEST_F(Callback, OthersAndIdentifiersThatNobodyHoldsAreRefused) {
 TEST_F(Callback, ByDatagramWhoeverIsLowIsReachedAndTheLowRangeOnlyIsRefused) {
     const Datagram asker(server_);
     const std::uint32_t address = asker.address().value();
-    for (const WireClient* wanted : {&low_, &first_stranger_})
+    for (const WireClient* wanted : {&low_, &strangers_[0]})
         for (const std::uint32_t from : {0x0403020AU, 0x1000000U}) {  // the lowest that counts
             asker.send(udp_callback(from, 0x8765, wanted->id()));
             EXPECT_EQ(wanted->receive(), call(from, 0x8765)) << from;

@@ -14,7 +14,6 @@ std::string session(const ServerProcess& server) {
 
 // Types the lines, answers the question at the end, and returns what was shown meanwhile.
 std::string run(ServerProcess& server, const std::string& lines) {
-    server.wait_for_prompt();
     server.type(lines + "q\ny\n");
     EXPECT_EQ(server.exit(), 1);
     const std::string shown = session(server);
@@ -102,7 +101,6 @@ TEST(Console, ASignalStopsItWhileTheOperatorIsTypingOrAQuestionWaits) {
           std::pair{"q\n", "Are you sure you want to exit?(y or n): \n"}})
         for (const int signal : {SIGTERM, SIGINT}) {
             ServerProcess server;
-            server.wait_for_prompt();
             server.type(typed);
             server.wait_for_output(shown);
             EXPECT_EQ(server.stop(signal), 1);
@@ -127,7 +125,6 @@ TEST(Console, TheEndOfTheLinesIsNoCommandButAQuietWait) {
          }) {
         ServerProcess server(
             ServerProcess::Setup{.standard_input_open = open, .standard_input_there = there});
-        server.wait_for_prompt();
         if (open) server.type(typed);
         server.end_input();
         server.wait_for_output(shown);
@@ -147,8 +144,9 @@ protected:
     }
 
     Terminal terminal_;
-    ServerProcess server_{
-        ServerProcess::Setup{.settings = "verbose=true\nadminName=ru", .terminal = &terminal_}};
+    ServerProcess server_{ServerProcess::Setup{.settings = "verbose=true\nadminName=ru",
+                                               .terminal = &terminal_,
+                                               .ready = ServerProcess::Ready::answering}};
 };
 
 TEST_F(AtTerminal, ALineThatIsBeingTypedSurvivesMessagesOfOthers) {
@@ -232,7 +230,7 @@ TEST_F(AtTerminal, ATerminalThatIsStoppedStopsNothing) {
 
 TEST(Terminals, TheEndOfTheTerminalIsAStopInOrder) {
     Terminal terminal;
-    ServerProcess server(ServerProcess::Setup{.terminal = &terminal});
+    ServerProcess server({.terminal = &terminal, .ready = ServerProcess::Ready::answering});
     terminal.wait_for("> ");
     terminal.type("half");
     terminal.wait_for("half");

@@ -67,7 +67,6 @@ TEST(Datagrams, LongSearchesLetOthersInAndEachSenderIsAnsweredInItsOrderOrNotAtA
 
 TEST(Datagrams, WhatIsNoRequestIsNotAnsweredAndOnlyUnknownOpcodesAreNamed) {
     const ServerProcess server("verbose=true");
-    server.wait_for_prompt();
     const Datagram asker(server);
     const std::string before = server.output();
     asker.send(Bytes());

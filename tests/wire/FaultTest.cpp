@@ -60,7 +60,6 @@ TEST(Fault, ASettingsFileTooLargeForTheMemoryIsNotReadAgainAndTheServerServes) {
     constexpr std::uint64_t kRoom = 280U << 20U;
     ServerProcess server(ServerProcess::Setup{.settings = "threads=1\nwelcome[0]=old",
                                               .limit = {{RLIMIT_AS, {kRoom, kRoom}}}});
-    server.wait_for_prompt();
     std::filesystem::resize_file(server.folder()->path() / "vorrim.ini", kRoom);
     server.signal(SIGHUP);
     server.wait_for_output("Couldn't read everything again: out of memory\n");

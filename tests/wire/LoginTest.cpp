@@ -6,7 +6,6 @@ namespace {
 
 TEST(Login, AReachableClientGetsItsAddressAndAnotherTheNextNumber) {
     const ServerProcess server("verbose=true");
-    server.wait_for_prompt();
     WireClient low(server);
     EXPECT_EQ(low.login(client_record(hash_of(1), "low")).id, 1U);
     server.wait_for_output("ID=1 \n");
@@ -69,7 +68,6 @@ TEST(Login, OfTheFreedNumbersOnlyTheLatestIsGivenAgain) {
 
 TEST(Login, AnUnreadableRecordIsReportedAndClosesBeforeAnyIdentifierIsGiven) {
     const ServerProcess server("verbose=true");
-    server.wait_for_prompt();
     const Bytes fixed = Hash{}.encode().u32(0).u16(0);
     for (const Bytes& record : {
              Bytes(fixed).u32(2).add(int_tag(kVersion, 60).encode()),  // two announced, one there

@@ -106,7 +106,6 @@ TEST(Publish, WhatComesBeforeALoginIsIdentifierZerosAndLeavesWithAnyStranger) {
 
 TEST(Publish, AnUnreadableListIsReportedAndClosesAndNothingOfItIsPublished) {
     const ServerProcess server("verbose=true");
-    server.wait_for_prompt();
     const Bytes two = encode(songs(2)).from(4);
     const Bytes good = encode(songs(1)).from(4);
     for (const Bytes& list : {

@@ -192,7 +192,7 @@ private:
 };
 
 TEST(RoomCrowd, EveryMemberHearsEveryLineOfThoseWhoWereThereInTheirOrder) {
-    const ServerProcess server("room[0]=Hall\nroom[1]=Yard\nconsole=false");
+    const ServerProcess server("room[0]=Hall\nroom[1]=Yard");
     const auto name = [](char kind, std::size_t number) { return kind + std::to_string(number); };
     const auto talk = [](const WireClient& who, const std::string& called, std::size_t line) {
         who.send(say(called + ' ' + std::to_string(line)));

@@ -61,9 +61,10 @@ ServerProcess::ServerProcess(const Setup& setup)
         const Datagram probe(*this);
         wait_until("the server is ready", [&] {
             if (!running()) throw WireFailure("it ended with " + std::to_string(exit()));
-            return setup.ready == Ready::answering ? probe.answers()
-                                                   : connects(kLocalhost, ports_->client());
+            return setup.ready == Ready::accepting ? connects(kLocalhost, ports_->client())
+                                                   : probe.answers();
         });
+        if (setup.ready == Ready::prompting) wait_for_output("(type '?' for help)\n\n> ");
     } catch (const WireFailure& failure) {
         throw WireFailure(failure.what() + ("\nThe server said:\n" + tail(output() + errors())));
     }

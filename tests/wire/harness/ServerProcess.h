@@ -47,7 +47,8 @@ struct Status {
 class ServerProcess final : public Program {
 public:
     enum class Ready {
-        answering,  // a status datagram is answered; no client has been counted
+        prompting,  // the console waits for its first command: nothing comes of itself any more
+        answering,  // a status datagram is answered; for a console that is off or at a terminal
         accepting,  // a TCP connection is made
         at_once     // nothing is waited for
     };
@@ -62,7 +63,7 @@ public:
         Terminal* terminal = nullptr;      // instead of standard input, output and error
         // What it may use of something, now and at the most.
         std::optional<std::pair<__rlimit_resource_t, rlimit>> limit{};
-        Ready ready = Ready::answering;
+        Ready ready = Ready::prompting;
         std::shared_ptr<ScratchFolder> folder{};  // one of an earlier run; by default a new one
         std::shared_ptr<PortBlock> ports{};       // likewise
     };
@@ -73,16 +74,11 @@ public:
     ~ServerProcess();
 
     [[nodiscard]] const PortBlock& ports() const { return *ports_; }
-    [[nodiscard]] const std::shared_ptr<PortBlock>& shared_ports() const { return ports_; }
     [[nodiscard]] const std::shared_ptr<ScratchFolder>& folder() const { return folder_; }
 
     // On the server's standard input, as it stands; then its end.
     void type(std::string_view text) const;
     void end_input() { standard_input_.close(); }
-
-    // Until the console asks for its first command: nothing else comes of itself after that. For
-    // tests that compare the output, with the console on.
-    void wait_for_prompt() const { wait_for_output("(type '?' for help)\n\n> "); }
 
     // By a status datagram.
     [[nodiscard]] Status status() const;

@@ -45,20 +45,12 @@ public:
     [[nodiscard]] static WireClient high(const ServerProcess& server,
                                          std::string_view name = "high",
                                          Address from = next_address()) {
-        WireClient client = logged_in(server, name, from, true);
-        if (client.id() != from.value())
-            throw WireFailure("a reachable client got identifier " + std::to_string(client.id()));
-        return client;
+        return logged_in(server, name, from, true);
     }
     [[nodiscard]] static WireClient low(const ServerProcess& server, std::string_view name = "low",
                                         Address from = next_address()) {
-        WireClient client = logged_in(server, name, from, false);
-        if (client.id() == 0 || client.id() > 0xFFFFFF)
-            throw WireFailure("an unreachable client got identifier " +
-                              std::to_string(client.id()));
-        return client;
+        return logged_in(server, name, from, false);
     }
-
     // Listens at this client's address, on any free port.
     void open_door() {
         door_ = Socket::open(SOCK_STREAM);
@@ -89,25 +81,13 @@ public:
     [[nodiscard]] Source source() const { return {id_, announced_port()}; }
 
     void send_raw(const Bytes& bytes) const {
-        for (std::size_t sent = 0; sent < bytes.size();) {
-            const auto moved = ::send(socket_.descriptor(), bytes.data() + sent,
-                                      bytes.size() - sent, MSG_NOSIGNAL);
-            if (moved < 0)
-                throw WireFailure(std::string("the server takes no more: ") + std::strerror(errno));
-            sent += static_cast<std::size_t>(moved);
-        }
+        if (send_as_far_as_it_goes(bytes, 0) < bytes.size())
+            throw WireFailure(std::string("the server takes no more: ") + std::strerror(errno));
     }
     void send(const Bytes& payload) const { send_raw(packet(payload)); }
     // As many of the bytes as go without waiting; how many went.
     [[nodiscard]] std::size_t send_some(const Bytes& bytes) const {
-        std::size_t sent = 0;
-        while (sent < bytes.size()) {
-            const auto moved = ::send(socket_.descriptor(), bytes.data() + sent,
-                                      bytes.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
-            if (moved <= 0) break;
-            sent += static_cast<std::size_t>(moved);
-        }
-        return sent;
+        return send_as_far_as_it_goes(bytes, MSG_DONTWAIT);
     }
 
     // The payload of the next packet. The status that the server sends to everybody from time to
@@ -176,6 +156,8 @@ public:
         expect_nothing();
     }
 
+    // Its own end only: what the server still sends is received.
+    void end_sending() const { ::shutdown(socket_.descriptor(), SHUT_WR); }
     // Closes the connection as programs do; `reset` sends the peer an error instead of an end.
     void close() { socket_.close(); }
     void reset() {
@@ -194,7 +176,22 @@ private:
         WireClient client(server, from);
         if (open) client.open_door();
         client.login(client_record(hash_of(++people, 0xC1), name));
+        const bool low = client.id() > 0 && client.id() <= 0xFFFFFF;
+        if (open ? client.id() != from.value() : !low)
+            throw WireFailure((open ? "a reachable" : "an unreachable") +
+                              (" client got identifier " + std::to_string(client.id())));
         return client;
+    }
+
+    [[nodiscard]] std::size_t send_as_far_as_it_goes(const Bytes& bytes, int flags) const {
+        std::size_t sent = 0;
+        while (sent < bytes.size()) {
+            const auto moved = ::send(socket_.descriptor(), bytes.data() + sent,
+                                      bytes.size() - sent, MSG_NOSIGNAL | flags);
+            if (moved <= 0) break;
+            sent += static_cast<std::size_t>(moved);
+        }
+        return sent;
     }
 
     // Nothing when the connection ends before its first byte.
@@ -231,5 +228,14 @@ private:
     mutable std::vector<std::uint8_t> unread_;  // what has come; its first `taken_` bytes are read
     mutable std::size_t taken_ = 0;
 };
+
+// So many clients who have not logged in. The server knows each before the next one comes.
+[[nodiscard]] inline std::vector<WireClient> strangers(const ServerProcess& server,
+                                                       std::size_t count) {
+    std::vector<WireClient> all;
+    while (all.size() < count)
+        all.emplace_back(server).expect_nothing();
+    return all;
+}
 
 }  // namespace vorrim::wire
