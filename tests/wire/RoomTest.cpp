@@ -135,88 +135,35 @@ TEST(ManyRooms, AreListedAsFarAsTheCountGoesAndAllCanBeJoined) {
 }
 
 // A room of two hundred who all talk, while others come, talk, and leave in every way there is.
-constexpr std::size_t kMembers = 200;
-constexpr std::size_t kLines = 12;  // of each member
-constexpr std::size_t kVisitors = 120;
-constexpr std::size_t kVisitorLines = 5;
-constexpr std::size_t kLinesPerVisit = kMembers * kLines / kVisitors;
-
-// What one member hears. "NAME N" is the N-th line of a member, from 0: whoever speaks is there,
-// and no line is missing, none comes twice, and none before another.
-class Ear final {
-public:
-    Ear(const WireClient& client, const std::string& name) : client_(client) {
-        there_[client.id()] = name;
-        listen([this] { return in_; });
-    }
-
-    // Reads on until `enough` says so.
-    template <class Enough>
-    void listen(Enough enough) {
-        while (!enough())
-            take(Reader(client_.receive()));
-    }
-
-    std::size_t departures = 0;                // seen
-    std::map<std::string, std::size_t> heard;  // lines of each
-
-private:
-    void take(Reader packet) {
-        switch (packet.u8()) {
-            case 0x3D:  // the members of the room entered
-                in_ = true;
-                for (const Record& member : packet.records())
-                    there_[member.id] = member.text(kName);
-                break;
-            case 0x3B: {  // somebody comes
-                const Record member = packet.record();
-                EXPECT_TRUE(there_.emplace(member.id, member.text(kName)).second) << member.id;
-                break;
-            }
-            case 0x3C:  // somebody leaves
-                ++departures;
-                EXPECT_EQ(there_.erase(packet.u32()), 1U);
-                break;
-            default: {  // a text
-                const std::string& sender = there_[packet.u32()];
-                const std::size_t line = heard[sender]++;
-                ASSERT_EQ(packet.text(), sender + ' ' + std::to_string(line));
-            }
-        }
-        packet.expect_end();
-    }
-
-    const WireClient& client_;
-    bool in_ = false;
-    std::map<std::uint32_t, std::string> there_;
-};
-
+// All members hear the same in the same order. "NAME N" is the N-th line of NAME, from 0.
 TEST(RoomCrowd, EveryMemberHearsEveryLineOfThoseWhoWereThereInTheirOrder) {
+    constexpr std::size_t kMembers = 200;
+    constexpr std::size_t kLines = 12 * kMembers;
+    constexpr std::size_t kVisitors = 120;
+    constexpr std::size_t kVisitorLines = 5;
     const ServerProcess server("room[0]=Hall\nroom[1]=Yard");
     const auto name = [](char kind, std::size_t number) { return kind + std::to_string(number); };
     const auto talk = [](const WireClient& who, const std::string& called, std::size_t line) {
         who.send(say(called + ' ' + std::to_string(line)));
     };
+    std::map<std::uint32_t, std::string> there;
     std::vector<WireClient> members;
     for (std::size_t i = 0; i < kMembers; ++i) {
         members.push_back(WireClient::low(server, name('m', i)));
-        members.back().send(join(2));
+        there[members[i].id()] = name('m', i);
+        EXPECT_EQ(members[i].ask(join(2)).first(5), hex("3D").u32(static_cast<std::uint32_t>(i)));
     }
-    std::vector<Ear> ears;
-    for (std::size_t i = 0; i < kMembers; ++i)
-        ears.emplace_back(members[i], name('m', i));
 
     // A part of the members' lines at each visit, from another thread: while the visitor talks and
     // leaves.
     std::counting_semaphore<> visits(0);
     std::thread chatter([&] {
-        for (std::size_t line = 0; line < kMembers * kLines; ++line) {
-            if (line % kLinesPerVisit == 0) visits.acquire();
+        for (std::size_t line = 0; line < kLines; ++line) {
+            if (line % (kLines / kVisitors) == 0) visits.acquire();
             const std::size_t who = line % kMembers;
             talk(members[who], name('m', who), line / kMembers);
         }
     });
-    const auto vanishes = [](std::size_t visitor) { return visitor % 4 == 3; };
     std::vector<WireClient> visitors;
     for (std::size_t i = 0; i < kVisitors; ++i) {
         WireClient& visitor = visitors.emplace_back(WireClient::low(server, name('v', i)));
@@ -228,24 +175,45 @@ TEST(RoomCrowd, EveryMemberHearsEveryLineOfThoseWhoWereThereInTheirOrder) {
             talk(visitor, name('v', i), line);
         if (i % 4 == 0) visitor.send(join(3));
         if (i % 4 == 1) visitor.send(hex("18"));
-        if (i % 4 == 2) ::shutdown(visitor.socket().descriptor(), SHUT_WR);
-        if (vanishes(i)) visitor.reset();
+        if (i % 4 == 2) visitor.end_sending();
+        if (i % 4 == 3) visitor.reset();
     }
     chatter.join();
 
-    for (Ear& ear : ears) {
-        ear.listen([&] {
-            std::size_t of_members = 0;
-            for (const auto& [speaker, lines] : ear.heard)
-                of_members += speaker.front() == 'm' ? lines : 0;
-            return ear.departures == kVisitors && of_members == kMembers * kLines;
-        });
-        // Of a vanished one's lines some may never have been read; nobody hears of them then.
-        for (std::size_t i = 0; i < kVisitors; ++i)
-            EXPECT_EQ(ear.heard[name('v', i)],
-                      vanishes(i) ? ears.front().heard[name('v', i)] : kVisitorLines)
-                << i;
+    std::vector<Bytes> heard;  // by the first, when all are in
+    for (std::size_t i = 0; i < kMembers; ++i) {
+        for (std::size_t later = i + 1; later < kMembers; ++later)
+            ASSERT_EQ(members[i].receive().first(1), hex("3B"));
+        if (i > 0) {
+            for (const Bytes& packet : heard)
+                ASSERT_EQ(members[i].receive(), packet);
+        } else {
+            std::size_t ends = 0;  // of the visitors and of the members' lines
+            while (ends < kVisitors + kLines) {
+                const Bytes& packet = heard.emplace_back(members[i].receive());
+                ends += packet[0] == 0x3C || (packet[0] == 0x3A && packet[7] == 'm') ? 1 : 0;
+            }
+        }
+        members[i].expect_nothing();
     }
+    std::map<std::string, std::size_t> lines;
+    for (const Bytes& packet : heard) {
+        Reader reader(packet);
+        const std::uint32_t opcode = reader.u8();
+        if (opcode == 0x3B) {
+            const Record visitor = reader.record();
+            EXPECT_TRUE(there.emplace(visitor.id, visitor.text(kName)).second) << visitor.id;
+        } else if (opcode == 0x3C) {
+            EXPECT_EQ(there.erase(reader.u32()), 1U);
+        } else {
+            const std::string& sender = there[reader.u32()];
+            ASSERT_EQ(reader.text(), sender + ' ' + std::to_string(lines[sender]++));
+        }
+        reader.expect_end();
+    }
+    // Of the lines of one who vanishes some may never have been read.
+    for (std::size_t i = 0; i < kVisitors; ++i)
+        EXPECT_TRUE(i % 4 == 3 || lines[name('v', i)] == kVisitorLines) << i;
 }
 
 }  // namespace
