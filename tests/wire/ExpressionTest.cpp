@@ -69,26 +69,23 @@ TEST_F(Expression, IsEvaluatedAsItsPartsSay) {
 TEST_F(Expression, WhatCannotBeReadClosesAFileSearchAndIsElsewhereNotAnswered) {
     constexpr std::size_t kLargestDatagram = 3072;  // more never reaches the reader
     const Datagram asker(server_);
+    std::vector<Bytes> unreadable = {
+        hex("05"),                          // no such kind
+        hex("FF 04"),                       //
+        hex("00 00 04 05"),                 // an operator with an unknown right child
+        hex("00 00 05 04"),                 // and left child
+        hex("01 FF FF").fill(0xFFFF, 'a'),  // a text of a length that is none
+        leaning_left(kDeepest + 1, anything()),
+        leaning_right(kDeepest + 1, anything()),
+        Bytes().fill(60000, 0),  // operators all the way down
+        joined(Op::both, doubled(15, Op::both, anything()), anything()),  // one node too many
+    };
+    const Bytes whole = joined(Op::both, joined(Op::either, words("ab"), tag_contains("cd", "ef")),
+                               tag_is("gh", Is::equal, 1));
+    for (std::size_t length = 0; length < whole.size(); ++length)
+        unreadable.push_back(whole.first(length));
     // Each has something behind it that must not be taken for its end.
-    for (const Bytes& expression : {
-             Bytes(),                            // nothing
-             hex("05"),                          // no such kind
-             hex("FF 04"),                       //
-             hex("00"),                          // an operator without its code
-             hex("00 00 04"),                    // without a right child
-             hex("00 00 04 05"),                 // with an unknown right child
-             hex("00 00 05 04"),                 // and left child
-             hex("01 05"),                       // a text with half a count
-             hex("01 05 00 61 62 63 64"),        // cut short
-             hex("01 FF FF").fill(0xFFFF, 'a'),  // of a length that is none
-             hex("02 01 00 61"),                 // a value without a tag name
-             hex("02 01 00 61 05 00 61"),        // a tag name cut short
-             hex("03 01 00 00"),                 // a number cut short
-             hex("03 01 00 00 00"),              // without a code
-             leaning_left(kDeepest + 1, anything()), leaning_right(kDeepest + 1, anything()),
-             Bytes().fill(60000, 0),  // operators all the way down
-             joined(Op::both, doubled(15, Op::both, anything()), anything()),  // one node too many
-         }) {
+    for (const Bytes& expression : unreadable) {
         SCOPED_TRACE(::testing::PrintToString(expression));
         const WireClient searcher(server_);
         searcher.send(search_files(expression));
