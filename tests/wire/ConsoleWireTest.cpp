@@ -176,25 +176,21 @@ TEST_F(AtTerminal, ALineThatIsBeingTypedSurvivesMessagesOfOthers) {
     static_cast<void>(server_.exit());
 }
 
-TEST_F(AtTerminal, ATabIsACharacterLikeOthers) {
+TEST_F(AtTerminal, ATabIsACharacterLikeOthersAndABrokenOneTakesNoOtherWithIt) {
     const WireClient client(server_);
     server_.wait_for_users(1);
-    terminal_.type("m\ta\tb\r");
-    EXPECT_EQ(client.receive(), Bytes().u8(0x38).text("a\tb"));
-    terminal_.wait_for("\r\n> ");  // typed earlier, the terminal would show it, not the editor
+    for (const auto& [typed, sent] :
+         {std::pair("\ta\tb", "a\tb"), std::pair(" \xE9t\xC3\xC3\xA9 caf\xE9", "t\xC3\xA9 caf")}) {
+        terminal_.type("m" + std::string(typed) + '\r');
+        EXPECT_EQ(client.receive(), Bytes().u8(0x38).text(sent));
+        terminal_.wait_for("\r\n> ");  // typed earlier, the terminal would show it, not the editor
+    }
     terminal_.type("m" + std::string(10, '\t') + "reaches the second row");
     terminal_.wait_for("second row");
     client.send(hex("17"));
     terminal_.wait_for(
         "\r\x1b[1A\x1b[J"
         "Unknown msg from Connection: 23\r\n> m\r\nreaches");
-}
-
-TEST_F(AtTerminal, ABrokenCharacterTakesNoOtherWithIt) {
-    const WireClient client(server_);
-    server_.wait_for_users(1);
-    terminal_.type("m \xE9t\xC3\xC3\xA9 caf\xE9\r");
-    EXPECT_EQ(client.receive(), Bytes().u8(0x38).text("t\xC3\xA9 caf"));
 }
 
 TEST_F(AtTerminal, NoTextFromOutsideSteersIt) {
