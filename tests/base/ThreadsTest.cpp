@@ -29,15 +29,6 @@ TEST(KxError, KeepsTheLocationOfEachThread) {
     EXPECT_EQ(kx_fatal_caption(), "Unrecoverable error at here.cpp:17");
 }
 
-TEST(KxErrorDeathTest, EndsTheProcessWhenNobodyCanGoOn) {
-    EXPECT_EXIT(
-        {
-            kx_set_error_location("disk.cpp", 3);
-            kx_fatal_error(kx_err("boom"));
-        },
-        ::testing::ExitedWithCode(255), "Unrecoverable error at disk.cpp:3: boom\n");
-}
-
 // In a process of its own, since it cannot be undone.
 TEST(ConsoleModeDeathTest, SendsEverythingToTheConsoleAndBoxesToTheLog) {
     EXPECT_EXIT(
@@ -82,7 +73,7 @@ TEST(Threads, AreRefusedAnImpossibleStack) {
 
 TEST(ThreadsDeathTest, EndTheProcessWithAnErrorThatTheyDoNotCatch) {
     EXPECT_EXIT(kx_thread_create([] { kx_error("lost", "task.cpp", 8); }, kStack).join(),
-                ::testing::ExitedWithCode(255), "Unrecoverable error at task.cpp:8: lost");
+                ::testing::ExitedWithCode(255), "Unrecoverable error at task.cpp:8: lost\n");
     const auto find_no_memory = [] {
         kx_set_error_location("earlier.cpp", 9);
         throw std::bad_alloc();
@@ -103,11 +94,8 @@ public:
 
 private:
     void note(char what) {
-        log_ += what;
-        log_ += std::to_string(priority_);
-        if (runs(kx_current_thread_id())) log_ += 'm';
-        if (kx_initialised()) log_ += 'i';
-        log_ += ' ';
+        log_ += what + std::to_string(priority_) + (runs(kx_current_thread_id()) ? "m" : "") +
+                (kx_initialised() ? "i " : " ");
     }
 
     int priority_;
