@@ -6,9 +6,7 @@
 #include <sys/stat.h>
 #include <vector>
 
-#include "base/proxy/kx_proxy_entry.h"
 #include "base/proxy/kx_proxy_settings.h"
-#include "base/proxy/kx_registry_value.h"
 #include "platform/registry.h"
 #include "tests/ScratchFolder.h"
 
@@ -121,7 +119,6 @@ TEST_F(RegistryTest, TheProxyIsSelectedByProtocol) {
     const std::vector<Case> cases = {
         {nullptr, nullptr, Type::https, "", 3128},
         {nullptr, "https=p:8080", Type::https, "p", 8080},
-        {"HTTPS", "https=p:8080", Type::https, "p", 8080},
         {"HTTPS", "https=p", Type::https, "p", 3128},
         {"https", "HTTPS=p", Type::https, "p", 3128},
         {"HTTPS", "http=a:1;https=b:2;https=c:3", Type::https, "b", 2},

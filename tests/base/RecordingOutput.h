@@ -27,26 +27,17 @@ public:
         return joined;
     }
 
-    void vprintLine(const char* format, va_list arguments) override
-        __attribute__((format(printf, 2, 0))) {
+    void vprintLine(const char* format, va_list arguments) override {
         keep(format, arguments, "\n");
     }
-    void vprintError(const char* format, va_list arguments) override
-        __attribute__((format(printf, 2, 0))) {
-        keep(format, arguments);
-    }
-    void vprintVerbose(const char* format, va_list arguments) override
-        __attribute__((format(printf, 2, 0))) {
+    void vprintError(const char* format, va_list arguments) override { keep(format, arguments); }
+    void vprintVerbose(const char* format, va_list arguments) override {
         if (verbose()) keep(format, arguments, "", "V:");
     }
-    void vprintLocked(const char* format, va_list arguments) override
-        __attribute__((format(printf, 2, 0))) {
-        keep(format, arguments);
-    }
+    void vprintLocked(const char* format, va_list arguments) override { keep(format, arguments); }
 
 private:
-    __attribute__((format(printf, 2, 0))) void keep(const char* format, va_list arguments,
-                                                    const char* end = "", const char* begin = "") {
+    void keep(const char* format, va_list arguments, const char* end = "", const char* begin = "") {
         char text[kLockedBuffer];
         std::vsnprintf(text, sizeof text, format, arguments);
         const std::lock_guard hold(lock_);
