@@ -123,7 +123,7 @@ TEST(PageHeap, ServesThreadsThatGiveBackWhatOthersTook) {
         const std::unique_ptr<Filled> owned(block);
         if (owned && !owned->whole()) ++broken;
     };
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (std::size_t i = 0; i < kThreads; ++i)
         threads.emplace_back([&, i] {
             std::mt19937 random(static_cast<unsigned>(i));
@@ -134,8 +134,7 @@ TEST(PageHeap, ServesThreadsThatGiveBackWhatOthersTook) {
                 drop(exchange[random() % exchange.size()].exchange(block.release()));
             }
         });
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();  // they have ended
     for (auto& block : exchange)
         drop(block.load());
     EXPECT_EQ(broken, 0);

@@ -32,10 +32,8 @@ public:
     // The number of writings, or kTorn.
     static constexpr std::uint64_t kTorn = ~std::uint64_t{0};
     [[nodiscard]] std::uint64_t read() const {
-        const std::uint64_t first = words_.front();
-        for (const std::uint64_t& word : words_)
-            if (word != first) return kTorn;
-        return first;
+        const bool whole = std::ranges::count(words_, words_.front()) == std::ssize(words_);
+        return whole ? words_.front() : kTorn;
     }
 
 private:
@@ -45,23 +43,18 @@ private:
 // Threads that are joined at the end.
 class Crowd {
 public:
-    ~Crowd() { join(); }
     template <class Do>
-    void add(unsigned count, Do&& act) {
+    void add(unsigned count, const Do& act) {
         for (unsigned i = 0; i < count; ++i)
             threads_.emplace_back([act, processor = started_++] {
                 settle(processor);
                 act();
             });
     }
-    void join() {
-        for (std::thread& thread : threads_)
-            thread.join();
-        threads_.clear();
-    }
+    void join() { threads_.clear(); }
 
 private:
-    std::vector<std::thread> threads_;
+    std::vector<std::jthread> threads_;
     unsigned started_ = 0;
 };
 
