@@ -120,22 +120,6 @@ TEST(SharedSection, LetsAWriterInAmongReadersThatNeverPause) {
     done = true;
 }
 
-TEST(SharedSection, LetsReadersInBetweenTheTurnsOfAWriterThatComesAgainAtOnce) {
-    kx_shared_section lock;
-    constexpr unsigned kEnough = 200;
-    std::atomic<unsigned> reading{kReaders};
-    Crowd crowd;
-    crowd.add(1, [&] {
-        while (reading != 0)
-            const kx_write_guard guard(lock);
-    });
-    crowd.add(kReaders, [&] {
-        for (unsigned i = 0; i < kEnough; ++i)
-            const kx_read_guard guard(lock);
-        --reading;
-    });
-}
-
 // The writer never leaves: what lets the readers in is its giving way.
 TEST(SharedSection, LetsThoseInThatWaitWhenTheWriterGivesWay) {
     kx_shared_section lock;
