@@ -76,29 +76,45 @@ TEST_F(ConnectionTest, ALongFarewellKeepsNeitherThePeerNorTheNeighboursWaiting) 
     EXPECT_EQ(all_.alive, 1);
 }
 
-// A reader who is always a little behind: of each write the last byte stays.
-class LaggingSocket final : public kx_tcpip_socket {
-public:
-    LaggingSocket() : kx_tcpip_socket(-1, SocketType::stream) {}
-    std::int32_t write_gathered(std::span<const iovec> pieces) override {
-        std::size_t offered = 0;
-        for (const iovec& piece : pieces)
-            offered += piece.iov_len;
-        return static_cast<std::int32_t>(offered - 1);
+// How packets are received is the wire tests' matter.
+TEST(Packet, SendsTheRestOfTheHeaderFirst) {
+    MemoryNet net;
+    const auto [socket, line] = net.arrival(0);
+    Packet packet(4);
+    write_bytes(packet.body(), std::as_bytes(std::span("\x01\xAA\xBB\xCC", 4)));
+    struct Step {
+        std::size_t gulp;
+        Progress progress;
+        std::uint32_t moved;
+    };
+    for (const auto& [gulp, progress, moved] :
+         {Step{2, Progress::pending, 2}, Step{0, Progress::pending, 0},
+          Step{3, Progress::pending, 3 + 3}, Step{3, Progress::done, 1}}) {
+        line->gulp = gulp;
+        std::uint32_t count = 77;
+        EXPECT_EQ(packet.send(*socket, count), progress);
+        EXPECT_EQ(count, moved);
     }
-};
+    EXPECT_TRUE(std::ranges::equal(line->take(),
+                                   std::as_bytes(std::span("\xE3\x04\0\0\0\x01\xAA\xBB\xCC", 9))));
+    socket->close();
+    std::uint32_t count = 0;
+    EXPECT_EQ(Packet(1).send(*socket, count), Progress::failed);
+}
 
+// Towards a reader who is always a little behind: the last byte stays.
 TEST(SendQueue, NeverEmptyItKeepsOnlyWhatIsNotSent) {
     SendQueue queue;
-    LaggingSocket socket;
-    Packet line(100);
-    line.finish();
-    const auto shared = std::make_shared<const Packet>(std::move(line));
+    MemoryNet net;
+    const auto [socket, line] = net.arrival(0);
+    const auto shared = std::make_shared<const Packet>(Packet(100));
     std::uint32_t count = 0;
-    const auto round = [&] {
+    const auto round = [&, &peer = *line, &to = *socket] {
         for (int i = 0; i < 40; ++i)
             queue.append(shared);
-        ASSERT_EQ(queue.flush(socket, {}, count), SendQueue::Flush::blocked);
+        peer.take();
+        peer.room = queue.waiting() - 1;
+        ASSERT_EQ(queue.flush(to, {}, count), SendQueue::Flush::blocked);
         ASSERT_EQ(queue.waiting(), 1u);
     };
     const auto allocated = [] {

@@ -68,6 +68,7 @@ struct Line {
     std::size_t taken = 0;
     Bytes written{};
     std::size_t room = SIZE_MAX;  // for what is written and not taken
+    std::size_t gulp = SIZE_MAX;  // of a write, at most that much
     std::uint32_t address = 0;    // of the peer
     bool ended = false;           // the peer sends no more
     bool stands = true;           // how a connect ends
@@ -170,7 +171,7 @@ private:
         std::int32_t write(const void* bytes, std::uint32_t count) override {
             if (line_.closed) return -1;
             const std::size_t free = line_.room - std::min(line_.room, line_.written.size());
-            const std::size_t some = std::min<std::size_t>(count, free);
+            const std::size_t some = std::min({std::size_t{count}, free, line_.gulp});
             const auto* const begin = static_cast<const std::byte*>(bytes);
             line_.written.insert(line_.written.end(), begin, begin + some);
             return static_cast<std::int32_t>(some);
