@@ -49,11 +49,25 @@ public:
         for (int i = 0; i < 200; ++i)
             turn();
     }
-    // The next piece of the input comes over the line as a packet, and has a turn.
-    void bring_packet(Line& line, Input& input) {
-        const auto payload = input.counted();
-        if (!payload.empty()) line.bring(frame_of(payload));
-        turn();
+    // What one byte of the input lets happen to one of the lines.
+    using Step = std::function<void(Line*&)>;
+    // The rest of the input, step by step, until everybody leaves. Of so many kinds those without a
+    // step of their own bring a piece of the input over the line as a packet.
+    void play(Input& input, std::span<Line*> lines, std::span<const Step> steps,
+              std::size_t kinds) {
+        while (!input.empty()) {
+            const std::size_t byte = input.u8();
+            Line*& line = lines[byte % lines.size()];
+            const std::size_t kind = byte / lines.size() % kinds;
+            if (kind < steps.size()) {
+                steps[kind](line);
+                continue;
+            }
+            if (const auto payload = input.counted(); !payload.empty())
+                line->bring(frame_of(payload));
+            turn();
+        }
+        everybody_leaves();
     }
     // The claim of the whole: once all are gone, so is what they brought. What they published
     // before they had an identifier goes with the next who leaves without one.

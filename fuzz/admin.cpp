@@ -37,23 +37,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return line;
     };
     static_cast<void>(world.arrive(0x0200000A));
-    std::array<Line*, 2> lines{connect(), connect()};
+    std::array lines{connect(), connect()};
 
-    Line** line = nullptr;
-    const std::function<void()> steps[] = {
-        [&] { (*line)->bring(input.counted()); },
-        [&] { (*line)->end(); },
-        [&] { world.clock.advance(std::chrono::seconds(input.u8())); },
-        [&] {
-            if ((*line)->closed) *line = connect();
+    const fuzz::World::Step steps[] = {
+        [&](Line*& line) { line->bring(input.counted()); },
+        [&](Line*& line) { line->end(); },
+        [&](Line*&) { world.clock.advance(std::chrono::seconds(input.u8())); },
+        [&](Line*& line) {
+            if (line->closed) line = connect();
         },
     };
-    while (!input.empty()) {
-        const std::size_t step = input.u8();
-        line = &lines[step % 2];
-        const std::size_t kind = step / 2 % 8;
-        kind < std::size(steps) ? steps[kind]() : world.bring_packet(**line, input);
-    }
-    world.everybody_leaves();
+    world.play(input, lines, steps, 8);
     return 0;
 }
