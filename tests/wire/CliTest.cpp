@@ -179,7 +179,6 @@ TEST(Cli, FailuresAreOneLineAndTheNumberTwo) {
          "cannot connect to" + here + std::to_string(port) + ": Connection refused"},
         {{"status"},
          "cannot reach" + here + std::to_string(nobody.udp()) + " (UDP): nothing listens there"},
-        {{"search", "size>big"}, "'size' is a number: 'big' is none"},
         {{"sources", "xyz"}, "a hash is 32 hexadecimal digits, not 'xyz'"},
         {{"callback", "0"},
          "an identifier is a number such as 5 or an address such as 1.0.0.0, not '0'"},
