@@ -57,6 +57,9 @@ TEST(Discovery, ASeedIsGreetedAndAGreetingAnsweredAndClientsHearOfWhoHasAnswered
     // Tags that a server of the list has follow; it owes no answer.
     EXPECT_EQ(server.folder()->read("serverList.met").substr(0, 11),
               hex("0E 01 00 00 00").add(entry).string());
+    // From there it knows whom to call when it starts again.
+    const ServerProcess again({.settings = "public=true", .folder = server.folder()});
+    EXPECT_EQ(other.door.receive(), hello(kLocalhost, again.ports().client()));
 }
 
 TEST(Discovery, AListTeachesItsEntriesAndRefreshesOnlyAKnownSender) {
