@@ -31,10 +31,10 @@ TEST(Framing, QuestionsThatComeTogetherAreAnsweredAsIfTheyCameAlone) {
         segment.add(packet(question)).add(packet(get_sources(kNobody)));
         expected.push_back(known);
         if (i % 7 == 0) {
-            // Bytes behind the hash are ignored, and another question stands between.
+            // Bytes behind the hash are ignored, and other questions stand between.
             segment.add(packet(Bytes(question).u8(0x19)));
-            segment.add(packet(find_user(kNobody)));
-            expected.insert(expected.end(), {known, hex("3F 00")});
+            segment.add(packet(find_user(kNobody))).add(packet(callback(7)));
+            expected.insert(expected.end(), {known, hex("3F 00"), hex("36 07 00 00 00")});
         }
     }
     // Thousands at once.
