@@ -98,7 +98,6 @@ TEST(Fault, AFolderThatVanishesAndAListThatIsAFolder) {
     server.wait_for_output("Working:");
     client.publish({file(hash_of(1), "song")});
     EXPECT_EQ(client.search(words("song")).records.size(), 1U);
-    EXPECT_EQ(server.stop(SIGTERM), 1);
 }
 
 // Whatever the moment, the file is the old one or the new one, whole; so a kill leaves one of them.
