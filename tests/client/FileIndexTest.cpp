@@ -6,9 +6,9 @@
 #include <thread>
 #include <vector>
 
-#include "base/Random.h"
 #include "client/KeywordFileIndex.h"
-#include "tests/client/Files.h"
+#include "tests/base/RecordingOutput.h"
+#include "tests/client/Chance.h"
 
 namespace vorrim {
 namespace {
@@ -93,41 +93,31 @@ TEST(KeywordFileIndex, OrderAndPositionsOutliveTheDeathOfMostFiles) {
 // All operations at once; what it shows, it shows under the thread sanitizer.
 constexpr int kPublishers = 3;
 constexpr int kReaders = 2;
-constexpr std::uint32_t kHashes = 2000;
-
-std::vector<FrozenRecord> some_files(Random& random) {
-    static const std::string kWords[] = {"alpha", "beta", "gamma", "delta", "epsilon"};
-    std::vector<FrozenRecord> files;
-    for (std::uint64_t count = 1 + random.below(150); count > 0; --count)
-        files.push_back(file(static_cast<std::uint32_t>(random.below(kHashes)),
-                             kWords[random.below(5)] + " " + kWords[random.below(5)]));
-    return files;
-}
-
-Search some_search(Random& random) {
-    const std::uint64_t kind = random.below(4);
-    if (kind == 0) return search_of(std::make_unique<SN_All>());
-    if (kind == 1) return search_of(word("alpha gamma"));
-    if (kind == 2) return search_of(combine(CombineOp::kOr, word("delta"), word("epsil")));
-    return search_of(word("beta"));
-}
 
 TEST(FileIndexThreads, PublishSearchAskAndLeaveTogether) {
+    const RecordingOutput lines_about_unknown_operators;
     KeywordFileIndex index({.row_limit = 8000, .slice = 16});
     index.init(101);
+    // Of few words, the same for all of them.
+    const auto chance_of = [](int thread) {
+        return Chance(static_cast<std::uint64_t>(thread), 2000, 0);
+    };
     std::atomic<int> publishing = kPublishers;
     std::atomic<std::uint64_t> answers = 0;
     std::vector<std::thread> threads;
     for (int publisher = 0; publisher < kPublishers; ++publisher)
         threads.emplace_back([&, publisher] {
-            Random random(static_cast<std::uint64_t>(publisher));
+            Chance chance = chance_of(publisher);
             // Two of the clients are shared: one leaves while the other still publishes.
             const ClientId own(0x01000000u + static_cast<std::uint32_t>(publisher));
             const ClientId clients[] = {own, ClientId(0), ClientId(0xFF000000)};
             // A busy machine may be slow to start the readers.
             for (int i = 0; i < 60 || answers == 0; ++i) {
-                index.publish(some_files(random), clients[random.below(3)], 4662);
-                if (random.below(4) == 0) index.remove_client(clients[random.below(3)]);
+                std::vector<FrozenRecord> files;
+                for (std::uint32_t count = 1 + chance.below(150); count > 0; --count)
+                    files.push_back(frozen(chance.record()));
+                index.publish(std::move(files), clients[chance.below(3)], kPort);
+                if (chance.one_in(4)) index.remove_client(clients[chance.below(3)]);
             }
             for (const ClientId client : clients)
                 index.remove_client(client);
@@ -135,13 +125,12 @@ TEST(FileIndexThreads, PublishSearchAskAndLeaveTogether) {
         });
     for (int reader = 0; reader < kReaders; ++reader)
         threads.emplace_back([&, reader] {
-            Random random(static_cast<std::uint64_t>(100 + reader));
+            Chance chance = chance_of(kPublishers + reader);
             while (publishing > 0) {
                 kx_memory_file out(4096);
-                if (index.write_sources(hash_of(static_cast<std::uint32_t>(random.below(kHashes))),
-                                        out))
-                    ++answers;
-                Search search = some_search(random);
+                if (index.write_sources(file_hash(chance.hash()), out)) ++answers;
+                Search search;
+                read_into(search, chance.node(2));
                 for (int batches = 0; batches < 3; ++batches) {
                     answers += index.search(search, out, 20, ClientId(0x7F000001));
                     if (search.resume_position < 0) break;
