@@ -18,6 +18,7 @@ using namespace test;
 constexpr ClientId kLow(5);
 constexpr ClientId kHigh(0x0100007F);
 constexpr ClientId kOtherHigh(0x0200007F);
+constexpr ClientId kThirdHigh(0x0300007F);
 
 // A scan by rows takes a sample first, and pauses at the beginning of every segment or among the
 // candidates of one.
@@ -56,28 +57,41 @@ TEST(FileIndex, AScanFindsTheSameWhateverMisleadsItAndWhereverItPauses) {
 
 // Most of the files leave, so that segments are packed, with their filters or with one another, and
 // the frequent word's bitmaps stay; in the end all leave, and with them all memory.
-void expect_order_after_departures(std::uint32_t segment_rows, std::uint32_t staying_of_20) {
+void expect_order_after_departures(std::uint32_t segment_rows,
+                                   const std::function<bool(std::uint32_t)>& stays) {
     KeywordFileIndex index({.segment_rows = segment_rows});
     index.init(3);
     const std::size_t allocated_before = ::mallinfo2().uordblks;
     constexpr std::uint32_t kFiles = 40000;
     std::vector<std::uint32_t> common;
     std::vector<std::uint32_t> seldom;
+    std::vector<std::uint32_t> apart;
+    const auto name = [](std::uint32_t n) {
+        return n % 10000 == 200 ? "common seldom apart" : n % 40 == 0 ? "common seldom" : "common";
+    };
     for (std::uint32_t i = 0; i < kFiles; ++i) {
-        const bool stays = i % 20 < staying_of_20;
-        if (stays) common.push_back(i);
-        if (i % 40 == 0) seldom.push_back(i);
-        const auto name = [](std::uint32_t n) { return n % 40 == 0 ? "common seldom" : "common"; };
+        if (stays(i)) {
+            common.push_back(i);
+            if (i % 40 == 0) seldom.push_back(i);
+            if (i % 10000 == 200) apart.push_back(i);
+        }
+        // Packing goes on as rows leave: some leave when the neighbours have already become fewer.
+        const ClientId owner = stays(i)                     ? kHigh
+                               : i % 100 == 50 || i > 30000 ? kThirdHigh
+                                                            : kOtherHigh;
         for (std::uint32_t source = 0; source < 5; ++source)
-            index.publish(files(i, i + 1, name), stays ? kHigh : kOtherHigh, kPort);
+            index.publish(files(i, i + 1, name), owner, kPort);
     }
     index.remove_client(kOtherHigh);
+    index.remove_client(kThirdHigh);
 
     for (const ClientId asker : {kHigh, kLow}) {
         EXPECT_EQ(found(index, word("common"), asker, 200), common);
         EXPECT_EQ(found(index, word("common seldom"), asker, 1000000), seldom);
-        auto either = combine(CombineOp::kOr, word("seldom"), word("nobody"));
-        EXPECT_EQ(found(index, std::move(either), asker, 1000000).size(), seldom.size());
+        for (const auto& [text, files] : {std::pair("seldom", seldom), {"apart", apart}}) {
+            auto either = combine(CombineOp::kOr, word(text), word("nobody"));
+            EXPECT_EQ(found(index, std::move(either), asker, 1000000).size(), files.size()) << text;
+        }
     }
     index.remove_client(kHigh);
     EXPECT_EQ(index.keyword_total(), 0u);
@@ -86,8 +100,13 @@ void expect_order_after_departures(std::uint32_t segment_rows, std::uint32_t sta
 }
 
 TEST(KeywordFileIndex, OrderAndPositionsOutliveTheDeathOfMostFiles) {
-    expect_order_after_departures(32768, 9);
-    expect_order_after_departures(4096, 1);
+    expect_order_after_departures(32768, [](std::uint32_t i) { return i % 20 < 9; });
+    expect_order_after_departures(4096, [](std::uint32_t i) { return i % 20 == 0; });
+    // The few that are left of a segment join one that keeps its filter: the next, the previous.
+    for (const std::uint32_t few : {0u, 1u})
+        expect_order_after_departures(16384, [few](std::uint32_t i) {
+            return i / 16384 == few ? i % 200 == 0 : i % 20 < 18;
+        });
 }
 
 // All operations at once; what it shows, it shows under the thread sanitizer.
