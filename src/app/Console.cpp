@@ -138,15 +138,21 @@ Console::Credentials Console::remoteCredentials() const {
     return credentials_;
 }
 
-bool Console::login(std::string_view name, std::string_view password, MessageReceiver& holder) {
+RemoteConsole::Login Console::login(std::string_view name, std::string_view password,
+                                    MessageReceiver& holder) {
     const kx_guard hold(remote_lock_);
-    return checkRemoteLogin(name, password) && takeOutput(holder);
+    if (checkRemoteLogin(name, password) && takeOutput(holder)) return Login::good;
+    return is_administrator(name, password) ? Login::busy : Login::wrong;
 }
 
 bool Console::checkRemoteLogin(std::string_view name, std::string_view password) const {
+    return holder_ == nullptr && is_administrator(name, password);
+}
+
+bool Console::is_administrator(std::string_view name, std::string_view password) const {
     const bool same_name = same_text(name, credentials_.name);
     const bool same_password = same_text(password, credentials_.password);
-    return remote_control_ && holder_ == nullptr && same_name && same_password;
+    return remote_control_ && same_name && same_password;
 }
 
 bool Console::takeOutput(MessageReceiver& holder) {

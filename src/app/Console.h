@@ -60,8 +60,8 @@ public:
     // Without both, remote control is off. Whoever holds the output keeps it.
     void setRemoteCredentials(std::optional<std::string> name, std::optional<std::string> password);
     // A good login takes the output. Texts are compared in a time that tells nothing of them.
-    [[nodiscard]] bool login(std::string_view name, std::string_view password,
-                             MessageReceiver& holder) override;
+    [[nodiscard]] Login login(std::string_view name, std::string_view password,
+                              MessageReceiver& holder) override;
     void releaseOutput(MessageReceiver& holder) override;
 
 protected:
@@ -89,6 +89,8 @@ private:
     };
 
     [[nodiscard]] bool checkRemoteLogin(std::string_view name, std::string_view password) const
+        REQUIRES(remote_lock_);
+    [[nodiscard]] bool is_administrator(std::string_view name, std::string_view password) const
         REQUIRES(remote_lock_);
     [[nodiscard]] bool takeOutput(MessageReceiver& holder) REQUIRES(remote_lock_);
     void give_output_back() REQUIRES(remote_lock_);

@@ -89,11 +89,14 @@ Connection::Verdict Controller::refuse_login() {
 }
 
 Connection::Verdict Controller::finish_login(const Credentials& given) {
-    if (!console_.login(given.name, given.password, *this)) {
+    using Login = RemoteConsole::Login;
+    const Login login = console_.login(given.name, given.password, *this);
+    if (login == Login::wrong) {
         throttle_.failed(peer());
-        return refuse_login();
+    } else {
+        throttle_.succeeded(peer());  // busy or not: this is no guess
     }
-    throttle_.succeeded(peer());
+    if (login != Login::good) return refuse_login();
     current_output().printVerbose("Valid\n");
     logged_in_ = true;
     allowLongPackets();

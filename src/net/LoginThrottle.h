@@ -4,8 +4,8 @@
 // Five failed logins from one address within a minute are forgiven. Every further login from there
 // waits before it is even looked at: one second, then two, four and so on up to a minute, each
 // behind the one before it, on however many connections they come. What would have to wait longer
-// than five minutes is refused unseen. An address starts afresh after a good login, or when it has
-// left the server alone for ten minutes.
+// than five minutes is refused unseen. An address starts afresh after a login with the right
+// password, or when it has left the server alone for ten minutes.
 //
 // The table is bounded: when it is full, the address that was seen longest ago makes room.
 //
@@ -42,9 +42,9 @@ public:
     // A login from `address` has come: when to look at it, which may be now; nothing when it is to
     // be refused. Addresses are in identifier form.
     [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> admit(std::uint32_t address);
-    // A login from `address` was looked at and was wrong.
+    // A login from `address` was looked at: its name or password was wrong.
     void failed(std::uint32_t address);
-    // It was right.
+    // They were right, whether it got in or not.
     void succeeded(std::uint32_t address);
 
     // Logins that had to wait or were refused, since the start.

@@ -26,10 +26,13 @@ class RemoteConsole {
 public:
     virtual ~RemoteConsole() = default;
 
-    // True when name and password are right and nobody else holds the output: `holder` then holds
-    // it, until it calls releaseOutput. One step: of two that log in at once, one is refused.
-    [[nodiscard]] virtual bool login(std::string_view name, std::string_view password,
-                                     MessageReceiver& holder) = 0;
+    // Wrong: name or password, or nobody may log in. Busy: they are right, but somebody holds the
+    // output.
+    enum class Login { good, wrong, busy };
+    // After a good one `holder` holds the output, until it calls releaseOutput. One step: of two
+    // that log in at once, one is refused.
+    [[nodiscard]] virtual Login login(std::string_view name, std::string_view password,
+                                      MessageReceiver& holder) = 0;
     // Gives the output back if `holder` holds it. No message reaches it after the call.
     virtual void releaseOutput(MessageReceiver& holder) = 0;
     // Runs a line as one that was typed at the server.

@@ -87,6 +87,25 @@ TEST_F(AdministratorTest, OneWhoVanishesWhileItsLoginWaitsLeavesNothingBehind) {
     EXPECT_EQ(share_.load(), 0U);
 }
 
+TEST_F(AdministratorTest, ARightPasswordBehindABusyOutputIsRefusedAndIsNoGuess) {
+    RecordingOutput output;
+    Line& admin = connect();
+    log_in(admin, "secret");
+    for (int i = 0; i < 6; ++i) {
+        Line& second = connect();
+        log_in(second, "secret");
+        EXPECT_TRUE(second.closed);
+        EXPECT_TRUE(second.written.empty());
+    }
+    admin.end();
+    settle();
+    Line& next = connect();
+    log_in(next, "secret");
+    EXPECT_NE(&current_output(), &output) << "it had to wait";
+    next.end();
+    settle();
+}
+
 TEST(Console, ACommandThatFailsSaysSoAndTheNextOneRuns) {
     class Failing final : public Console {
     public:
