@@ -111,6 +111,7 @@ void OutputWriter::run_once() {
     while (!writing_.empty())
         bring_some();
     lost_ += std::exchange(lost_after_, 0);
+    static_cast<void>(tell_of_lost());  // nobody may ever print anything more
     wait_for(kNoDescriptor, kGatherMs);
 }
 
@@ -135,18 +136,17 @@ void OutputWriter::bring_some() {
         writing_.pop();
         ++count;
     } while (!writing_.empty() && chunk_.size() + writing_.front().size() <= kChunk);
-    if (lost_ > 0) {
-        std::array<char, 80> notice;
-        const int length =
-            std::snprintf(notice.data(), notice.size(),
-                          "(the %s was full: %u messages are missing)\n", name_, lost_);
-        if (length < 0 || !put({notice.data(), static_cast<std::size_t>(length)})) {
-            lost_ += count;
-            return;
-        }
-        lost_ = 0;
-    }
-    if (!put(chunk_)) lost_ += count;
+    if (!tell_of_lost() || !put(chunk_)) lost_ += count;
+}
+
+bool OutputWriter::tell_of_lost() {
+    if (lost_ == 0) return true;
+    std::array<char, 80> notice;
+    const int length = std::snprintf(notice.data(), notice.size(),
+                                     "(the %s was full: %u messages are missing)\n", name_, lost_);
+    if (length < 0 || !put({notice.data(), static_cast<std::size_t>(length)})) return false;
+    lost_ = 0;
+    return true;
 }
 
 bool OutputWriter::put(std::string_view text) {

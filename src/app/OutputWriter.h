@@ -6,8 +6,8 @@
 //                    │
 //                    └ full, or the sink fails: texts are lost, and counted
 //
-// Once the sink takes texts again, a line in the place of the lost ones says how many they were.
-// Without a sink every text is lost.
+// A line in the place of the lost ones says how many they were: as soon as the texts in front of
+// them are out, and after a failure together with the next text. Without a sink every text is lost.
 //
 // Threads: any.
 
@@ -66,6 +66,8 @@ private:
     void wake() override;
     [[nodiscard]] bool take_texts();
     void bring_some();
+    // False when the sink fails.
+    [[nodiscard]] bool tell_of_lost();
     [[nodiscard]] bool put(std::string_view text);
     void adopt_sink();
     // For the descriptor to have room, if there is one, or a wake, or the end of the limit.

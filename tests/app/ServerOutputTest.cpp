@@ -117,6 +117,8 @@ TEST_F(ServerOutputTest, AConsoleThatNobodyReadsCostsMessagesButNeverAWait) {
     std::string text;
     while (!console_->flush(std::chrono::milliseconds(1)))
         text += take_shown();
+    text += take_shown();
+    EXPECT_TRUE(text.ends_with(" messages are missing)\n")) << "told before anybody prints";
     output.printLine("back again");
     text += shown();
     EXPECT_TRUE(text.starts_with(kLine + '\n' + kLine));
