@@ -12,7 +12,7 @@ namespace vorrim {
 
 namespace {
 
-constexpr mode_t kLogMode = 0644;
+constexpr mode_t kLogMode = 0640;  // an administrator's password may stand in it
 
 // What a descriptor is, in the bits of S_IFMT; 0 when it is none.
 mode_t kind_of(int descriptor) noexcept {

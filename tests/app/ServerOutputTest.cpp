@@ -5,6 +5,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -159,6 +160,16 @@ TEST(OutputWriterTest, WhatAFailingSinkLosesIsCounted) {
     log.print("back\n");
     EXPECT_TRUE(log.flush(OutputWriter::kLastPatience));
     EXPECT_EQ(folder.read("log"), "(the log was full: 100 messages are missing)\nback\n");
+}
+
+// The operator's command `vo` prints the administrator's password.
+TEST(OutputWriterTest, NobodyElseMayReadTheLog) {
+    const CurrentFolder folder;
+    const mode_t before = ::umask(0);
+    const auto log = FileSink::for_log("log");
+    ::umask(before);
+    ASSERT_NE(log, nullptr);
+    EXPECT_EQ(std::filesystem::status("log").permissions(), std::filesystem::perms{0640});
 }
 
 TEST_F(ServerOutputTest, NeitherAClosedConsoleNorALogThatCannotBeWrittenMatters) {
