@@ -24,7 +24,7 @@ void report_unknown(UnknownOperation what);
 // Reports that were held back.
 class UnknownReports final {
 public:
-    static constexpr std::size_t kMostLines = 1024;
+    static constexpr std::size_t kMostLines = 16;
 
     UnknownReports() = default;
     // Prints them, in order; of more than kMostLines the first ones and the number of the others.
