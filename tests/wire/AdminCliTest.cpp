@@ -1,6 +1,10 @@
 // vorrim-cli admin as operators meet it: at a terminal, at a pipe, in scripts.
+#include <fcntl.h>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "tests/wire/harness/WireTest.h"
 
@@ -82,6 +86,50 @@ TEST(AdminCli, TheAccountComesFromTheEnvironmentOrAFileAndIsNeverGuessed) {
     EXPECT_EQ(run(alone),
               "2\nvorrim-cli: no name or password: set VORRIM_ADMIN_NAME and "
               "VORRIM_ADMIN_PASSWORD, give --user and --password-file, or use a terminal\n");
+}
+
+TEST(AdminCli, APasswordFileIsReadToItsEnd) {
+    const ServerProcess server(kAccount);
+    const std::string pipe = server.folder()->path() / "pipe";
+    const auto from = [&](const std::string& file) {
+        return admin(server, {"--password-file", file, "g"}, {"VORRIM_ADMIN_NAME=root"});
+    };
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    Socket end(::open(pipe.c_str(), O_RDWR | O_CLOEXEC));
+    const auto bring = [&end](std::string_view text) {
+        ASSERT_EQ(::write(end.descriptor(), text.data(), text.size()),
+                  static_cast<ssize_t>(text.size()));
+    };
+    Program cli(from(pipe));
+    bring("root\n");
+    wait_until("the first line is read", [&end] {
+        int left = 0;
+        return ::ioctl(end.descriptor(), FIONREAD, &left) == 0 && left == 0;
+    });
+    bring("two words\n");
+    end.close();
+    EXPECT_EQ(cli.exit(), 0) << cli.errors();
+
+    const auto run_with = [&](const std::string& content) {
+        const std::string file = server.folder()->path() / "secret";
+        server.folder()->write("secret", content);
+        std::filesystem::permissions(
+            file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+        return run(from(file));
+    };
+    EXPECT_EQ(run_with("two words\n\n"), "0\nUsers: 0\t\tFiles: 0\n");
+    const std::string refused = run_with(std::string(5000, 'p'));
+    EXPECT_TRUE(refused.ends_with(": it is too long for a name and a password\n")) << refused;
+}
+
+TEST(AdminCli, WhatNoMessageCanCarryIsRefusedHere) {
+    const ServerProcess server(kAccount);
+    EXPECT_EQ(
+        run(admin(server, {"g"},
+                  {"VORRIM_ADMIN_NAME=" + std::string(65'535, 'n'), "VORRIM_ADMIN_PASSWORD=x"})),
+        "2\nvorrim-cli: this name or password is too long\n");
+    EXPECT_EQ(run(admin(server, {}), "g\n" + std::string(65'535, 'x') + "\ng\n"),
+              "2\nUsers: 0\t\tFiles: 0\nvorrim-cli: this line is too long\n");
 }
 
 TEST(AdminCli, WhyItCannotGoOnIsSaid) {

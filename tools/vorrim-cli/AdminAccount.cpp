@@ -23,6 +23,7 @@ namespace {
 
 constexpr const char* kNameVariable = "VORRIM_ADMIN_NAME";
 constexpr const char* kPasswordVariable = "VORRIM_ADMIN_PASSWORD";
+constexpr const char* kNothingGiven = "no name or password was given";
 // Far more than two lines that anybody types.
 constexpr std::size_t kLongestFile = 4096;
 
@@ -43,23 +44,45 @@ std::string take_line(std::string& text) {
     return line;
 }
 
+// False when a signal comes before there is something to read.
+bool wait_for(int descriptor, const Interrupt& interrupt) {
+    std::array<pollfd, 2> watched = {pollfd{interrupt.handle(), POLLIN, 0},
+                                     pollfd{descriptor, POLLIN, 0}};
+    return ::poll(watched.data(), watched.size(), -1) > 0 && watched[0].revents == 0;
+}
+
+// All that a file or a pipe has to give, at once or bit by bit.
+std::string content_of(const Descriptor& file, const Interrupt& interrupt,
+                       const std::string& what) {
+    std::string text(kLongestFile + 1, '\0');
+    std::size_t size = 0;
+    while (size < text.size()) {
+        if (!wait_for(file.get(), interrupt)) throw Failure(kNothingGiven);
+        const ssize_t count = ::read(file.get(), text.data() + size, text.size() - size);
+        if (count < 0) throw Failure(what + last_error());
+        if (count == 0) break;
+        size += static_cast<std::size_t>(count);
+    }
+    if (size > kLongestFile) throw Failure(what + "it is too long for a name and a password");
+    text.resize(size);
+    return text;
+}
+
 // One line is the password, two are name and password.
-void read_file(const Context& context, const std::string& path, std::optional<std::string>& name,
-               std::optional<std::string>& password) {
+void read_file(const Context& context, const Interrupt& interrupt, const std::string& path,
+               std::optional<std::string>& name, std::optional<std::string>& password) {
     const std::string what = "cannot read " + printable(path) + ": ";
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat state {};
     if (!file.open() || ::fstat(file.get(), &state) != 0) throw Failure(what + last_error());
-    std::string text(kLongestFile, '\0');
-    const ssize_t count = ::read(file.get(), text.data(), text.size());
-    if (count < 0) throw Failure(what + last_error());
-    text.resize(static_cast<std::size_t>(count));
+    std::string text = content_of(file, interrupt, what);
     std::string first = take_line(text);
-    if (text.empty()) {
+    std::string second = take_line(text);
+    if (second.empty()) {
         password = std::move(first);
     } else {
         if (!name) name = std::move(first);
-        password = take_line(text);
+        password = std::move(second);
     }
     if (S_ISREG(state.st_mode) && (state.st_mode & (S_IRGRP | S_IROTH)) != 0) {
         const std::string warning =
@@ -88,7 +111,7 @@ public:
         std::optional<std::string> answer = line();
         if (known && !echo) ::tcsetattr(terminal_.get(), TCSANOW, &before);
         if (!answer || !echo) say("\n");
-        if (!answer) throw Failure("no name or password was given");
+        if (!answer) throw Failure(kNothingGiven);
         return *answer;
     }
 
@@ -98,10 +121,7 @@ private:
     }
     // Nothing when the terminal or the person's patience has ended.
     [[nodiscard]] std::optional<std::string> line() const {
-        std::array<pollfd, 2> watched = {pollfd{interrupt_.handle(), POLLIN, 0},
-                                         pollfd{terminal_.get(), POLLIN, 0}};
-        if (::poll(watched.data(), watched.size(), -1) < 0 || watched[0].revents != 0)
-            return std::nullopt;
+        if (!wait_for(terminal_.get(), interrupt_)) return std::nullopt;
         std::array<char, 1024> room;  // the terminal hands over a line at a time
         const ssize_t count = ::read(terminal_.get(), room.data(), room.size());
         if (count <= 0) return std::nullopt;
@@ -118,7 +138,8 @@ private:
 AdminAccount admin_account(const Context& context, const Interrupt& interrupt) {
     std::optional<std::string> name = context.options.user;
     std::optional<std::string> password;
-    if (const auto& path = context.options.password_file) read_file(context, *path, name, password);
+    if (const auto& path = context.options.password_file)
+        read_file(context, interrupt, *path, name, password);
     if (!name) name = variable(kNameVariable);
     if (!password) password = variable(kPasswordVariable);
     if (!name || !password) {

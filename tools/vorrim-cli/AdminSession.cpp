@@ -25,6 +25,10 @@ constexpr bool kNever = false;
 
 constexpr std::uint32_t kCountSize = 2;  // of a text in a packet
 
+bool fits(std::string_view text) {
+    return text.size() < kNoTextLength;
+}
+
 Packet packet_of(Opcode opcode, std::initializer_list<std::string_view> texts) {
     std::uint32_t size = 1;
     for (const std::string_view text : texts)
@@ -52,8 +56,7 @@ AdminSession::AdminSession(const Context& context, const AdminAccount& account,
       show_(std::move(show)),
       session_(context.net, Server{context.options.host, context.options.admin_port}, timeout_,
                SessionEvents{.text = [this](const std::string& text) { receive(text); }}) {
-    constexpr std::size_t kLongestText = 0xFFFF;
-    if (account.name.size() > kLongestText || account.password.size() > kLongestText)
+    if (!fits(account.name) || !fits(account.password))
         throw Failure("this name or password is too long");
     try {
         session_.send(packet_of(Opcode::CONT_LOGIN, {account.name, account.password}));
@@ -100,6 +103,7 @@ bool AdminSession::wait_for(const bool& done, Patience patience, const std::stri
 }
 
 void AdminSession::send_line(std::string_view line) {
+    if (!fits(line)) throw Failure("this line is too long");
     session_.send(packet_of(Opcode::CONT_COMMAND, {line}));
 }
 
