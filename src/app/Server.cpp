@@ -195,6 +195,7 @@ void Server::stop() {
     if (housekeeping_) housekeeping_->stop();
     for (const auto& worker : workers_)
         worker->stop();
+    if (service_) service_->ending = true;
     pool_.delete_all();
     limits_.log.report(std::nullopt);
     // After a start that failed half-way the list in memory says nothing.

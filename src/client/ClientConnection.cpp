@@ -63,6 +63,7 @@ bool ClientConnection::farewell() {
         departure_ = files.begin_departure(id());
         leaving_ = true;
     }
+    if (service_.ending) return true;
     if (files.continue_departure(departure_)) return false;
     if (former_ids_.empty()) return true;
     // Files of an earlier login have no connection of their own left that would withdraw them.

@@ -34,6 +34,9 @@ struct ClientService {
     RoomList& rooms;
     WelcomeLines& welcome;
     KnownServers& servers;
+    // At a stop, when no thread serves any more and the index ends with its clients: theirs need
+    // not be taken out of it.
+    bool ending = false;
 };
 
 }  // namespace vorrim

@@ -50,6 +50,20 @@ TEST_F(ClientTableTest, AnIdentifierInUseIsNeverGivenTwice) {
     EXPECT_EQ(clients_.id_of(*low), ClientId(kHighestLowId - 2));
 }
 
+TEST_F(ClientTableTest, WhoLeavesTakesItsFilesAlongUnlessTheIndexEndsToo) {
+    const auto stay_and_go = [this](std::uint32_t first) {
+        const auto client = connect();
+        files_.publish(files(first, first + 3, [](std::uint32_t) { return "song"; }), ClientId(),
+                       kPort);
+    };
+    stay_and_go(0);
+    EXPECT_EQ(files_.source_total(), 0);
+    service_.ending = true;
+    stay_and_go(3);
+    EXPECT_EQ(files_.source_total(), 3);
+    EXPECT_EQ(clients_.count(), 0);
+}
+
 TEST_F(ClientTableTest, AWalkMeetsOnceAndInOrderWhoeverStaysWhileOthersLeave) {
     std::vector<std::uint64_t> staying;
     std::vector<std::unique_ptr<ClientConnection>> clients;
