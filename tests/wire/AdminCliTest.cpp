@@ -164,8 +164,7 @@ TEST(AdminCli, WatchingShowsWhatTheServerPrintsUntilASignal) {
 
 TEST(AdminCli, AStopSucceedsOnceTheConnectionHasEnded) {
     {
-        ServerProcess server(
-            ServerProcess::Setup{.settings = kAccount, .standard_input_open = false});
+        ServerProcess server({.settings = kAccount, .input = ServerProcess::Input::at_its_end});
         EXPECT_EQ(run(admin(server, {"--stop"})), "0\n");
         EXPECT_EQ(server.stop(SIGTERM), 1);
     }

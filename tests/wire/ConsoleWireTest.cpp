@@ -110,28 +110,21 @@ TEST(Console, ASignalStopsItWhileTheOperatorIsTypingOrAQuestionWaits) {
 }
 
 TEST(Console, TheEndOfTheLinesIsNoCommandButAQuietWait) {
-    struct Row {
-        const char* typed;
-        bool input_open, input_there;
-        const char* shown;
-    };
-    const std::string question =
-        "Users: 0\t\tFiles: 0\n> Are you sure you want to exit?(y or n): \n";
-    for (const auto& [typed, open, there, shown] : {
-             // A last line without its end counts, but nobody answers it.
-             Row{"g\nq", true, true, question.c_str()},
-             Row{"", false, true, ""},
-             Row{"", false, false, ""},
-         }) {
-        ServerProcess server(
-            ServerProcess::Setup{.standard_input_open = open, .standard_input_there = there});
-        if (open) server.type(typed);
-        server.end_input();
+    using Input = ServerProcess::Input;
+    for (const Input input : {Input::open, Input::at_its_end, Input::missing}) {
+        ServerProcess server({.input = input});
+        std::string shown;
+        if (input == Input::open) {
+            // A last line without its end counts, but nobody answers it.
+            shown = "Users: 0\t\tFiles: 0\n> Are you sure you want to exit?(y or n): \n";
+            server.type("g\nq");
+            server.end_input();
+        }
         server.wait_for_output(shown);
         server.wait_until_idle();
         EXPECT_EQ(server.status(), (Status{0, 0}));
         EXPECT_EQ(server.stop(SIGTERM), 1);
-        EXPECT_EQ(session(server), shown) << typed;
+        EXPECT_EQ(session(server), shown);
     }
 }
 
@@ -144,9 +137,8 @@ protected:
     }
 
     Terminal terminal_;
-    ServerProcess server_{ServerProcess::Setup{.settings = "verbose=true\nadminName=ru",
-                                               .terminal = &terminal_,
-                                               .ready = ServerProcess::Ready::answering}};
+    ServerProcess server_{
+        ServerProcess::Setup{.settings = "verbose=true\nadminName=ru", .terminal = &terminal_}};
 };
 
 TEST_F(AtTerminal, ALineThatIsBeingTypedSurvivesMessagesOfOthers) {
@@ -226,7 +218,7 @@ TEST_F(AtTerminal, ATerminalThatIsStoppedStopsNothing) {
 
 TEST(Terminals, TheEndOfTheTerminalIsAStopInOrder) {
     Terminal terminal;
-    ServerProcess server({.terminal = &terminal, .ready = ServerProcess::Ready::answering});
+    ServerProcess server({.terminal = &terminal});
     terminal.wait_for("> ");
     terminal.type("half");
     terminal.wait_for("half");

@@ -29,8 +29,7 @@ TEST(Fault, WithoutMemoryARequestEndsItsOwnConnectionAndNobodyElses) {
 #endif
     constexpr std::uint64_t kRoom = 280U << 20U;  // of which half is there from the start
     constexpr std::size_t kRefusals = 3;
-    ServerProcess server(
-        ServerProcess::Setup{.settings = "threads=2", .limit = {{RLIMIT_AS, {kRoom, kRoom}}}});
+    ServerProcess server({.settings = "threads=2", .limit = {{RLIMIT_AS, {kRoom, kRoom}}}});
     HonestCrowd honest(server);
     std::vector<WireClient> greedy;
     for (std::uint32_t i = 0, refused = 0; refused < kRefusals; ++i) {
@@ -58,8 +57,8 @@ TEST(Fault, ASettingsFileTooLargeForTheMemoryIsNotReadAgainAndTheServerServes) {
     GTEST_SKIP() << "the sanitizers map far more than any limit";
 #endif
     constexpr std::uint64_t kRoom = 280U << 20U;
-    ServerProcess server(ServerProcess::Setup{.settings = "threads=1\nwelcome[0]=old",
-                                              .limit = {{RLIMIT_AS, {kRoom, kRoom}}}});
+    ServerProcess server(
+        {.settings = "threads=1\nwelcome[0]=old", .limit = {{RLIMIT_AS, {kRoom, kRoom}}}});
     std::filesystem::resize_file(server.folder()->path() / "vorrim.ini", kRoom);
     server.signal(SIGHUP);
     server.wait_for_output("Couldn't read everything again: out of memory\n");
@@ -72,9 +71,9 @@ TEST(Fault, ADiskThatTakesNoMoreKeepsTheOldListAndTheServerServes) {
     const std::string old_list = server_list(500);
     folder->write(kList, old_list);
     constexpr std::uint64_t kMost = 6000;  // a saved list is longer, and so is the log
-    ServerProcess server(ServerProcess::Setup{.settings = "verbose=true\nlogFile=true\nthreads=1",
-                                              .limit = {{RLIMIT_FSIZE, {kMost, kMost}}},
-                                              .folder = folder});
+    ServerProcess server({.settings = "verbose=true\nlogFile=true\nthreads=1",
+                          .limit = {{RLIMIT_FSIZE, {kMost, kMost}}},
+                          .folder = folder});
     for (int i = 0; i < 300; ++i)
         static_cast<void>(WireClient::low(server));
     server.type("sweep\nsweep\n");
@@ -89,7 +88,7 @@ TEST(Fault, ADiskThatTakesNoMoreKeepsTheOldListAndTheServerServes) {
 TEST(Fault, AFolderThatVanishesAndAListThatIsAFolder) {
     const auto folder = std::make_shared<ScratchFolder>();
     std::filesystem::create_directory(folder->path() / kList);
-    ServerProcess server(ServerProcess::Setup{.settings = "logFile=true", .folder = folder});
+    ServerProcess server({.settings = "logFile=true", .folder = folder});
     const WireClient client = WireClient::high(server);
     // The server may be at its list just now.
     for (std::error_code again; std::filesystem::exists(folder->path());)
@@ -107,7 +106,7 @@ TEST(Fault, AtEveryMomentOfASaveTheListIsTheOldOneOrTheNewOne) {
     folder->write(kList, old_list);
     // What a kill leaves beside the file is neither read nor in the way.
     folder->write(kBeside, old_list.substr(0, 1000));
-    const ServerProcess server(ServerProcess::Setup{.settings = "threads=1", .folder = folder});
+    const ServerProcess server({.settings = "threads=1", .folder = folder});
     wait_until("the first save", [&] { return folder->read(kList) != old_list; });
     EXPECT_FALSE(folder->has(kBeside));
     const std::string new_list = folder->read(kList);
@@ -178,8 +177,8 @@ TEST(Endurance, WithoutDescriptorsNobodyIsLostAndTheNextWait) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizers need descriptors of their own for their checks";
 #endif
-    const ServerProcess server(ServerProcess::Setup{.settings = "verbose=true\nthreads=2",
-                                                    .limit = {{RLIMIT_NOFILE, {80, 80}}}});
+    const ServerProcess server(
+        {.settings = "verbose=true\nthreads=2", .limit = {{RLIMIT_NOFILE, {80, 80}}}});
     const std::string output = server.output();
     EXPECT_NE(output.find(" 80 "), std::string::npos) << output;
     EXPECT_NE(output.find("maxClients 600"), std::string::npos) << output;

@@ -43,8 +43,8 @@ TEST(Startup, SaysWhereItIsWhatItIsAndWhoItIsAndNoMore) {
 TEST(Startup, WithoutSettingsItUsesTheDefaults) {
     const auto test = [] {
         if (!enter_private_network()) return false;
-        ServerProcess server(ServerProcess::Setup{
-            .with_ini = false, .ports = std::make_shared<PortBlock>(std::uint16_t{4661})});
+        ServerProcess server(
+            {.with_ini = false, .ports = std::make_shared<PortBlock>(std::uint16_t{4661})});
         EXPECT_EQ(server.output(), current_folder(server) +
                                        "Couldn't open vorrim.ini (using defaults) \n\n" + kWelcome +
                                        "Using IP: 0.0.0.0\n\n" + kPrompt);
@@ -68,8 +68,8 @@ TEST(Startup, TheLogHoldsWhatTheConsoleShowsAndKeepsEarlierRuns) {
     folder->write("log", "an older line\n");
     std::string log;
     {
-        const ServerProcess server(ServerProcess::Setup{
-            .settings = "logFile=true\nverbose=true\nfilter[0]=()", .folder = folder});
+        const ServerProcess server(
+            {.settings = "logFile=true\nverbose=true\nfilter[0]=()", .folder = folder});
         const WireClient client = WireClient::low(server);
         EXPECT_TRUE(client.answers(hex("17")).empty());
         server.wait_for_output("Unknown msg from Connection: 23\n");
@@ -85,9 +85,9 @@ TEST(Startup, TheLogHoldsWhatTheConsoleShowsAndKeepsEarlierRuns) {
     }
     EXPECT_TRUE(log.starts_with("an older line\n"));
     log = folder->read("log");
-    ServerProcess server(ServerProcess::Setup{.settings = "logFile=true\nconsole=false",
-                                              .ready = ServerProcess::Ready::answering,
-                                              .folder = folder});
+    ServerProcess server({.settings = "logFile=true\nconsole=false",
+                          .ready = ServerProcess::Ready::answering,
+                          .folder = folder});
     server.type("q\ny\n");  // nobody reads it
     EXPECT_EQ(server.status(), (Status{0, 0}));
     EXPECT_EQ(server.stop(SIGTERM), 1);
@@ -128,7 +128,7 @@ TEST(Shutdown, ClosesEveryConnectionLeavesWith1AndThePortsServeAgainAtOnce) {
     half.send_raw(hex("E3 01"));
     EXPECT_EQ(first->stop(SIGTERM), 1);  // the connections are still in the system's hands
     first.reset();
-    const ServerProcess second(ServerProcess::Setup{.ports = ports});
+    const ServerProcess second({.ports = ports});
     EXPECT_EQ(WireClient::low(second).id(), 1U);
     low.expect_closed();
     half.expect_closed();
@@ -143,8 +143,8 @@ TEST(Doors, ATakenPortIsReportedAndTheOthersServe) {
         holder.bind(kAnyAddress, clients ? ports->client() : ports->udp());
         if (clients) holder.listen(1);
         using Ready = ServerProcess::Ready;
-        const ServerProcess server(ServerProcess::Setup{
-            .ready = clients ? Ready::answering : Ready::accepting, .ports = ports});
+        const ServerProcess server(
+            {.ready = clients ? Ready::answering : Ready::accepting, .ports = ports});
         server.wait_for_output(clients ? "Can't Listen for connections. Please adjust your proxy "
                                          "settings in the options tab.\n"
                                        : "ERROR: couldn't create UDPDoor\n");
@@ -157,8 +157,7 @@ TEST(Doors, ATakenPortIsReportedAndTheOthersServe) {
 
 TEST(Threads, NoneServeNobody) {
     for (const char* none : {"threads=0", "threads=-3", "threads="}) {
-        const ServerProcess server(
-            ServerProcess::Setup{.settings = none, .ready = ServerProcess::Ready::accepting});
+        const ServerProcess server({.settings = none, .ready = ServerProcess::Ready::accepting});
         const WireClient client(server);  // the system accepts, nobody takes it over
         client.send(find_user(kNobody));
         EXPECT_FALSE(Datagram(server).answers(std::chrono::milliseconds(300))) << none;

@@ -64,7 +64,8 @@ ServerProcess::ServerProcess(const Setup& setup)
             return setup.ready == Ready::accepting ? connects(kLocalhost, ports_->client())
                                                    : probe.answers();
         });
-        if (setup.ready == Ready::prompting) wait_for_output("(type '?' for help)\n\n> ");
+        if (setup.ready == Ready::prompting && setup.terminal == nullptr)
+            wait_for_output("(type '?' for help)\n\n> ");
     } catch (const WireFailure& failure) {
         throw WireFailure(failure.what() + ("\nThe server said:\n" + tail(output() + errors())));
     }
@@ -81,11 +82,11 @@ void ServerProcess::start_server(const Setup& setup) {
                if (::chdir(folder_->path().c_str()) != 0) ::_exit(126);
                if (setup.limit && ::setrlimit(setup.limit->first, &setup.limit->second) != 0)
                    ::_exit(126);
-               if (!setup.standard_input_there) ::close(0);
-               if (setup.terminal == nullptr && setup.standard_input_open)
+               if (setup.input == Input::missing) ::close(0);
+               if (setup.terminal == nullptr && setup.input == Input::open)
                    ::dup2(reading.descriptor(), 0);
            }});
-    if (setup.standard_input_open) standard_input_ = std::move(writing);
+    if (setup.input == Input::open) standard_input_ = std::move(writing);
 }
 
 ServerProcess::~ServerProcess() {

@@ -46,9 +46,10 @@ struct Status {
 
 class ServerProcess final : public Program {
 public:
+    enum class Input { open, at_its_end, missing };  // standard input
     enum class Ready {
         prompting,  // the console waits for its first command: nothing comes of itself any more
-        answering,  // a status datagram is answered; for a console that is off or at a terminal
+        answering,  // a status datagram is answered; for a console that is off
         accepting,  // a TCP connection is made
         at_once     // nothing is waited for
     };
@@ -58,9 +59,8 @@ public:
         // counts.
         std::string settings{};
         bool with_ini = true;
-        bool standard_input_open = true;   // false: it ends at once
-        bool standard_input_there = true;  // false: there is no such descriptor
-        Terminal* terminal = nullptr;      // instead of standard input, output and error
+        Input input = Input::open;
+        Terminal* terminal = nullptr;  // instead of standard input, output and error
         // What it may use of something, now and at the most.
         std::optional<std::pair<__rlimit_resource_t, rlimit>> limit{};
         Ready ready = Ready::prompting;
