@@ -74,14 +74,13 @@ TEST_F(ServerOutputTest, TextsOfManyThreadsStayWhole) {
     settings_.logFile = true;
     constexpr int kThreads = 4;
     constexpr int kTexts = 50;
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int i = 0; i < kThreads; ++i)
         threads.emplace_back([&output, line = std::string(100, static_cast<char>('a' + i))] {
             for (int n = 0; n < kTexts; ++n)
                 output.printLine("%s", line.c_str());
         });
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();  // waits for them
     for (const std::string& text : {shown(), logged(output)}) {
         ASSERT_EQ(text.size(), 101U * kThreads * kTexts);
         for (std::size_t at = 0; at < text.size(); at += 101)

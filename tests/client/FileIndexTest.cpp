@@ -123,7 +123,7 @@ TEST(FileIndexThreads, PublishSearchAskAndLeaveTogether) {
     };
     std::atomic<int> publishing = kPublishers;
     std::atomic<std::uint64_t> answers = 0;
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int publisher = 0; publisher < kPublishers; ++publisher)
         threads.emplace_back([&, publisher] {
             Chance chance = chance_of(publisher);
@@ -157,8 +157,7 @@ TEST(FileIndexThreads, PublishSearchAskAndLeaveTogether) {
                 (void)index.source_total();
             }
         });
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();  // waits for them
     // A client that left while another thread published for it has sources again.
     index.remove_client(ClientId(0));
     index.remove_client(ClientId(0xFF000000));
