@@ -39,6 +39,13 @@ void log_message_box(std::string_view caption, std::string_view text) {
         output->log({line.data(), std::min(static_cast<std::size_t>(length), line.size() - 1)});
 }
 
+std::vector<Filter> as_filters(std::vector<Search> expressions) {
+    std::vector<Filter> filters;
+    for (Search& expression : expressions)
+        filters.emplace_back(std::move(expression));
+    return filters;
+}
+
 void start_thread(kx_thread& thread) {
     thread.start();
     if (thread.state() != kx_thread::State::running) kx_error("the system refuses another thread");
@@ -136,11 +143,8 @@ void Server::read_settings_again() {
         return;
     }
     const std::size_t lines = read->welcome.size();
-    std::vector<Filter> filters;
-    for (Search& filter : read->filters)
-        filters.emplace_back(std::move(filter));
-    const std::size_t count = filters.size();
-    files_->replace_filters(std::move(filters));
+    const std::size_t count = read->filters.size();
+    files_->replace_filters(as_filters(std::move(read->filters)));
     settings_.welcome.replace(std::move(read->welcome));
     current_output().printLine("Settings read again: %zu welcome lines, %zu filters", lines, count);
 }
@@ -151,8 +155,7 @@ void Server::make_service(LoadedSettings loaded) {
     } else {
         files_ = std::make_unique<FileIndex>();
     }
-    for (Search& filter : loaded.filters)
-        files_->add_filter(Filter(std::move(filter)));
+    files_->replace_filters(as_filters(std::move(loaded.filters)));
     files_->init(settings_.tableSize);
     for (const std::string& room : loaded.rooms)
         rooms_.add(room);

@@ -24,13 +24,6 @@ void FileIndex::init(std::int32_t bucket_count) {
     table_.set_buckets(static_cast<std::uint32_t>(std::max(bucket_count, 1)));
 }
 
-void FileIndex::add_filter(Filter filter) {
-    const kx_guard hold(filter_lock_);
-    Filters more = *filters_;
-    more.push_back(std::make_shared<const Filter>(std::move(filter)));
-    filters_ = std::make_shared<const Filters>(std::move(more));
-}
-
 void FileIndex::replace_filters(std::vector<Filter> filters) {
     auto next = std::make_shared<Filters>();
     for (Filter& filter : filters)

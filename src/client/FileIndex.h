@@ -53,12 +53,12 @@ public:
     FileIndex& operator=(const FileIndex&) = delete;
 
     // Sets the number of buckets; below 1 counts as 1. Costs nothing per bucket. Call once, before
-    // anything is published and before other threads know the index.
+    // anything is published and before other threads know the index. Virtual for an index with a
+    // table of its own to size.
     virtual void init(std::int32_t bucket_count);
 
     // A record that matches any filter is refused at publication. Filters are asked in their order;
     // what is published already stays. Any thread.
-    void add_filter(Filter filter);
     void replace_filters(std::vector<Filter> filters);
 
     // Publishes a client's files: each record is stamped with the owner and enters the index, or

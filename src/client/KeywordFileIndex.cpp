@@ -12,10 +12,6 @@ namespace vorrim {
 
 KeywordFileIndex::KeywordFileIndex(IndexTuning tuning) : FileIndex(tuning) {}
 
-void KeywordFileIndex::init(std::int32_t bucket_count) {
-    FileIndex::init(bucket_count);
-}
-
 std::uint32_t KeywordFileIndex::keyword_total() const {
     const kx_read_guard guard(lock_);
     return static_cast<std::uint32_t>(keywords_.size());

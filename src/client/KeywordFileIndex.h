@@ -14,8 +14,6 @@ class KeywordFileIndex final : public FileIndex {
 public:
     explicit KeywordFileIndex(IndexTuning tuning = {});
 
-    void init(std::int32_t bucket_count) override;
-
     // Number of words that list at least one file. Any thread.
     [[nodiscard]] std::uint32_t keyword_total() const;
 

@@ -88,10 +88,14 @@ private:
     };
 
     void add_filter(const ModelNode& filter) {
-        Search search;
-        read_into(search, filter);
-        index_->add_filter(Filter(std::move(search)));
         model_.filters.push_back(filter);
+        std::vector<Filter> filters;
+        for (const ModelNode& expression : model_.filters) {
+            Search search;
+            read_into(search, expression);
+            filters.emplace_back(std::move(search));
+        }
+        index_->replace_filters(std::move(filters));
     }
 
     void publish() {
