@@ -9,7 +9,6 @@
 
 #include "app/ServerDirectory.h"
 #include "app/ServerSettings.h"
-#include "base/Clock.h"
 #include "base/Random.h"
 #include "client/ClientConnection.h"
 #include "client/ClientService.h"
@@ -19,6 +18,7 @@
 #include "net/Limits.h"
 #include "net/PoolShare.h"
 #include "net/socketPool.h"
+#include "tests/base/ManualClock.h"
 #include "tests/net/MemoryNet.h"
 
 namespace vorrim::fuzz {

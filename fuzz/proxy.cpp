@@ -6,6 +6,7 @@
 #include "base/proxy/kx_proxy_negotiation.h"
 #include "base/proxy/kx_proxy_replies.h"
 #include "fuzz/Input.h"
+#include "tests/base/ManualClock.h"
 
 namespace {
 

@@ -3,11 +3,9 @@
 // Whoever needs time takes a `const Clock&`, so that a test can hand it a clock that it moves
 // itself.
 //
-// Threads: every clock here may be asked, and the manual one moved, from any thread.
+// Threads: a clock may be asked from any thread.
 
-#include <atomic>
 #include <chrono>
-#include <cstdint>
 
 namespace vorrim {
 
@@ -34,18 +32,5 @@ public:
 
 // The one system clock of the process.
 [[nodiscard]] SystemClock& system_clock() noexcept;
-
-// Stands still until it is moved. Both times start an hour after their epochs, so that a test may
-// subtract from them.
-class ManualClock final : public Clock {
-public:
-    [[nodiscard]] std::chrono::steady_clock::time_point now() const noexcept override;
-    [[nodiscard]] std::chrono::system_clock::time_point wall_now() const noexcept override;
-
-    void advance(std::chrono::nanoseconds step) noexcept;
-
-private:
-    std::atomic<std::int64_t> nanoseconds_{std::chrono::nanoseconds(std::chrono::hours(1)).count()};
-};
 
 }  // namespace vorrim

@@ -210,14 +210,6 @@ void FrozenRecord::make_availability() {
     *this = std::move(next);
 }
 
-FrozenRecord FrozenRecord::clone() const {
-    if (empty()) return {};
-    FrozenRecord copy(block_->length);
-    put(copy.data(), bytes());
-    copy.block_->availability = block_->availability;
-    return copy;
-}
-
 std::optional<std::vector<FrozenRecord>> read_frozen_list(kx_memory_file& from) {
     PageHeap::prepare();
     std::vector<FrozenRecord> records;

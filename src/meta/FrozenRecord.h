@@ -7,8 +7,8 @@
 // What the index keeps of a file and the client table of a client. A reply copies the bytes as they
 // are; identifier, port and availability are patched in place.
 //
-// Ownership   One pointer, moved and never copied unasked (clone). Empty when nothing was read or
-//             after a move: then only the empty test, assignment and destruction are allowed.
+// Ownership   One pointer, moved and never copied. Empty when nothing was read or after a move:
+//             then only the empty test, assignment and destruction are allowed.
 // Threads     None inside: readers may share a record that nobody patches.
 // Limits      A record is no longer than the bytes that it was read from.
 
@@ -91,8 +91,6 @@ public:
         if (block_->availability == 0) make_availability();
         store_32(data() + block_->availability, sources);
     }
-
-    [[nodiscard]] FrozenRecord clone() const;
 
 private:
     using Block = RecordPlace::Block;

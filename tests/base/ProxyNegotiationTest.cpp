@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "base/Clock.h"
 #include "base/proxy/kx_proxy_negotiation.h"
+#include "tests/base/ManualClock.h"
 
 namespace vorrim {
 namespace {

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "base/Clock.h"
 #include "net/LoginThrottle.h"
+#include "tests/base/ManualClock.h"
 #include "tests/base/RecordingOutput.h"
 
 namespace vorrim {

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "base/Clock.h"
 #include "net/Connection.h"
 #include "net/PoolShare.h"
 #include "net/socketPool.h"
+#include "tests/base/ManualClock.h"
 #include "tests/net/MemoryNet.h"
 
 namespace vorrim {
