@@ -22,12 +22,6 @@ std::string quoted(std::string_view text) {
     return '"' + std::string(text) + '"';
 }
 
-std::string_view trimmed(std::string_view text) {
-    const std::size_t begin = text.find_first_not_of(kBlanks);
-    if (begin == std::string_view::npos) return {};
-    return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
-}
-
 bool is_remark(std::string_view line) {
     return line.starts_with(';') || line.starts_with('#');
 }
@@ -41,7 +35,7 @@ const SettingKey* find_key(std::string_view name) {
 // The key that somebody who wrote `name` may have had in mind.
 const SettingKey* find_similar(std::string_view name) {
     for (const SettingKey& key : kSettingKeys)
-        if (kx_stricmp(key.name, trimmed(name)) == 0) return &key;
+        if (kx_stricmp(key.name, trimmed(name, kBlanks)) == 0) return &key;
     return nullptr;
 }
 
@@ -58,7 +52,7 @@ std::optional<std::int32_t> index_of(std::string_view name, std::string_view& ro
 
 // A number as people write it, with nothing behind it.
 std::optional<long long> number_of(std::string_view text) {
-    text = trimmed(text);
+    text = trimmed(text, kBlanks);
     if (text.starts_with('+')) text.remove_prefix(1);
     long long number = 0;
     const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -68,7 +62,7 @@ std::optional<long long> number_of(std::string_view text) {
 
 bool is_address(std::string_view text) {
     int parts = 1;
-    std::string_view rest = trimmed(text);
+    std::string_view rest = trimmed(text, kBlanks);
     for (;; ++parts) {
         const std::size_t dot = rest.find('.');
         const auto number = number_of(rest.substr(0, dot));
@@ -112,7 +106,7 @@ private:
     void check_header(std::string_view text) {
         const bool marked = text.starts_with(kByteOrderMark);
         if (marked) text.remove_prefix(kByteOrderMark.size());
-        const bool meant = kx_stricmp(trimmed(text), std::string_view(header())) == 0;
+        const bool meant = kx_stricmp(trimmed(text, kBlanks), std::string_view(header())) == 0;
         if (marked && meant) {
             add("a byte order mark before " + quoted(header()) + ": the section is not found");
         } else if (meant && text != header()) {

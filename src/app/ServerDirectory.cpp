@@ -3,7 +3,6 @@
 #include <utility>
 #include <vector>
 
-#include "app/SettingKeys.h"
 #include "base/Output.h"
 #include "base/file/primitives.h"
 #include "meta/Opcodes.h"

@@ -8,6 +8,7 @@
 #include "app/SettingKeys.h"
 #include "base/file/primitives.h"
 #include "meta/ClientId.h"
+#include "meta/Opcodes.h"
 
 namespace vorrim {
 

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "app/ServerSettings.h"
+#include "meta/Opcodes.h"
 
 namespace vorrim {
 
@@ -34,7 +35,6 @@ struct SettingKey {
     }
 };
 
-inline constexpr std::int32_t kDatagramPortOffset = 4;
 inline constexpr std::int32_t kHighestPort = 65535;
 inline constexpr std::int32_t kHighestRate = 65535;  // of the requests a minute
 // Workers beyond this only cost; the server makes no more.

@@ -1,10 +1,10 @@
 #include "meta/FileHash.h"
 
+#include "base/string/strings.h"
+
 namespace vorrim {
 
 namespace {
-
-constexpr std::string_view kDigits = "0123456789abcdef";
 
 std::optional<unsigned> digit_value(char digit) noexcept {
     if (digit >= '0' && digit <= '9') return static_cast<unsigned>(digit - '0');
@@ -20,8 +20,8 @@ std::string hashToHex(const FileHash& hash) {
     text.reserve(2 * kHashSize);
     for (const std::byte byte : hash.bytes) {
         const auto value = std::to_integer<std::size_t>(byte);
-        text += kDigits[value >> 4];
-        text += kDigits[value & 0xFU];
+        text += kHexadecimalDigits[value >> 4];
+        text += kHexadecimalDigits[value & 0xFU];
     }
     return text;
 }

@@ -18,6 +18,9 @@ namespace vorrim {
 inline constexpr std::uint8_t kPacketMarker = 0xE3;
 inline constexpr std::uint8_t kDatagramMarker = 0xE3;
 
+// Datagrams go to the port so far above the one that clients connect to.
+inline constexpr std::uint16_t kDatagramPortOffset = 4;
+
 // Most entries that a message lists with a one-byte count (sources, servers).
 inline constexpr std::uint8_t kMaxEntriesInList = 230;
 // Such an entry: address or identifier, and port.

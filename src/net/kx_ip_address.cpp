@@ -5,14 +5,17 @@
 #include <bit>
 
 #include "base/file/primitives.h"
+#include "meta/ClientId.h"
 
 namespace vorrim {
 
 namespace {
 
 // The stored bytes are in network order, which is the order of the dotted text.
-std::array<std::uint8_t, 4> stored_bytes(const sockaddr_in& endpoint) noexcept {
-    return std::bit_cast<std::array<std::uint8_t, 4>>(endpoint.sin_addr.s_addr);
+using Stored = std::array<std::byte, 4>;
+
+Stored stored_bytes(const sockaddr_in& endpoint) noexcept {
+    return std::bit_cast<Stored>(endpoint.sin_addr.s_addr);
 }
 
 }  // namespace
@@ -20,9 +23,8 @@ std::array<std::uint8_t, 4> stored_bytes(const sockaddr_in& endpoint) noexcept {
 kx_ip_address::kx_ip_address() noexcept : kx_ip_address(0, 0) {}
 
 kx_ip_address::kx_ip_address(std::uint32_t value, std::uint16_t port) noexcept {
-    const std::array<std::uint8_t, 4> bytes{
-        static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8U),
-        static_cast<std::uint8_t>(value >> 16U), static_cast<std::uint8_t>(value >> 24U)};
+    Stored bytes;
+    store_32(bytes.data(), value);
     endpoint_.sin_family = AF_INET;
     endpoint_.sin_port = htons(port);
     endpoint_.sin_addr.s_addr = std::bit_cast<std::uint32_t>(bytes);
@@ -58,20 +60,11 @@ void kx_ip_address::write_raw(kx_file& out) const {
 }
 
 std::uint32_t kx_ip_address::value() const noexcept {
-    const auto bytes = stored_bytes(endpoint_);
-    return static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8U |
-           static_cast<std::uint32_t>(bytes[2]) << 16U |
-           static_cast<std::uint32_t>(bytes[3]) << 24U;
+    return load_32(stored_bytes(endpoint_).data());
 }
 
 std::string kx_ip_address::text() const {
-    const auto bytes = stored_bytes(endpoint_);
-    std::string dotted;
-    for (const std::uint8_t byte : bytes) {
-        if (!dotted.empty()) dotted += '.';
-        dotted += std::to_string(byte);
-    }
-    return dotted;
+    return ipToText(value());
 }
 
 }  // namespace vorrim

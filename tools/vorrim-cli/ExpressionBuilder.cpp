@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "ExpressionParser.h"
+#include "meta/words.h"
 #include "search/SearchNode.h"
 
 namespace vorrim::cli {
@@ -84,11 +85,9 @@ Node node_for(const ExpressionTerm& term) {
 }  // namespace
 
 std::string_view first_whole_word(std::string_view text) {
-    constexpr std::string_view kSeparators = " ,_-.(){}[]!?<>:\\/\t\n";
-    constexpr std::size_t kLongestWord = 255;
-    const std::size_t begin = text.find_first_not_of(kSeparators);
+    const std::size_t begin = text.find_first_not_of(kWordSeparators);
     if (begin == std::string_view::npos) return {};
-    const std::size_t end = std::min(text.find_first_of(kSeparators, begin), text.size());
+    const std::size_t end = std::min(text.find_first_of(kWordSeparators, begin), text.size());
     return text.substr(begin, std::min(end - begin, kLongestWord));
 }
 

@@ -12,6 +12,7 @@
 #include "ExpressionLexer.h"
 #include "Failure.h"
 #include "Text.h"
+#include "base/string/strings.h"
 #include "meta/TagNames.h"
 
 namespace vorrim::cli {
@@ -58,11 +59,7 @@ constexpr std::array kSigns = std::to_array<Sign>({
 });
 
 std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && (text.front() == ' ' || text.front() == '\t'))
-        text.remove_prefix(1);
-    while (!text.empty() && (text.back() == ' ' || text.back() == '\t'))
-        text.remove_suffix(1);
-    return text;
+    return vorrim::trimmed(text, " \t");
 }
 
 std::string quoted(std::string_view text) {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "meta/Opcodes.h"
 #include "net/kx_net.h"
 
 namespace vorrim::cli {
@@ -19,8 +20,6 @@ struct Server {
     [[nodiscard]] Server datagram_door() const {
         return {host, static_cast<std::uint16_t>(port + kDatagramPortOffset)};
     }
-
-    static constexpr std::uint16_t kDatagramPortOffset = 4;
 };
 
 // A socket that is connected to the server and does not block; raises Failure with the reason when

@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "base/file/primitives.h"
+#include "meta/FileHash.h"
 #include "meta/Opcodes.h"
 
 namespace vorrim::load {
@@ -13,7 +15,6 @@ namespace {
 
 // Of a question for a file with five sources, header and all.
 constexpr std::size_t kEchoAnswer = 53;
-constexpr std::uint16_t kVorrimDatagrams = 4;
 
 Bytes bytes_of(std::string_view text) {
     const auto raw = std::as_bytes(std::span(text));
@@ -24,28 +25,15 @@ std::string_view text_of(std::span<const std::byte> bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-std::string hexadecimal(std::span<const std::byte> bytes) {
-    static constexpr std::string_view kDigits = "0123456789abcdef";
-    std::string text;
-    for (const std::byte byte : bytes) {
-        text += kDigits[std::to_integer<std::size_t>(byte) >> 4U];
-        text += kDigits[std::to_integer<std::size_t>(byte) & 15U];
-    }
-    return text;
-}
-
 // Sixteen letters, as long as a hash.
 std::string key_of(std::uint64_t seed, std::uint64_t file) {
-    const Hash hash = hash_of(seed, file);
-    return hexadecimal(std::span(hash).first<8>());
+    return hashToHex({hash_of(seed, file)}).substr(0, kHashSize);
 }
 
 Frame cut_vorrim(std::span<const std::byte> received) {
     constexpr std::size_t kHeader = 5;
     if (received.size() < kHeader) return {};
-    std::size_t length = 0;
-    for (std::size_t i = 4; i >= 1; --i)
-        length = length << 8U | std::to_integer<std::size_t>(received[i]);
+    const std::size_t length = load_32(received.data() + 1);
     if (received.size() < kHeader + length) return {};
     return {kHeader + length, std::to_integer<std::uint8_t>(received[kHeader]),
             received.subspan(kHeader + 1, length - 1)};
@@ -171,7 +159,7 @@ Bytes announce_datagram(std::uint64_t seed, std::uint64_t file, std::uint64_t ti
 
 constexpr std::array kDialects{
     Dialect{"vorrim", cut_vorrim, vorrim_fetch, to_byte(Opcode::OP_FOUND_SOURCES), nullptr,
-            vorrim_datagram, kVorrimDatagrams},
+            vorrim_datagram, kDatagramPortOffset},
     Dialect{"echo", cut_echo, vorrim_fetch, kAnyAnswer, nullptr, vorrim_datagram, 0},
     Dialect{"memcached", cut_memcached, memcached_fetch, kAnyAnswer, memcached_store,
             memcached_datagram, 0},
@@ -190,9 +178,7 @@ const Dialect& dialect_of(const std::string& name) {
 }
 
 std::string tracker_hash(std::uint64_t seed, std::uint64_t file) {
-    Bytes hash;
-    append_info_hash(hash, seed, file);
-    return hexadecimal(hash);
+    return hashToHex({hash_of(seed, file)}) + "00000000";  // as long as append_info_hash makes it
 }
 
 Bytes tracker_connect() {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -62,6 +63,12 @@ void put_files(Swarm& swarm, std::size_t index, const Options& options, std::uin
                      kAnyAnswer, some);
         }
     }
+}
+
+std::uint64_t indexed_files(const Options& options) {
+    const std::optional<Population> population = population_of(options);
+    if (!population) throw std::runtime_error("the server does not tell how many files it has");
+    return population->files;
 }
 
 // Until nothing is in the index but what is held.

@@ -2,6 +2,7 @@
 // What the load generator does to the server: one scenario a run.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -71,7 +72,11 @@ Result run_soak(const Options& options);
 Result run_udp_sources(const Options& options);
 Result run_udp_status(const Options& options);
 
-// The files that a Vorrim server says it has, counted once per source; asked by datagram.
-[[nodiscard]] std::uint64_t indexed_files(const Options& options);
+// What a Vorrim server says when it is asked by datagram; nothing when no answer comes.
+struct Population {
+    std::uint32_t users = 0;
+    std::uint32_t files = 0;  // counted once per source
+};
+[[nodiscard]] std::optional<Population> population_of(const Options& options);
 
 }  // namespace vorrim::load

@@ -9,13 +9,10 @@
 // be as empty as it was.
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstdio>
 #include <memory>
 #include <netinet/in.h>
-#include <optional>
-#include <poll.h>
 #include <span>
 #include <stdexcept>
 #include <sys/socket.h>
@@ -34,7 +31,6 @@ namespace vorrim::load {
 namespace {
 
 constexpr std::uint16_t kClosedPort = 1;
-constexpr std::uint16_t kDatagramOffset = 4;
 constexpr std::uint16_t kFirstRoom = 2;
 constexpr std::uint64_t kRooms = 50;  // a room that the server does not have is not joined
 constexpr std::uint64_t kMostFiles = 60;
@@ -74,38 +70,6 @@ private:
     int handle_;
     std::uint16_t port_ = 0;
 };
-
-struct Population {
-    std::uint32_t users = 0;
-    std::uint32_t files = 0;
-};
-
-// Asks for the status by datagram; nothing when no answer comes within a second.
-std::optional<Population> population_of(const Options& options) {
-    const int handle = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_in far{};
-    far.sin_family = AF_INET;
-    far.sin_addr.s_addr = target_of(options).address;
-    far.sin_port = htons(static_cast<std::uint16_t>(options.port + kDatagramOffset));
-    const Bytes request = datagram_status(1);
-    std::array<std::byte, 64> answer{};
-    ssize_t got = -1;
-    if (::connect(handle, reinterpret_cast<const sockaddr*>(&far), sizeof far) == 0 &&
-        ::send(handle, request.data(), request.size(), 0) > 0) {
-        pollfd waiting{handle, POLLIN, 0};
-        if (::poll(&waiting, 1, 1000) == 1) got = ::recv(handle, answer.data(), answer.size(), 0);
-    }
-    ::close(handle);
-    constexpr std::size_t kUsersAt = 6;  // behind marker, opcode and challenge
-    if (got < static_cast<ssize_t>(kUsersAt + 8)) return std::nullopt;
-    const auto number = [&](std::size_t at) {
-        std::uint32_t value = 0;
-        for (std::size_t i = 4; i-- > 0;)
-            value = value << 8U | std::to_integer<std::uint32_t>(answer[at + i]);
-        return value;
-    };
-    return Population{number(kUsersAt), number(kUsersAt + 4)};
-}
 
 struct Closing {
     void operator()(std::FILE* file) const noexcept { std::fclose(file); }

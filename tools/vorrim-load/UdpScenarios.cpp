@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <netinet/in.h>
+#include <optional>
 #include <poll.h>
 #include <stdexcept>
 #include <sys/epoll.h>
@@ -17,6 +18,7 @@
 #include "Requests.h"
 #include "Scenario.h"
 #include "Swarm.h"
+#include "base/file/primitives.h"
 
 namespace vorrim::load {
 
@@ -58,8 +60,8 @@ public:
 
     [[nodiscard]] int handle() const noexcept { return handle_; }
 
-    // One question and its answer; asks again when nothing comes.
-    [[nodiscard]] Bytes exchange(const Bytes& request) const {
+    // One question and its answer; asks again when nothing comes, and gives up in the end.
+    [[nodiscard]] std::optional<Bytes> ask(const Bytes& request) const {
         for (int i = 0; i < kAttempts; ++i) {
             ::send(handle_, request.data(), request.size(), 0);
             pollfd watched{handle_, POLLIN, 0};
@@ -70,7 +72,13 @@ public:
             answer.resize(static_cast<std::size_t>(got));
             return answer;
         }
-        throw std::runtime_error("no answer by datagram");
+        return std::nullopt;
+    }
+    // The same where nothing can be done without an answer.
+    [[nodiscard]] Bytes exchange(const Bytes& request) const {
+        std::optional<Bytes> answer = ask(request);
+        if (!answer) throw std::runtime_error("no answer by datagram");
+        return *std::move(answer);
     }
 
 private:
@@ -179,15 +187,12 @@ std::uint64_t fill_tracker(const Options& options) {
 
 }  // namespace
 
-std::uint64_t indexed_files(const Options& options) {
-    constexpr std::size_t kFilesAt = 2 + 4 + 4;  // behind the codes, the challenge and the users
-    const DatagramSocket socket(options);
-    const Bytes answer = socket.exchange(datagram_status(0));
-    if (answer.size() < kFilesAt + 4) throw std::runtime_error("a status without its files");
-    std::uint64_t files = 0;
-    for (std::size_t i = 4; i-- > 0;)
-        files = files << 8U | std::to_integer<std::uint64_t>(answer[kFilesAt + i]);
-    return files;
+std::optional<Population> population_of(const Options& options) {
+    constexpr std::size_t kUsersAt = 2 + 4;  // behind the codes and the challenge
+    constexpr std::size_t kFilesAt = kUsersAt + 4;
+    const std::optional<Bytes> answer = DatagramSocket(options).ask(datagram_status(0));
+    if (!answer || answer->size() < kFilesAt + 4) return std::nullopt;
+    return Population{load_32(answer->data() + kUsersAt), load_32(answer->data() + kFilesAt)};
 }
 
 Result run_tracker_list(const Options& options) {

@@ -4,13 +4,13 @@
 
 #include "base/file/kx_memory_file.h"
 #include "base/file/primitives.h"
+#include "base/string/strings.h"
 
 namespace vorrim {
 
 namespace {
 
 constexpr std::uint32_t kFormatGrowth = 512;
-constexpr std::string_view kDigits = "0123456789abcdef";
 
 void write_text(kx_file& out, std::string_view text) {
     out.write(text.data(), static_cast<std::uint32_t>(text.size()));
@@ -21,7 +21,7 @@ void write_number(kx_file& out, bool negative, std::uint64_t value, std::uint64_
     std::array<char, 1 + 22> digits;  // a sign, and 64 bits in octal
     std::size_t at = digits.size();
     do {
-        digits[--at] = kDigits[value % base];
+        digits[--at] = kHexadecimalDigits[value % base];
         value /= base;
     } while (value != 0);
     if (negative) digits[--at] = '-';

@@ -20,6 +20,8 @@ namespace vorrim {
 // What the searches return when they find nothing.
 inline constexpr std::size_t kx_npos = std::string_view::npos;
 
+inline constexpr std::string_view kHexadecimalDigits = "0123456789abcdef";
+
 [[nodiscard]] constexpr char kx_to_lower(char c) noexcept {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
 }
@@ -48,6 +50,14 @@ void kx_strlwr(std::span<char> text) noexcept;
 // An optional '-', then decimal digits up to the first that is none; no digit is 0. A number too
 // large keeps its low 32 bits.
 [[nodiscard]] std::int32_t kx_atoi(std::string_view text) noexcept;
+
+// The text without the characters of `blanks` at both ends.
+[[nodiscard]] constexpr std::string_view trimmed(std::string_view text,
+                                                 std::string_view blanks) noexcept {
+    const std::size_t begin = text.find_first_not_of(blanks);
+    if (begin == kx_npos) return {};
+    return text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+}
 
 // Copies what fits and always terminates, unless `to` has no room at all.
 void kx_strncpy(std::span<char> to, std::string_view from) noexcept;

@@ -4,20 +4,15 @@
 #include <cstring>
 #include <new>
 
+#include "base/file/primitives.h"
+
 namespace vorrim {
 namespace {
 
-// The memory form is the wire form, which is little-endian.
+// The memory form is the wire form.
 void put_source(std::byte* at, ClientId id, std::uint16_t port) noexcept {
-    const std::uint32_t value = id.value();
-    std::memcpy(at, &value, sizeof(value));
-    std::memcpy(at + sizeof(value), &port, sizeof(port));
-}
-
-std::uint32_t identifier_at(const std::byte* at) noexcept {
-    std::uint32_t value;
-    std::memcpy(&value, at, sizeof(value));
-    return value;
+    store_32(at, id.value());
+    store_16(at + sizeof(std::uint32_t), port);
 }
 
 }  // namespace
@@ -53,7 +48,7 @@ void SourceList::remove(SourceStore& store, ClientId id, std::uint32_t count) no
     // What stays moves down over what goes.
     std::uint32_t kept = 0;
     for (std::uint32_t index = 0; index < count_; ++index) {
-        if (count > 0 && identifier_at(at(index)) == id.value()) {
+        if (count > 0 && load_32(at(index)) == id.value()) {
             --count;
         } else if (count == 0 && kept > 0) {
             std::memmove(at(kept), at(index), (count_ - index) * kSourceSize);

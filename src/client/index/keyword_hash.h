@@ -10,11 +10,10 @@
 #include <string_view>
 
 #include "meta/RecordView.h"
+#include "meta/words.h"
 
 namespace vorrim {
 
-inline constexpr std::string_view kWordSeparators = " ,_-.(){}[]!?<>:\\/\t\n";
-inline constexpr std::size_t kLongestWord = 255;    // a longer run goes on as the next word
 inline constexpr std::size_t kWordsOfARecord = 10;  // distinct hashes listed per entry
 
 [[nodiscard]] std::uint32_t keyword_hash(std::string_view text) noexcept;
