@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <sys/random.h>
 
+#include "base/golden_ratio.h"
 #include "base/kx_err.h"
 
 namespace vorrim {
@@ -11,7 +12,7 @@ namespace vorrim {
 Random::Random(std::uint64_t seed) noexcept {
     // SplitMix64: spreads any seed, zero included, over a state that is never all zero.
     for (std::uint64_t& word : state_) {
-        seed += 0x9E3779B97F4A7C15U;
+        seed += kGoldenRatio;
         std::uint64_t mixed = seed;
         mixed = (mixed ^ (mixed >> 30U)) * 0xBF58476D1CE4E5B9U;
         mixed = (mixed ^ (mixed >> 27U)) * 0x94D049BB133111EBU;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "base/Rollback.h"
+#include "base/Finally.h"
 #include "base/file/primitives.h"
 #include "base/memory/PageHeap.h"
 #include "client/index/MatchCollector.h"
@@ -91,7 +91,7 @@ void FileIndex::enter(std::span<Prepared> slice, ClientId owner, std::uint16_t p
     OwnerIndex& owners = table_.owners();
     owners.make_room(owner, slice.size());
     // Whatever has entered by the time that memory runs out has its owner.
-    const Rollback note([&] {
+    const Finally note([&] {
         owners.add(owner, handles);
         source_total_.fetch_add(static_cast<std::int32_t>(handles.size()),
                                 std::memory_order_relaxed);

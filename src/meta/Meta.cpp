@@ -20,7 +20,7 @@ constexpr std::uint32_t kTagCountSize = 4;
 constexpr std::size_t kPrintedValue = 255;
 constexpr std::string_view kMissing = "(null)";
 
-std::string printable(TagText text) {
+std::string shown_or_null(TagText text) {
     return std::string(text.value_or(kMissing));
 }
 
@@ -185,8 +185,8 @@ void Meta::print() const {
     Output& output = current_output();
     output.printLine("ID: %u Port: %d", id_, int{port_});
     for (const auto& tag : tags_) {
-        const std::string name = printable(tag->getName());
-        const std::string value = printable(tag->valueText(kPrintedValue));
+        const std::string name = shown_or_null(tag->getName());
+        const std::string value = shown_or_null(tag->valueText(kPrintedValue));
         output.printLine("%s: %s", name.c_str(), value.c_str());
     }
     output.printLine("Hash: %s", hashToHex(hash_).c_str());

@@ -7,6 +7,7 @@
 
 #include "base/file/kx_memory_file.h"
 #include "base/file/primitives.h"
+#include "base/golden_ratio.h"
 #include "meta/Opcodes.h"
 #include "meta/Packet.h"
 #include "meta/TagNames.h"
@@ -65,7 +66,7 @@ std::size_t zipf_rank(Random& random) {
 }  // namespace
 
 Hash hash_of(std::uint64_t seed, std::uint64_t file) {
-    Random random(seed ^ (file * 0x9E3779B97F4A7C15ULL));
+    Random random(seed ^ (file * kGoldenRatio));
     Hash hash;
     for (std::byte& byte : hash)
         byte = static_cast<std::byte>(random.next_u64());

@@ -22,6 +22,7 @@
 #include <span>
 #include <string_view>
 
+#include "base/golden_ratio.h"
 #include "client/index/folded_bytes.h"
 #include "meta/RecordView.h"
 
@@ -32,13 +33,12 @@ class GramRun {
 public:
     GramRun() noexcept = default;
     GramRun(std::uint64_t bytes, bool digit) noexcept
-        : packed_(static_cast<std::uint32_t>(bytes * kSpread >> 32) << 1 | (digit ? 1 : 0)) {}
+        : packed_(static_cast<std::uint32_t>(bytes * kGoldenRatio >> 32) << 1 | (digit ? 1 : 0)) {}
 
     [[nodiscard]] std::uint32_t hash() const noexcept { return packed_; }
     [[nodiscard]] bool digit() const noexcept { return (packed_ & 1) != 0; }
 
 private:
-    static constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;  // 2^64 by the golden ratio
     std::uint32_t packed_;
 };
 
@@ -112,8 +112,8 @@ public:
     public:
         // By the first row of which the filter tells.
         explicit Places(std::uint32_t first_row) noexcept {
-            std::uint64_t mixed = (first_row + kStep) * kStep;
-            mixed = (mixed ^ mixed >> 32) * kStep;
+            std::uint64_t mixed = (first_row + kGoldenRatio) * kGoldenRatio;
+            mixed = (mixed ^ mixed >> 32) * kGoldenRatio;
             factor_ = (mixed ^ mixed >> 29) | 1;
         }
         // Calls visit(place) for each until one returns false; returns whether none did.
@@ -127,7 +127,6 @@ public:
         }
 
     private:
-        static constexpr std::uint64_t kStep = 0x9E3779B97F4A7C15;  // 2^64 by the golden ratio
         std::uint64_t factor_;
     };
 

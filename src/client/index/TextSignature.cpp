@@ -1,12 +1,12 @@
 #include "client/index/TextSignature.h"
 
+#include "base/golden_ratio.h"
 #include "client/index/folded_bytes.h"
 
 namespace vorrim {
 namespace {
 
 constexpr std::uint32_t kTrigramMask = 0xFFFFFF;
-constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;  // 2^64 divided by the golden ratio
 
 // A column for a number that is spread over 32 bits.
 constexpr std::size_t column_of(std::uint64_t spread) {
@@ -22,7 +22,7 @@ void TextSignature::add(std::string_view text) noexcept {
         window = (window << 8 | folded_byte(byte)) & kTrigramMask;
         separators = separators << 1 | (separates_words(byte) ? 1 : 0);
         if ((separators & 0b101) != 0) continue;
-        const std::uint64_t spread = window * kSpread;
+        const std::uint64_t spread = window * kGoldenRatio;
         set(column_of(spread >> 32));
         set(column_of(spread & 0xFFFFFFFF));
     }
