@@ -69,7 +69,7 @@ void HousekeepingTask::cycle() {
         serverCountdown_ = kServerCountdown;
         attempt([this] { upkeep(); });
     }
-    if (limits_ != nullptr) limits_->report(std::chrono::steady_clock::now());
+    if (limits_ != nullptr) limits_->report(clock_.now());
 }
 
 void HousekeepingTask::upkeep() {

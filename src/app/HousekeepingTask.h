@@ -19,6 +19,7 @@
 #include <cstdint>
 
 #include "base/Annotations.h"
+#include "base/Clock.h"
 #include "base/kx_critical_section.h"
 #include "client/ClientTable.h"
 #include "client/FileIndex.h"
@@ -43,10 +44,11 @@ public:
     static constexpr std::chrono::seconds kCycle{5};
 
     // Everything outlives the task. Without a directory there is none to look after, without a log
-    // of limits nothing to say about them.
-    HousekeepingTask(const ClientTable& clients, const FileIndex& files, DirectoryUpkeep* directory,
-                     LimitLog* limits = nullptr) noexcept
-        : clients_(clients), files_(files), directory_(directory), limits_(limits) {}
+    // of limits nothing to say about them. The clock tells when to say it; the thread itself waits
+    // on the system's.
+    HousekeepingTask(const ClientTable& clients, const FileIndex& files, const Clock& clock,
+                     DirectoryUpkeep* directory, LimitLog* limits = nullptr) noexcept
+        : clients_(clients), files_(files), clock_(clock), directory_(directory), limits_(limits) {}
     ~HousekeepingTask() override { stop(); }
 
     // Any thread: saves and sweeps soon, once for each call, whatever the cycles say.
@@ -69,6 +71,7 @@ private:
 
     const ClientTable& clients_;
     const FileIndex& files_;
+    const Clock& clock_;
     DirectoryUpkeep* const directory_;
     LimitLog* const limits_;
     std::int32_t statusCountdown_ = kStatusCountdown;

@@ -96,7 +96,7 @@ void Server::start(const std::string& settings_file) {
 
     start_workers();
     directory_.start();
-    housekeeping_.emplace(clients_, *files_, &directory_, &limits_.log);
+    housekeeping_.emplace(clients_, *files_, pool_.clock(), &directory_, &limits_.log);
     output_.flush();  // who gets through a door may rely on what was said before
     open_doors();
     start_thread(*housekeeping_);

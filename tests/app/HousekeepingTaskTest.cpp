@@ -36,7 +36,7 @@ public:
 class HousekeepingTaskTest : public ServiceFixture {
 protected:
     Directory directory_;
-    HousekeepingTask task_{clients_, files_, &directory_};
+    HousekeepingTask task_{clients_, files_, clock_, &directory_};
 };
 
 TEST_F(HousekeepingTaskTest, TheDirectoryIsSavedAndSweptAtOnceAndEvery721CyclesWhateverFailed) {
