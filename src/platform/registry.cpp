@@ -1,5 +1,6 @@
 #include "platform/registry.h"
 
+#include <cerrno>
 #include <charconv>
 #include <cstdlib>
 #include <fcntl.h>
@@ -62,21 +63,26 @@ std::string line_of(std::string_view name, std::string_view text) {
     return std::string(name) + '=' + std::string(quote) + std::string(text) + std::string(quote);
 }
 
-// Empty when there is no such regular file, or it is too long.
-std::string content_of(const std::string& file) {
+// Empty when there is no such file; none when there is one that is not regular, too long, or not to
+// be read.
+std::optional<std::string> content_of(const std::string& file) {
     // Of a pipe nobody may ever write the other end.
     const Descriptor from(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!from.open() && (errno == ENOENT || errno == ENOTDIR)) return "";
     struct stat status {};
-    if (!from.open() || ::fstat(from.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+    if (!from.open() || ::fstat(from.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return std::nullopt;
+    }
     std::string content(Registry::kMostBytes + 1, '\0');
     std::size_t size = 0;
     while (size < content.size()) {
         const ssize_t count = ::read(from.get(), content.data() + size, content.size() - size);
-        if (count < 0) return {};
+        if (count < 0) return std::nullopt;
         if (count == 0) break;
         size += static_cast<std::size_t>(count);
     }
-    content.resize(size > Registry::kMostBytes ? 0 : size);
+    if (size > Registry::kMostBytes) return std::nullopt;
+    content.resize(size);
     return content;
 }
 
@@ -104,8 +110,9 @@ bool replace_content(const std::string& name, std::string_view content) {
 }  // namespace
 
 Registry::Registry(std::string file) : file_(std::move(file)) {
-    const std::string content = content_of(file_);
-    std::string_view rest = content;
+    const std::optional<std::string> content = content_of(file_);
+    known_ = content.has_value();
+    std::string_view rest = known_ ? *content : std::string_view();
     while (!rest.empty()) {
         const std::size_t end = rest.find('\n');
         lines_.emplace_back(rest.substr(0, end));
@@ -166,7 +173,8 @@ std::optional<std::uint32_t> Registry::number(std::string_view key, std::string_
 
 bool Registry::set_text(std::string_view key, std::string_view name, std::string_view text) {
     using namespace std::string_view_literals;
-    if (file_.empty() || text.find_first_of("\0\n\r"sv) != std::string_view::npos) return false;
+    if (file_.empty() || !known_ || text.find_first_of("\0\n\r"sv) != std::string_view::npos)
+        return false;
 
     std::vector<std::string> lines = lines_;
     const auto place = [](std::size_t line) { return static_cast<std::ptrdiff_t>(line); };

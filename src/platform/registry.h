@@ -46,8 +46,9 @@ public:
                                                       std::string_view name) const;
 
     // Stores a text in the file, with its key and the file's folder where they are missing; the
-    // other lines stay as they are. False, with nothing changed, when the system refuses or the
-    // text has bytes that no line can hold (NUL and line ends).
+    // other lines stay as they are. False, with nothing changed, when there was a file that could
+    // not be read, when the system refuses, or when the text has bytes that no line can hold (NUL
+    // and line ends).
     [[nodiscard]] bool set_text(std::string_view key, std::string_view name, std::string_view text);
 
 private:
@@ -56,6 +57,7 @@ private:
                                                            std::string_view name) const;
 
     std::string file_;
+    bool known_ = false;  // what the file has: else it must not be replaced
     std::vector<std::string> lines_;
 };
 

@@ -102,6 +102,9 @@ TEST_F(RegistryTest, StoringKeepsEveryOtherLineAndTheSecretsOfTheUser) {
     for (const std::string& text : {"a\nb"s, "a\rb"s, "a\0b"s, std::string(70'000, 'x')})
         EXPECT_FALSE(registry.set_text("K", "name", text));
     EXPECT_EQ(registry.text("K", "name"), "plain");
+    const std::string too_long(Registry::kMostBytes + 1, '#');
+    EXPECT_FALSE(with(too_long).set_text("K", "name", "text"));
+    EXPECT_EQ(content(), too_long);
     EXPECT_FALSE(Registry("").set_text("K", "name", "text"));
     EXPECT_FALSE(Registry("/proc/vorrim/registry").set_text("K", "name", "text"));
 }
