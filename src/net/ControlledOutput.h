@@ -1,6 +1,7 @@
 #pragma once
 // The output while a remote administrator holds it: every message goes to the administrator as one
-// packet, and nothing of it to the server's console or log.
+// packet, and nothing of it to the server's console or log. But for printLocked, which nobody uses:
+// it is left to the base class, and so goes to standard output.
 //
 //     print ──► buffer on the stack (cut at 255 bytes) ──► receiver's send queue
 //                                                      └─► the saved output, once nobody receives

@@ -27,7 +27,7 @@ struct Limits {
     using Seconds = std::chrono::seconds;
 
     NetworkList exempt;
-    bool strangers = false;  // kMaxPayloadOfStrangers and the bound on the send queue hold
+    bool strangers = false;  // kMaxPayloadOfStrangers holds
 
     // 0: never.
     Seconds first_packet{0};  // a connection without a complete packet is closed

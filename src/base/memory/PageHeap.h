@@ -14,7 +14,8 @@
 // Under the sanitizers every block has memory of its own, so that they see each.
 //
 // Ownership   Of raw memory: whoever takes a block gives it back. PageArray owns objects.
-// Threads     Any. A lock for each size of block, and one for the regions, are leaves.
+// Threads     Any. There is a lock for each size of block, and inside it that of the regions, under
+//             which memory is taken from the system and given back; nothing else is called.
 // Errors      Without memory nothing is taken: null, or std::bad_alloc.
 #include <cstddef>
 #include <cstdint>

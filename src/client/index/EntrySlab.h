@@ -42,7 +42,7 @@ class EntrySlab {
 public:
     static constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
-    // A fresh entry; never fails short of memory.
+    // A fresh entry. Raises std::bad_alloc, and has added nothing then.
     [[nodiscard]] std::uint32_t add();
     // Frees an entry; its sources are cleared before.
     void remove(std::uint32_t handle) noexcept;
