@@ -1,5 +1,6 @@
 #include "net/SendQueue.h"
 
+#include <algorithm>
 #include <array>
 #include <span>
 #include <utility>
@@ -9,6 +10,7 @@ namespace vorrim {
 namespace {
 
 constexpr std::size_t kPieceBytes = 16 * 1024;  // own bytes gathered in one piece
+constexpr std::size_t kLargestCopy = 256;       // a packet of so many bytes is not worth sharing
 constexpr std::size_t kPiecesPerWrite = 64;     // what one gathered write takes
 constexpr std::size_t kSpareBuffers = 32;       // kept by a thread for its next pieces
 
@@ -49,18 +51,26 @@ void SendQueue::free_spare_memory() noexcept {
         std::vector<std::byte>().swap(spare_buffers[--spare_count]);
 }
 
-// Our own bytes at the end of the queue, with room for `size` more.
+// Our own bytes at the end of the queue, with room for `size` more. The first piece is a whole
+// buffer, which a peer that reads gives back at once; a piece further behind grows with what it
+// holds, or whoever reads nothing would be kept a buffer for each line between two shared packets.
 std::vector<std::byte>& SendQueue::tail(std::size_t size) {
-    if (pieces_.empty() || pieces_.back().shared ||
-        pieces_.back().bytes.capacity() - pieces_.back().bytes.size() < size) {
-        std::vector<std::byte> fresh;
-        if (size <= kPieceBytes) {
-            fresh = take_buffer();
-        } else {
-            fresh.reserve(size);
+    if (!pieces_.empty() && !pieces_.back().shared) {
+        std::vector<std::byte>& bytes = pieces_.back().bytes;
+        const std::size_t needed = bytes.size() + size;
+        if (needed <= bytes.capacity()) return bytes;
+        if (needed <= kPieceBytes) {
+            bytes.reserve(std::min(kPieceBytes, std::max(needed, 2 * bytes.capacity())));
+            return bytes;
         }
-        pieces_.emplace_back().bytes = std::move(fresh);  // with memory for it, or not at all
     }
+    std::vector<std::byte> fresh;
+    if (pieces_.empty() && size <= kPieceBytes) {
+        fresh = take_buffer();
+    } else {
+        fresh.reserve(size);
+    }
+    pieces_.emplace_back().bytes = std::move(fresh);  // with memory for it, or not at all
     return pieces_.back().bytes;
 }
 
@@ -85,6 +95,7 @@ std::size_t SendQueue::append(std::span<const std::byte> packets) {
 
 std::size_t SendQueue::append(std::shared_ptr<const Packet> packet) {
     const std::size_t size = kHeaderSize + packet->payload().size();
+    if (size <= kLargestCopy) return append(*packet);
     const kx_guard hold(lock_);
     pieces_.emplace_back().shared = std::move(packet);
     return add_waiting(size);

@@ -5,7 +5,7 @@
 //                   ^ offset: sent so far                              one gathered write
 //
 // Small packets are copied behind one another, so that the replies of a turn leave as one piece; a
-// packet for many receivers is shared by all their queues and never copied.
+// larger packet for many receivers is shared by all their queues and never copied.
 //
 // Threads: any thread may append; the connection's worker flushes. The lock is the last in the
 // server's lock order.

@@ -12,7 +12,7 @@ using ConnectionTest = EchoFixture;
 TEST_F(ConnectionTest, EveryWayToReplyKeepsTheOrderAndAnAbandonedReplyWasNeverThere) {
     Bytes all;
     Bytes expected;
-    for (int i = 0; i < 40; ++i) {
+    for (int i = 0; i < 20; ++i) {
         const char kind = "AIeSAISI"[i % 8];
         const Bytes one = frame_of(kind + std::to_string(i));
         all.insert(all.end(), one.begin(), one.end());
@@ -102,30 +102,45 @@ TEST(Packet, SendsTheRestOfTheHeaderFirst) {
     EXPECT_EQ(Packet(1).send(*socket, count), Progress::failed);
 }
 
+std::size_t allocated() {
+    const struct mallinfo2 heap = ::mallinfo2();
+    return heap.uordblks + heap.hblkhd;
+}
+
 // Towards a reader who is always a little behind: the last byte stays.
 TEST(SendQueue, NeverEmptyItKeepsOnlyWhatIsNotSent) {
     SendQueue queue;
     MemoryNet net;
     const auto [socket, line] = net.arrival(0);
-    const auto shared = std::make_shared<const Packet>(Packet(100));
+    const auto shared = std::make_shared<const Packet>(Packet(1000));
     std::uint32_t count = 0;
     const auto round = [&, &peer = *line, &to = *socket] {
-        for (int i = 0; i < 40; ++i)
+        for (int i = 0; i < 20; ++i)
             queue.append(shared);
         peer.take();
         peer.room = queue.waiting() - 1;
         ASSERT_EQ(queue.flush(to, {}, count), SendQueue::Flush::blocked);
         ASSERT_EQ(queue.waiting(), 1u);
     };
-    const auto allocated = [] {
-        const struct mallinfo2 heap = ::mallinfo2();
-        return heap.uordblks + heap.hblkhd;
-    };
     ASSERT_NO_FATAL_FAILURE(round());
     const std::size_t before = allocated();
     for (int i = 0; i < 1000; ++i)
         ASSERT_NO_FATAL_FAILURE(round());
     EXPECT_LT(allocated(), before + 64 * 1024);
+}
+
+TEST(SendQueue, TakesNoMoreMemoryThanWhatWaitsWhenOwnAndSharedPacketsTakeTurns) {
+    SendQueue queue;
+    const Packet own(2);
+    for (const std::uint32_t length : {10U, 300U}) {
+        const auto shared = std::make_shared<const Packet>(Packet(length));
+        const std::size_t before = allocated();
+        for (int i = 0; i < 1'000; ++i) {
+            queue.append(shared);
+            queue.append(own);
+        }
+        EXPECT_LT(allocated(), before + 2 * queue.waiting());
+    }
 }
 
 }  // namespace
