@@ -1,6 +1,7 @@
 #include "net/AddressGate.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace vorrim {
 
@@ -28,7 +29,10 @@ void AddressGate::set_limits(std::uint32_t at_a_time, std::uint32_t a_minute) no
 }
 
 void AddressGate::refill(Visitor& visitor, std::uint32_t now) const noexcept {
-    const std::uint64_t earned = std::uint64_t{now - visitor.allowance_of} * a_minute_ / kMinute;
+    const std::uint32_t passed = now - visitor.allowance_of;
+    // Doors of two workers each look at the time when their own turn began.
+    if (passed > std::numeric_limits<std::uint32_t>::max() - kMinute) return;
+    const std::uint64_t earned = passed * std::uint64_t{a_minute_} / kMinute;
     if (earned == 0) return;
     visitor.allowance =
         static_cast<std::uint32_t>(std::min<std::uint64_t>(visitor.allowance + earned, a_minute_));

@@ -77,6 +77,8 @@ TEST(AddressGateTest, CountsConnectionsAndNewOnesPerAddressAndForgetsWhoIsGone) 
     EXPECT_EQ(gate.admit(7, clock.now()), Answer::welcome);
     gate.leave(7);
     EXPECT_EQ(gate.admit(7, clock.now()), Answer::too_fast);
+    // The other door's worker looked at the clock a little earlier.
+    EXPECT_EQ(gate.admit(7, clock.now() - 1ms), Answer::too_fast);
 
     // A flood of addresses that knock once does not stay in memory.
     for (std::uint32_t address = 100; address < 300'000; ++address) {
