@@ -78,6 +78,8 @@ ClientTable::Claim ClientTable::claim(ClientConnection& client, ClientId address
 }
 
 bool ClientTable::assign_low_id(ClientConnection& client) {
+    bool looped = false;
+    bool given = false;
     {
         const kx_write_guard hold(lock_);
         // An address that ends in .0 is a number of the low range: never hand out what somebody
@@ -85,13 +87,13 @@ bool ClientTable::assign_low_id(ClientConnection& client) {
         std::optional<ClientId> id = next_low_id();
         while (id && by_id_.find(*id) != nullptr)
             id = next_low_id();
-        if (id) {
-            set_id(client, *id);
-            return true;
-        }
+        looped = !id;
+        if (looped) id = abandoned_low_id();
+        given = id.has_value();
+        if (given) set_id(client, *id);
     }
-    current_output().printError("ERROR: looped IDs.\n");
-    return false;
+    if (looped) current_output().printError("ERROR: looped IDs.\n");
+    return given;
 }
 
 void ClientTable::set_record(ClientConnection& client, FrozenRecord record) {
@@ -128,6 +130,18 @@ std::optional<ClientId> ClientTable::next_low_id() {
         looped_ = true;
     }
     return ClientId(id);
+}
+
+// What was released last is all that is remembered, while nearly all that were handed out are free
+// again.
+std::optional<ClientId> ClientTable::abandoned_low_id() {
+    const kx_guard hold(id_lock_);
+    for (std::uint32_t tried = 0; tried < kHighestLowId; ++tried) {
+        const ClientId id(next_id_);
+        next_id_ = id.recyclable() ? next_id_ + 1 : 1;
+        if (id.recyclable() && by_id_.find(id) == nullptr) return id;
+    }
+    return std::nullopt;
 }
 
 void ClientTable::release_id(ClientId id) {

@@ -74,7 +74,8 @@ public:
         held_for_now,  // by somebody who is leaving
     };
     [[nodiscard]] Claim claim(ClientConnection& client, ClientId address);
-    // Gives the client a low identifier; false, and nothing changes, when none is left.
+    // Gives the client a low identifier: the one released last, a fresh one, or, with an error line
+    // in the output, one that nobody holds any more. False, and nothing changes, when all are held.
     [[nodiscard]] bool assign_low_id(ClientConnection& client);
     // The client's new record, as its worker has read it.
     void set_record(ClientConnection& client, FrozenRecord record);
@@ -124,6 +125,7 @@ private:
     void set_id(ClientConnection& client, ClientId id) REQUIRES(lock_);
     void forget(const ClientConnection& client) REQUIRES(lock_);
     [[nodiscard]] std::optional<ClientId> next_low_id();
+    [[nodiscard]] std::optional<ClientId> abandoned_low_id() REQUIRES(lock_);
     void release_id(ClientId id);
     [[nodiscard]] static RecordView view_of(const FrozenRecord& record) noexcept;
 
@@ -134,7 +136,7 @@ private:
     ArrivalMap<ClientConnection, ByHash> by_hash_ GUARDED_BY(lock_);
 
     kx_critical_section id_lock_;
-    std::uint32_t next_id_ GUARDED_BY(id_lock_);
+    std::uint32_t next_id_ GUARDED_BY(id_lock_);          // fresh, or, once looped, to be tried next
     std::uint32_t released_id_ GUARDED_BY(id_lock_) = 0;  // one remembered identifier, or 0
     bool looped_ GUARDED_BY(id_lock_) = false;            // the fresh identifiers are used up
 
