@@ -8,6 +8,7 @@
 #include "fuzz/Input.h"
 #include "meta/FrozenRecord.h"
 #include "search/Search.h"
+#include "search/WideSearch.h"
 #include "search/required_sides.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -21,6 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const FrozenRecord own = FrozenRecord::from_network(stream);
     const RecordView record = own.empty() ? RecordView(kNoTags) : own.view();
     const bool matched = search.matches(record);
+    fuzz::must(WideSearch(*search.root()).matches(record) == matched);
     static_cast<void>(may_report(*search.root()));
     const auto copy = search.root()->clone();
     fuzz::must(copy->evaluate(record) == matched);

@@ -8,7 +8,7 @@
 #include <cstdint>
 
 #include "client/ClientRoll.h"
-#include "search/Search.h"
+#include "search/Evaluator.h"
 #include "search/UnknownOperations.h"
 
 namespace vorrim {
@@ -16,7 +16,7 @@ namespace vorrim {
 class ClientMatches final {
 public:
     ClientMatches(const Search& search, std::int32_t limit)
-        : search_(&search), limit_(limit), asked_(search.root()) {}
+        : evaluator_(search), limit_(limit), asked_(search.root()) {}
 
     // Clients that have been found so far.
     [[nodiscard]] std::int32_t found() const noexcept { return found_; }
@@ -24,11 +24,10 @@ public:
 private:
     friend class ClientTable;
 
-    const Search* search_;
+    Evaluator evaluator_;
     std::int32_t limit_;
     std::int32_t found_ = 0;
     TextLook asked_;
-    std::uint32_t cost_ = 0;  // of a record, in units of StepBudget; 0 before the first step
     std::uint64_t next_ = 0;  // who arrived earlier has been visited
     UnknownReports reports_;
 };

@@ -11,7 +11,6 @@
 #include "client/messages.h"
 #include "meta/Opcodes.h"
 #include "search/UnknownOperations.h"
-#include "search/prefix_walk.h"
 
 namespace vorrim {
 
@@ -191,14 +190,7 @@ bool ClientTable::match_clients(ClientMatches& matches,
     constexpr std::uint32_t kStep = 100'000;  // about a millisecond
     constexpr std::uint32_t kPassedCost = 1;
     StepBudget budget(kStep);
-    if (matches.cost_ == 0) {
-        matches.cost_ = kRecordCost;
-        if (matches.search_->root() != nullptr)
-            prefix_walk(*matches.search_->root(), [&matches](const SearchNode&) {
-                ++matches.cost_;
-                return Sides::both;
-            });
-    }
+    Evaluator& evaluator = matches.evaluator_;
     const HeldReports reports(matches.reports_);
     const kx_read_guard hold(lock_);
     bool done = true;
@@ -213,9 +205,9 @@ bool ClientTable::match_clients(ClientMatches& matches,
             budget.charge(kPassedCost);
             return true;
         }
-        budget.charge(matches.cost_);
         const RecordView record = look.has_record() ? record_of(client) : RecordView(kEmptyRecord);
-        if (!matches.search_->matches(record)) return true;
+        budget.charge(kRecordCost + evaluator.nodes() + evaluator.surcharge(record));
+        if (!evaluator.matches(record)) return true;
         use(record);
         ++matches.found_;
         return true;

@@ -10,7 +10,6 @@
 #include "client/index/StepBudget.h"
 #include "meta/Opcodes.h"
 #include "search/UnknownOperations.h"
-#include "search/prefix_walk.h"
 
 namespace vorrim {
 
@@ -322,10 +321,7 @@ SearchBatch FileIndex::begin_batch(Search& search, std::int32_t limit, ClientId 
     }
     extract(search);
     batch.plan_.emplace(*search.root());
-    prefix_walk(*search.root(), [&](const SearchNode&) {
-        ++batch.nodes_;
-        return Sides::both;
-    });
+    batch.evaluator_.emplace(search);
     // A keyword's list is left only when the limit has been exceeded.
     const std::int64_t wanted = std::int64_t{limit} + (search.keyword().empty() ? 0 : 1);
     batch.capacity_ = static_cast<std::size_t>(std::max<std::int64_t>(wanted, 1));
@@ -347,8 +343,7 @@ bool FileIndex::step(SearchBatch& batch, Deliver&& deliver) const {
     StepBudget budget(tuning_.step);
     const HeldReports reports(batch.reports_);
     const kx_read_guard guard(lock_);
-    MatchCollector collector(*batch.search_, batch.capacity_ - batch.found_, taker, budget,
-                             kRecordCost + batch.nodes_);
+    MatchCollector collector(*batch.evaluator_, batch.capacity_ - batch.found_, taker, budget);
     search_locked(batch, collector, budget);
     batch.found_ += static_cast<std::uint32_t>(collector.count());
     return batch.through_;
@@ -384,8 +379,9 @@ void FileIndex::search_locked(SearchBatch& batch, MatchCollector& collector,
         batch.pause_at(places_, list != nullptr ? list->row_at(offset) : 0);
     }
     OpenPlaces::Kept& kept = batch.place_->kept();
-    const ScanTask task{table_,       *batch.plan_, search, batch.asker_.below_low_limit(),
-                        batch.nodes_, collector,    budget};
+    const ScanTask task{
+        table_,    *batch.plan_, search, *batch.evaluator_, batch.asker_.below_low_limit(),
+        collector, budget};
     ScanWalk walk(task, tuning_.rows_to_judge, batch.scan_, kept);
     if (const auto next = walk.run({batch.bucket_, kept.row})) {
         batch.bucket_ = next->bucket;

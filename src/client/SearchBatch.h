@@ -17,6 +17,7 @@
 #include "client/index/OpenPlaces.h"
 #include "client/index/ScanWalk.h"
 #include "meta/ClientId.h"
+#include "search/Evaluator.h"
 #include "search/Search.h"
 #include "search/UnknownOperations.h"
 
@@ -42,8 +43,8 @@ private:
 
     Search* search_;
     ClientId asker_;
-    std::optional<CandidatePlan> plan_;  // none for a search without a tree
-    std::uint32_t nodes_ = 0;            // of the tree
+    std::optional<CandidatePlan> plan_;   // none for a search without a tree
+    std::optional<Evaluator> evaluator_;  // likewise
     std::size_t capacity_ = 0;
     std::uint32_t found_ = 0;
     bool through_ = false;

@@ -9,6 +9,7 @@
 #include "search/SpillStack.h"
 #include "search/UnknownOperations.h"
 #include "search/prefix_walk.h"
+#include "search/short_circuit.h"
 
 namespace vorrim {
 
@@ -104,17 +105,7 @@ std::unique_ptr<SearchNode> SN_Operator::clone() const {
     return result;
 }
 
-namespace {
-
-// What is left to do for an operator whose left side is known.
-enum class Rest { nothing, right, right_negated };
-
-struct Verdict {
-    bool value;  // the result when the rest is nothing
-    Rest rest;
-};
-
-Verdict after_left(std::int32_t op, bool left) {
+Verdict after_left(std::int32_t op, bool left) noexcept {
     switch (op) {
         case CombineOp::kAnd:
             return {false, left ? Rest::right : Rest::nothing};
@@ -130,8 +121,6 @@ Verdict after_left(std::int32_t op, bool left) {
             return {false, Rest::nothing};
     }
 }
-
-}  // namespace
 
 // An operator stands on the stack only while its left side is evaluated. Its right side takes its
 // place, with a kNegate below it where the result is to be turned over, so that a chain to the

@@ -32,8 +32,11 @@ bool MatchCollector::evaluate(std::span<const Candidate> run) {
         return !full();
     };
     if (everything_) return run.empty() || take(run.first(std::min(run.size(), wanted())));
-    for (std::size_t i = 0; i < run.size(); ++i)
-        if (search_.matches(run[i].record.view()) && !take(run.subspan(i, 1))) return false;
+    for (std::size_t i = 0; i < run.size(); ++i) {
+        const RecordView record = run[i].record.view();
+        budget_.charge(evaluator_.surcharge(record));
+        if (evaluator_.matches(record) && !take(run.subspan(i, 1))) return false;
+    }
     return true;
 }
 

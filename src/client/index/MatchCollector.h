@@ -17,7 +17,7 @@
 
 #include "client/index/StepBudget.h"
 #include "meta/FrozenRecord.h"
-#include "search/Search.h"
+#include "search/Evaluator.h"
 
 namespace vorrim {
 
@@ -38,29 +38,28 @@ public:
         ~Taker() = default;
     };
 
-    // Hands on up to `capacity` (at least 1) records. Each candidate costs the step so much of its
-    // budget.
-    MatchCollector(const Search& search, std::size_t capacity, Taker& taker, StepBudget& budget,
-                   std::uint32_t cost)
-        : search_(search),
-          everything_(node_as<SN_All>(search.root()) != nullptr),
+    // Hands on up to `capacity` (at least 1) records.
+    MatchCollector(Evaluator& evaluator, std::size_t capacity, Taker& taker, StepBudget& budget)
+        : evaluator_(evaluator),
+          everything_(evaluator.everything()),
           capacity_(capacity),
           taker_(taker),
           budget_(budget),
-          cost_(cost) {}
+          cost_(kRecordCost + evaluator.nodes()),
+          run_(cost_ > kDear ? 1 : kRun) {}
 
     // The next candidate. False when the capacity is reached: nothing more is wanted.
     bool offer(const Candidate& candidate) {
         budget_.charge(cost_);
         candidate.record.prefetch();
         runs_[filling_][offered_++] = candidate;
-        return offered_ < kRun || move_on();
+        return offered_ < run_ || move_on();
     }
     // The same for one of which it stands somewhere where its record lies.
     bool offer_at(const RecordPlace* record, std::uint32_t row) {
         __builtin_prefetch(record);
         named_[name_count_++] = {record, row};
-        return name_count_ < named_.size() || offer_named();
+        return name_count_ < run_ || offer_named();
     }
     // Evaluates what was offered and still waits. False when the capacity is reached.
     bool finish();
@@ -73,6 +72,8 @@ public:
 
 private:
     static constexpr std::size_t kRun = 16;
+    // Of candidates that cost more each, no runs wait behind the one that spends the budget.
+    static constexpr std::uint32_t kDear = 200;
 
     struct Named {
         const RecordPlace* record;
@@ -83,12 +84,13 @@ private:
     bool move_on();
     bool evaluate(std::span<const Candidate> run);
 
-    const Search& search_;
+    Evaluator& evaluator_;
     const bool everything_;
     const std::size_t capacity_;
     Taker& taker_;
     StepBudget& budget_;
-    const std::uint32_t cost_;
+    const std::uint32_t cost_;  // of a candidate
+    const std::size_t run_;     // so many move on at once
     std::size_t count_ = 0;
     Candidate last_;
     std::size_t name_count_ = 0;

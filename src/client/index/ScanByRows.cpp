@@ -84,7 +84,8 @@ bool ScanByRows::evaluate_gathered() {
             return BucketPlace{task_.table.bucket_of(record.hash()), gathered_[i].row};
         };
         if (from_ > kFirst && place() < from_) continue;
-        if (task_.search.matches(record)) keep(place());
+        task_.budget.charge(task_.evaluator.surcharge(record));
+        if (task_.evaluator.matches(record)) keep(place());
     }
     gathered_.clear();
     return true;

@@ -6,6 +6,7 @@
 #include "client/index/FileTable.h"
 #include "client/index/MatchCollector.h"
 #include "client/index/StepBudget.h"
+#include "search/Evaluator.h"
 #include "search/Search.h"
 
 namespace vorrim {
@@ -14,17 +15,19 @@ struct ScanTask {
     const FileTable& table;
     const CandidatePlan& plan;
     const Search& search;
+    Evaluator& evaluator;
     bool reachable_only;
-    std::uint32_t nodes;  // of the expression
     MatchCollector& collector;
     StepBudget& budget;
 
     // What an evaluation costs.
-    [[nodiscard]] std::uint32_t record_cost() const noexcept { return kRecordCost + nodes; }
+    [[nodiscard]] std::uint32_t record_cost() const noexcept {
+        return kRecordCost + evaluator.nodes();
+    }
     // The same in the order of rows, where those of a dense plan lie behind one another.
     [[nodiscard]] std::uint32_t row_record_cost(double density) const noexcept {
         constexpr double kDense = 1.0 / 16;
-        return density > kDense ? kRecordCost / 5 + nodes : record_cost();
+        return density > kDense ? kRecordCost / 5 + evaluator.nodes() : record_cost();
     }
 };
 

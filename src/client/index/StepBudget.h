@@ -21,7 +21,7 @@ private:
 
 // What a row costs of which a list tells the number only.
 inline constexpr std::uint32_t kRowCost = 2;
-// What an entry costs whose record is evaluated, beside each node of the expression.
+// What an entry costs whose record is evaluated, beside what the Evaluator asks for it.
 inline constexpr std::uint32_t kRecordCost = 10;
 
 }  // namespace vorrim
