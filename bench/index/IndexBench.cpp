@@ -20,6 +20,7 @@
 #include "client/index/TextSignature.h"
 #include "client/index/keyword_hash.h"
 #include "meta/FrozenRecord.h"
+#include "search/Evaluator.h"
 #include "search/Search.h"
 
 namespace vorrim::bench {
@@ -108,6 +109,45 @@ void EvaluateACandidate(benchmark::State& state) {
     }
 }
 
+// And about the longest record that a client may publish, when the search asks for that many texts:
+// leaf by leaf, and all at once?
+void EvaluateManyTexts(benchmark::State& state, bool at_once) {
+    Random random(4);
+    const auto letters = [&random](std::uint32_t count) {
+        std::string text(count, 'a');
+        for (char& c : text)
+            c = static_cast<char>('a' + random.below(26));
+        return text;
+    };
+    kx_memory_file bytes(8192);
+    write_bytes(bytes, corpus().hash(1).bytes);
+    write_32(bytes, 0);
+    write_16(bytes, 0);
+    constexpr std::uint32_t kTags = 63;
+    write_32(bytes, kTags);
+    for (std::uint32_t tag = 0; tag < kTags; ++tag) {
+        write_8(bytes, TagType::text);
+        write_string("x", bytes);
+        write_string(letters(120), bytes);
+    }
+    bytes.seek(0);
+    const FrozenRecord record = FrozenRecord::from_network(bytes);
+
+    std::vector<std::unique_ptr<SearchNode>> level;
+    for (std::int64_t i = 0; i < state.range(0); ++i)
+        level.push_back(std::make_unique<SN_Substring>(letters(6)));
+    for (; level.size() > 1; level.resize((level.size() + 1) / 2))
+        for (std::size_t i = 0; i < level.size() / 2; ++i)
+            level[i] = std::make_unique<SN_Operator>(CombineOp::kOr, std::move(level[i]),
+                                                     std::move(level[level.size() - 1 - i]));
+    Search search;
+    search.add_term(std::move(level.front()), CombineOp::kOr);
+    Evaluator evaluator(search);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(at_once ? evaluator.matches(record.view())
+                                         : search.matches(record.view()));
+}
+
 enum class Measured { publish, leave };
 
 // How long does a file take to come, and to go with its client, when nobody else has it, and when
@@ -171,6 +211,8 @@ BENCHMARK(FreezeARecord);
 BENCHMARK(TakeTheWords);
 BENCHMARK(SignARecord);
 BENCHMARK(EvaluateACandidate);
+BENCHMARK_CAPTURE(EvaluateManyTexts, LeafByLeaf, false)->Arg(64)->Arg(1024)->Arg(32768);
+BENCHMARK_CAPTURE(EvaluateManyTexts, AtOnce, true)->Arg(64)->Arg(1024)->Arg(32768);
 BENCHMARK_CAPTURE(ComeAndGo, PublishNew, false, Measured::publish)->UseManualTime();
 BENCHMARK_CAPTURE(ComeAndGo, PublishKnown, true, Measured::publish)->UseManualTime();
 BENCHMARK_CAPTURE(ComeAndGo, LeaveNew, false, Measured::leave)->UseManualTime();

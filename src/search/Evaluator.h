@@ -15,7 +15,7 @@ namespace vorrim {
 class Evaluator final {
 public:
     // A tree of more nodes is wide.
-    static constexpr std::uint32_t kMostPlainNodes = 64;
+    static constexpr std::uint32_t kMostPlainNodes = 128;
 
     explicit Evaluator(const Search& search);
 

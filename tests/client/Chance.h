@@ -95,7 +95,16 @@ public:
         return record;
     }
 
-    // Expressions that the wire can carry; now and then with an operator that nobody knows.
+    // An expression that the wire can carry; one in thirty has a hundred nodes and more.
+    ModelNode expression(int depth) {
+        ModelNode root = node(depth);
+        if (!one_in(30)) return root;
+        for (int more = 0; more < 80; ++more)
+            root = {0, one_in(4) ? static_cast<int>(below(5)) : 1, 0, "", "", {node(1), root}};
+        if (one_in(2)) root = {0, 0, 0, "", "", {{1, 0, 0, word(), "", {}}, root}};
+        return root;
+    }
+    // Now and then with an operator that nobody knows.
     ModelNode node(int depth) {
         if (depth > 0 && !one_in(3)) {
             const int op = one_in(60)  ? 5 + static_cast<int>(below(3))

@@ -101,7 +101,7 @@ TEST_F(ClientTableTest, ASearchFindsWhomEvaluatingEverybodyFinds) {
 
         const RecordingOutput output;
         Search search;
-        ASSERT_NO_FATAL_FAILURE(read_into(search, chance.node(3)));
+        ASSERT_NO_FATAL_FAILURE(read_into(search, chance.expression(3)));
         const std::size_t limit = 1 + chance.below(300);
         std::vector<std::string> expected;
         {

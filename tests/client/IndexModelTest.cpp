@@ -130,7 +130,7 @@ private:
     }
 
     void begin_search() {
-        const ModelNode root = chance_.node(static_cast<int>(chance_.below(4)));
+        const ModelNode root = chance_.expression(static_cast<int>(chance_.below(4)));
         Pair& pair = pairs_[chance_.below(kPairs)];
         ASSERT_NO_FATAL_FAILURE(read_into(pair.real, root));
         pair.model = ModelSearch{root, "", -1, 0};
@@ -149,7 +149,7 @@ private:
     // Between the steps of a batch files come, or clients leave: an entry that was there all along
     // is found once and in its place, or left for the next batch.
     void search_while_files_change() {
-        const ModelNode root = chance_.node(static_cast<int>(chance_.below(4)));
+        const ModelNode root = chance_.expression(static_cast<int>(chance_.below(4)));
         Search real;
         ASSERT_NO_FATAL_FAILURE(read_into(real, root));
         const ModelSearch whole{root, "", -1, 0};

@@ -73,7 +73,7 @@ public:
 private:
     static constexpr std::size_t kRun = 16;
     // Of candidates that cost more each, no runs wait behind the one that spends the budget.
-    static constexpr std::uint32_t kDear = 200;
+    static constexpr std::uint32_t kDear = 50;
 
     struct Named {
         const RecordPlace* record;
