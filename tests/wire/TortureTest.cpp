@@ -188,6 +188,24 @@ void forge_datagrams(Attacker& self) {
     }
 }
 
+Bytes any_of_words(std::uint32_t first, std::uint32_t count) {
+    if (count == 1) return words("no such word " + std::to_string(first));
+    return joined(Op::either, any_of_words(first, count / 2),
+                  any_of_words(first + count / 2, count - count / 2));
+}
+
+// Of files with as much text as may be.
+void ask_for_many_texts(Attacker& self) {
+    std::vector<Record> files;
+    for (int i = 0; i < 20; ++i) {
+        files.push_back(file(self.hash(), "loot"));
+        files.back().tags.resize(60, text_tag("x", std::string(120, 'q')));
+    }
+    const WireClient holder = WireClient::high(self.server);
+    holder.send(offer(files));
+    flood(packet(search_files(any_of_words(0, 1000))))(self);
+}
+
 struct Attack {
     const char* name;
     Run run;
@@ -218,6 +236,7 @@ const std::array kAttacks{
     Attack{"FloodOfDeepExpressions",
            flood(packet(search_files(
                leaning_left(250, words("no such words at all in any file"), Op::either))))},
+    Attack{"FloodOfWideExpressions", ask_for_many_texts},
     Attack{"FloodOfTexts", flood_of_texts(1000)},
     Attack{"FloodOfCallbacks", call_back},
     Attack{"ForgedDatagrams", forge_datagrams},
