@@ -136,7 +136,7 @@ private:
     ArrivalMap<ClientConnection, ByHash> by_hash_ GUARDED_BY(lock_);
 
     kx_critical_section id_lock_;
-    std::uint32_t next_id_ GUARDED_BY(id_lock_);          // fresh, or, once looped, to be tried next
+    std::uint32_t next_id_ GUARDED_BY(id_lock_);  // fresh, or, once looped, to be tried next
     std::uint32_t released_id_ GUARDED_BY(id_lock_) = 0;  // one remembered identifier, or 0
     bool looped_ GUARDED_BY(id_lock_) = false;            // the fresh identifiers are used up
 
