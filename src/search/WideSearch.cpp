@@ -12,14 +12,6 @@ namespace {
 
 constexpr std::uint32_t kAnyTag = 0;
 
-bool known_comparison(std::int32_t op) noexcept {
-    return op >= CompareOp::kEqual && op <= CompareOp::kNotEqual;
-}
-
-bool known_combination(std::int32_t op) noexcept {
-    return op >= CombineOp::kAnd && op <= CombineOp::kNotAnd;
-}
-
 // Does one of the values, which ascend, compare so?
 bool any_holds(const std::vector<std::int32_t>& values, std::int32_t op, std::int32_t than) {
     if (values.empty()) return false;
@@ -72,14 +64,16 @@ std::vector<NeedleAutomaton::Needle> WideSearch::add_nodes(const SearchNode& roo
                 open.push_back({combine->right(), nodes_.size()});
                 open.push_back({combine->left(), kNoParent});
             }
-            nodes_.push_back({Kind::combine, combine->op(), 0, 0});
+            const Kind kind = combine->known() ? Kind::combine : Kind::unknown_combine;
+            nodes_.push_back({kind, combine->op(), 0, 0});
         } else if (const auto* substring = node_as<SN_Substring>(node)) {
             nodes_.push_back(add_text(kAnyTag, substring->text()));
         } else if (const auto* named = node_as<SN_StringTagCompare>(node)) {
             nodes_.push_back(add_text(group_of(named->tag_name()), named->text()));
         } else if (const auto* integer = node_as<SN_IntTagCompare>(node)) {
+            const Kind kind = integer->known() ? Kind::integer : Kind::unknown_integer;
             nodes_.push_back(
-                {Kind::integer, integer->op(), integer->value(), group_of(integer->tag_name())});
+                {kind, integer->op(), integer->value(), group_of(integer->tag_name())});
         } else {
             nodes_.push_back({node != nullptr ? Kind::all : Kind::nothing, 0, 0, 0});
         }
@@ -121,6 +115,8 @@ bool WideSearch::value_of(std::size_t at) const {
     const Node& node = nodes_[at];
     switch (node.kind) {
         case Kind::nothing:
+        case Kind::unknown_integer:
+        case Kind::unknown_combine:
             return false;
         case Kind::all:
             return true;
@@ -131,7 +127,6 @@ bool WideSearch::value_of(std::size_t at) const {
         case Kind::combine:
             break;
     }
-    if (!known_combination(node.op)) return false;
     const Verdict verdict = after_left(node.op, values_[at + 1] != 0);
     if (verdict.rest == Rest::nothing) return verdict.value;
     return (values_[node.at] != 0) != (verdict.rest == Rest::right_negated);
@@ -145,10 +140,10 @@ void WideSearch::report() const {
         const std::size_t at = open.back();
         open.pop_back();
         const Node& node = nodes_[at];
-        if (node.kind == Kind::integer && !known_comparison(node.op)) {
+        if (node.kind == Kind::unknown_integer) {
             for (std::size_t tags = integers_[node.at].size(); tags > 0; --tags)
                 report_unknown(UnknownOperation::comparison);
-        } else if (node.kind == Kind::combine && !known_combination(node.op)) {
+        } else if (node.kind == Kind::unknown_combine) {
             report_unknown(UnknownOperation::combination);
         } else if (node.kind == Kind::combine) {
             if (after_left(node.op, values_[at + 1] != 0).rest != Rest::nothing)

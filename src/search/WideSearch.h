@@ -30,7 +30,15 @@ public:
     [[nodiscard]] bool matches(RecordView record);
 
 private:
-    enum class Kind : std::uint8_t { nothing, all, text, integer, combine };
+    enum class Kind : std::uint8_t {
+        nothing,
+        all,
+        text,
+        integer,
+        unknown_integer,  // of a comparison that nobody knows
+        combine,
+        unknown_combine,  // likewise, without its sides
+    };
 
     struct Node {
         Kind kind = Kind::nothing;
